@@ -1,0 +1,20 @@
+#pragma once
+// The catalogue of result codes shared by the whole family of biometric components.
+#include <cstddef>
+#include <cstdint>
+
+struct TpErrorCatalogueRow
+{
+  int32_t nCode;
+  const char* szText;
+  const wchar_t* wszText;
+  const char* szName;
+  const wchar_t* wszName;
+};
+
+// Linear scan from the top: the first row with the code wins.
+const char* GetErrorDescriptionA(int32_t nCode);
+const wchar_t* GetErrorDescriptionW(int32_t nCode);
+
+// Whole table in search order, for diagnostics and tests.
+const TpErrorCatalogueRow* GetErrorCatalogue(size_t* pnRows);

@@ -1,0 +1,83 @@
+#pragma once
+// The one shell every export runs in: Enter line, the body (null tests, handle, operation),
+// Leave line; a ClException becomes its code with the catalogue's text in the Error line.
+// Nothing else is caught here on purpose: other families pass through unconverted.
+#include "sdk/ErrorCatalogue.h"
+#include "sdk/Exceptions.h"
+#include "sdk/LiveScannerKX2.h"
+
+#include <cstdint>
+#include <cstdio>
+
+class ClExportShell
+{
+public:
+  // szSignature is the argument part of the lines with the function name first, as
+  // "%s(%p, %d)"; the arguments follow the function name.
+  template <class TBody, class... TArgs>
+  static int32_t Run(const char* szFunc, const char* szSignature, TBody&& body, TArgs... args)
+  {
+    return RunMixed(szFunc, szSignature, szSignature, static_cast<TBody&&>(body), args...);
+  }
+
+  // Where the Enter line's argument part differs from the Leave and Error lines'.
+  template <class TBody, class... TArgs>
+  static int32_t RunMixed(const char* szFunc, const char* szEnterSignature,
+                          const char* szExitSignature, TBody&& body, TArgs... args)
+  {
+    char enter[128], leave[128];
+    std::snprintf(enter, sizeof(enter), "%s Enter", szEnterSignature);
+    std::snprintf(leave, sizeof(leave), "%s Leave", szExitSignature);
+    try {
+      ClLiveScannerKX2::Log(7, enter, szFunc, args...);
+      body();
+      ClLiveScannerKX2::Log(7, leave, szFunc, args...);
+      return 0;
+    } catch (const ClException& e) {
+      int32_t code = e.GetCode();
+      LogError(szFunc, szExitSignature, code, args...);
+      return code;
+    }
+  }
+
+  // For the start-up exports: the body gives a plain code back.
+  template <class TBody, class... TArgs>
+  static int32_t RunCode(const char* szFunc, const char* szSignature, TBody&& body,
+                         TArgs... args)
+  {
+    char enter[128], leave[128];
+    std::snprintf(enter, sizeof(enter), "%s Enter", szSignature);
+    std::snprintf(leave, sizeof(leave), "%s Leave", szSignature);
+    try {
+      ClLiveScannerKX2::Log(7, enter, szFunc, args...);
+    } catch (const ClException& e) {
+      LogError(szFunc, szSignature, e.GetCode(), args...);
+      return e.GetCode();
+    }
+    int32_t code = body();
+    if (code == 0) {
+      try {
+        ClLiveScannerKX2::Log(7, leave, szFunc, args...);
+      } catch (const ClException& e) {
+        code = e.GetCode();
+      }
+    }
+    if (code != 0)
+      LogError(szFunc, szSignature, code, args...);
+    return code;
+  }
+
+private:
+  template <class... TArgs>
+  static void LogError(const char* szFunc, const char* szSignature, int32_t nCode,
+                       TArgs... args)
+  {
+    char error[128];
+    std::snprintf(error, sizeof(error), "%s Error(%%d): %%s", szSignature);
+    try {
+      ClLiveScannerKX2::Log(3, error, szFunc, args..., nCode, GetErrorDescriptionA(nCode));
+    } catch (const ClException&) {
+      // The code is what the caller needs; a line that cannot be formed is dropped.
+    }
+  }
+};

@@ -1,0 +1,37 @@
+#include "sdk/LiveScannerKX2.h"
+
+#include "sdk/SDKHelper.h"
+
+#include <cstring>
+
+namespace {
+// The text after the number is free form and never parsed.
+const char szVersion[] = "SDK: VeltranoLiveScannerKX2 Version: 1.8.1.1822 Platform: Linux x86_64";
+} // namespace
+
+const char* ClLiveScannerKX2::Signature()
+{
+  return szVersion;
+}
+
+void ClLiveScannerKX2::OnFirstUse()
+{
+  // The device library binding starts here once the device layer exists.
+}
+
+void ClLiveScannerKX2::GetVersion(char* szOut, uint64_t* pnSize)
+{
+  static const char szTag[] = " Version: ";
+  const char* start = std::strstr(szVersion, szTag);
+  if (!start)
+    throw ClException("szVersion signature not found.", -101, true, __FILE__, __LINE__);
+  start += sizeof(szTag) - 1;
+  const char* end = std::strchr(start, ' ');
+  if (!end)
+    throw ClException("szVersion signature not found.", -101, true, __FILE__, __LINE__);
+  uint64_t n = static_cast<uint64_t>(end - start);
+  SDKHelper::CopyOut(szOut, pnSize, start, n + 1);
+  // The copy took one byte past the number; the terminator replaces it.
+  if (szOut)
+    szOut[n] = 0;
+}

@@ -1,0 +1,17 @@
+#pragma once
+#include "sdk/SDKBase.h"
+
+#include <cstdint>
+
+// The process-wide SDK object; exists while Initialize calls outnumber Uninitialize calls.
+class ClLiveScannerKX2 : public TpSDKBase<ClLiveScannerKX2>
+{
+public:
+  ~ClLiveScannerKX2() override = default;
+  void OnFirstUse() override;
+  void OnLastUse() override {}
+
+  // Copies the version number out of the signature text, terminator counted.
+  static void GetVersion(char* szOut, uint64_t* pnSize);
+  static const char* Signature();
+};

@@ -1,0 +1,110 @@
+#include "sdk/RDLogging.h"
+
+#include "sdk/Exceptions.h"
+
+#include <boost/date_time/posix_time/posix_time.hpp>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+
+TpLogHook g_pfnLogHook = nullptr;
+
+void ClLoggingNone::Format(char (&buf)[eBufferSize], const char* szFormat, va_list args)
+{
+  if (!szFormat)
+    throw ClException("szFormat == NULL", -49, true, __FILE__, __LINE__);
+  int n = std::vsnprintf(buf, eBufferSize, szFormat, args);
+  if (n < 0)
+    throw ClException(std::strerror(errno), -49, true, __FILE__, __LINE__);
+  // Only the exact size is refused; longer texts are cut and go on.
+  if (n == eBufferSize)
+    throw ClException("Logging Message bigger than 1024 bytes.", -49, true, __FILE__, __LINE__);
+}
+
+void ClLoggingNone::Log(int32_t nLevel, const char* szFormat, ...)
+{
+  char buf[eBufferSize];
+  va_list args;
+  va_start(args, szFormat);
+  try {
+    Format(buf, szFormat, args);
+  } catch (...) {
+    va_end(args);
+    throw;
+  }
+  va_end(args);
+  Write(nLevel, buf);
+}
+
+const char* ClLoggingNone::LevelName(int32_t nLevel)
+{
+  static const char* const names[] = {"Emergency", "Alert",  "Critical", "Error",
+                                      "Warning",   "Notice", "Info",     "Debug"};
+  if (nLevel < 0 || nLevel > 7)
+    return "Unknown";
+  return names[nLevel];
+}
+
+void ClLoggingNone::TimeStamp(char* szOut, size_t nSize)
+{
+  std::string s =
+      boost::posix_time::to_simple_string(boost::posix_time::microsec_clock::local_time());
+  std::snprintf(szOut, nSize, "%s", s.c_str());
+}
+
+void RDLoggingConfigure()
+{
+  // Exactly "1", terminator included: "10" or "true" leave logging off.
+  const char* on = std::getenv("VELTRANO_SDK_LOG");
+  ClSDKLoggingLayers::m_bEnabled = on && std::memcmp(on, "1", 2) == 0;
+
+  ClSDKLoggingLayers::m_nLevel = 7;
+  if (const char* lv = std::getenv("VELTRANO_SDK_LOG_LEVEL")) {
+    int32_t n = static_cast<int32_t>(std::strtol(lv, nullptr, 10));
+    if (static_cast<uint32_t>(n) < 8)
+      ClSDKLoggingLayers::m_nLevel = n;
+  }
+  // No debug-output service to load here; the console layer does the work.
+  ClSDKLoggingLayers::m_pfnOutputDebugString = nullptr;
+}
+
+namespace {
+struct ClLoggingStartUp
+{
+  ClLoggingStartUp() { RDLoggingConfigure(); }
+} s_LoggingStartUp;
+} // namespace
+
+void RDLog(int32_t nLevel, const char* szFormat, ...)
+{
+  char buf[ClLoggingNone::eBufferSize];
+  va_list args;
+  va_start(args, szFormat);
+  int n = szFormat ? std::vsnprintf(buf, sizeof(buf), szFormat, args) : -1;
+  va_end(args);
+  TpLogHook hook = g_pfnLogHook;
+  if (n >= 0 && hook)
+    hook(nLevel, buf);
+}
+
+void RDDebugOut(const char* szText)
+{
+  if (szText)
+    ClSDKLoggingLayers::LogText(7, szText);
+}
+
+void RDDebugOutW(const wchar_t* wszText)
+{
+  if (!wszText)
+    return;
+  char buf[ClLoggingNone::eBufferSize];
+  std::mbstate_t st{};
+  const wchar_t* src = wszText;
+  size_t n = std::wcsrtombs(buf, &src, sizeof(buf) - 1, &st);
+  if (n == static_cast<size_t>(-1))
+    return;
+  buf[n < sizeof(buf) ? n : sizeof(buf) - 1] = 0;
+  RDDebugOut(buf);
+}

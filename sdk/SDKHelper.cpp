@@ -1,0 +1,19 @@
+#include "sdk/SDKHelper.h"
+
+#include "sdk/Exceptions.h"
+
+#include <cstring>
+
+void SDKHelper::CopyOut(void* pDst, uint64_t* pnSize, const void* pSrc, uint64_t nBytes)
+{
+  if (!pnSize)
+    LSKX2_THROW(-24);
+  uint64_t old = *pnSize;
+  *pnSize = nBytes;
+  if (old < nBytes)
+    LSKX2_THROW(-21);
+  if (!pDst)
+    return;
+  if (nBytes)
+    std::memcpy(pDst, pSrc, nBytes);
+}

@@ -1,0 +1,99 @@
+#pragma once
+// Class-wide, reference-counted single instance. The mutex exists from load time on.
+#include "sdk/Exceptions.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <mutex>
+#include <new>
+
+template <class T>
+class TpSingleton
+{
+public:
+  virtual ~TpSingleton() = default;
+
+  static T* Acquire()
+  {
+    std::lock_guard<std::mutex> lock(s_Mutex);
+    ++s_nRefCount;
+    if (s_pInstance)
+      return s_pInstance;
+    try {
+      s_pInstance = new T();
+      RegisterExitHook();
+      s_pInstance->OnCreated();
+      s_pInstance->OnFirstUse();
+    } catch (const ClException& e) {
+      ReleaseLocked();
+      throw ClException(e);
+    } catch (const std::bad_alloc&) {
+      ReleaseLocked();
+      throw ClExBadAlloc();
+    }
+    return s_pInstance;
+  }
+
+  static void Release()
+  {
+    std::lock_guard<std::mutex> lock(s_Mutex);
+    ReleaseLocked();
+  }
+
+  // Reads the pointer without the lock, as every handle path does for its brief check.
+  static T* Instance()
+  {
+    T* p = s_pInstance;
+    if (!p)
+      throw ClException("No Singleton Instance exist.", -2, true, __FILE__, __LINE__);
+    return p;
+  }
+
+  static void CheckInUse()
+  {
+    if (!s_pInstance)
+      throw ClExVeltrano(-2, __FILE__, __LINE__);
+  }
+
+  static bool Exists() { return s_pInstance != nullptr; }
+  static std::mutex& Mutex() { return s_Mutex; }
+
+protected:
+  static void ReleaseLocked()
+  {
+    if (s_nRefCount == 0)
+      throw ClException("No Singleton Instance exist multiple delete.", -2, true, __FILE__,
+                        __LINE__);
+    int32_t old = s_nRefCount--;
+    if (old == 1 && s_pInstance) {
+      T* p = s_pInstance;
+      s_pInstance = nullptr;
+      p->OnLastUse();
+      delete p;
+    }
+  }
+
+  // At process exit the instance goes whatever the count was.
+  static void ExitHook()
+  {
+    std::lock_guard<std::mutex> lock(s_Mutex);
+    if (s_pInstance) {
+      T* p = s_pInstance;
+      s_pInstance = nullptr;
+      p->OnLastUse();
+      delete p;
+    }
+    s_nRefCount = 0;
+  }
+
+  static void RegisterExitHook()
+  {
+    static bool bRegistered = false;
+    if (!bRegistered)
+      bRegistered = std::atexit(&TpSingleton::ExitHook) == 0;
+  }
+
+  static inline T* s_pInstance = nullptr;
+  static inline int32_t s_nRefCount = 0;
+  static inline std::mutex s_Mutex;
+};
