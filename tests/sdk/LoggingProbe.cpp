@@ -1,0 +1,37 @@
+// Runs the exports and the logger in a process of its own, so that a test can choose the
+// environment that the library reads once at load time.
+#include "livescannerkx2.h"
+#include "sdk/LiveScannerKX2.h"
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+int main(int argc, char** argv)
+{
+  const char* what = argc > 1 ? argv[1] : "exports";
+  if (!std::strcmp(what, "exports")) {
+    LS_KX2Initialize(nullptr);
+    LS_KX2CompatibilityCheck("abc");
+    LS_KX2Uninitialize();
+    LS_KX2Uninitialize();
+    return 0;
+  }
+  // "size N": log a message of N characters and print the code it raised, if any.
+  if (!std::strcmp(what, "size") && argc > 2) {
+    std::string text(static_cast<size_t>(std::atoi(argv[2])), 'a');
+    try {
+      ClLiveScannerKX2::Log(7, "%s", text.c_str());
+      std::printf("code 0\n");
+    } catch (const ClException& e) {
+      std::printf("code %d %s\n", e.GetCode(), std::strchr(e.GetMessage(), '\n') + 1);
+    }
+    try {
+      ClLiveScannerKX2::Log(7, nullptr);
+    } catch (const ClException& e) {
+      std::printf("null %d %s\n", e.GetCode(), std::strchr(e.GetMessage(), '\n') + 1);
+    }
+    return 0;
+  }
+  return 2;
+}
