@@ -1,0 +1,64 @@
+// Cost of one simulated frame: the empty platen, a finger held flat, and a roll patch, at
+// the normal size (800 by 750, dose 2) and the raw size (1600 by 1500, dose 9). Texture
+// growth, which happens once per finger, is measured apart.
+#include "simulator/SimRender.h"
+#include "simulator/render/FingerTexture.h"
+
+#include <benchmark/benchmark.h>
+
+using namespace kxsim;
+
+namespace {
+
+ClScene Scene(EContact eContact) {
+  ClScene s;
+  s.dResidue = 0.3;
+  s.eContact = eContact;
+  s.finger.nSeed = 7;
+  s.dRollFromX = 220;
+  s.dRollToX = 580;
+  s.dPatchX = 400;
+  return s;
+}
+
+void RenderFrame(benchmark::State& state, EContact eContact, bool bRaw) {
+  const int w = bRaw ? kRawWidth : kNormalWidth, h = bRaw ? kRawHeight : kNormalHeight;
+  ClFrameRenderer renderer(kNormalWidth, kNormalHeight);
+  const ClScene scene = Scene(eContact);
+  std::vector<uint8_t> out(size_t(w) * size_t(h));
+  renderer.Render(scene, w, h, bRaw ? kRawDose : kNormalDose, 0, EOrientation::eDevice, out.data());  // warm caches
+  uint64_t frame = 0;
+  for (auto _ : state) {
+    renderer.Render(scene, w, h, bRaw ? kRawDose : kNormalDose, ++frame, EOrientation::eDevice, out.data());
+    benchmark::DoNotOptimize(out.data());
+  }
+  state.SetItemsProcessed(int64_t(state.iterations()));
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(out.size()));
+}
+
+void BM_EmptyNormal(benchmark::State& s) { RenderFrame(s, EContact::eNone, false); }
+void BM_EmptyRaw(benchmark::State& s) { RenderFrame(s, EContact::eNone, true); }
+void BM_FlatFingerNormal(benchmark::State& s) { RenderFrame(s, EContact::eFlat, false); }
+void BM_FlatFingerRaw(benchmark::State& s) { RenderFrame(s, EContact::eFlat, true); }
+void BM_RollPatchNormal(benchmark::State& s) { RenderFrame(s, EContact::eRoll, false); }
+void BM_RollPatchRaw(benchmark::State& s) { RenderFrame(s, EContact::eRoll, true); }
+
+void BM_TextureGrowth(benchmark::State& state) {
+  uint32_t seed = 1000;
+  for (auto _ : state) {
+    ClFingerTexture t(++seed, EPattern::eAuto);
+    benchmark::DoNotOptimize(t.Ridges(true));
+  }
+}
+
+}  // namespace
+
+BENCHMARK(BM_EmptyNormal)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_EmptyRaw)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FlatFingerNormal)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FlatFingerRaw)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_RollPatchNormal)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_RollPatchRaw)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_TextureGrowth)->Unit(benchmark::kMillisecond)->Iterations(5);
+
+BENCHMARK_MAIN();

@@ -1,0 +1,71 @@
+// One simulated scanner: its state between calls (frames delivered, diodes, control bytes,
+// options, user memory, connection) and its platen. Handles share it; every operation
+// expects the caller to hold Mutex().
+#pragma once
+
+#include "simulator/device/SimConfig.h"
+#include "simulator/render/FrameRenderer.h"
+
+#include <array>
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+namespace kxsim {
+
+class ClSimDevice {
+ public:
+  explicit ClSimDevice(const ClDeviceConfig& config);
+
+  const ClDeviceConfig& Config() const { return m_Config; }
+  std::mutex& Mutex() { return m_Mutex; }
+
+  // Counts a call of an entry on this device and answers the error of a scripted fault
+  // for it, 0 when the call is to go through.
+  uint32_t Fault(EEntry eEntry);
+  int64_t Calls(EEntry eEntry) const { return m_aCalls[size_t(eEntry)]; }
+
+  bool Connected() const { return m_bConnected; }
+  void SetConnected(bool b) { m_bConnected = b; }
+
+  // Renders the next frame into pOut (normal or raw size). Fails with kErrBusy, and
+  // disconnects, once the scripted number of frames has been delivered.
+  uint32_t Image(bool bRaw, int nDose, uint8_t* pOut);
+  uint64_t Frames() const { return m_nFrames; }
+  void SetFrames(uint64_t n) { m_nFrames = n; }
+  // A frame of the script rendered without touching the device's state.
+  void Peek(uint64_t nFrame, bool bRaw, int nDose, EOrientation eOrientation, uint8_t* pOut);
+  ClFrameRenderer& Renderer() { return m_Renderer; }
+  int LastDose() const { return m_nLastDose; }
+  int LastMode() const { return m_nLastMode; }
+
+  void SetDiodes(uint8_t n1, uint8_t n2) { m_aDiodes = {{n1, n2}}; }
+  const std::array<uint8_t, 2>& Diodes() const { return m_aDiodes; }
+  void SetOptions(uint32_t nMask, uint32_t nFlags) { m_nOptions = (m_nOptions & ~nMask) | (nFlags & nMask); }
+  uint32_t Options() const { return m_nOptions; }
+  std::array<uint8_t, kControlBytes>& Control() { return m_aControl; }
+  int ControlFlag() const { return m_nControlFlag; }
+  void SetControlFlag(int n) { m_nControlFlag = n; }
+  std::vector<uint8_t>& Memory() { return m_aMemory; }
+
+  int OpenHandles() const { return m_nOpenHandles; }
+  void AddHandle(int n) { m_nOpenHandles += n; }
+
+ private:
+  ClDeviceConfig m_Config;
+  std::mutex m_Mutex;
+  ClFrameRenderer m_Renderer;
+  std::array<int64_t, kEntryCount> m_aCalls{};
+  bool m_bConnected = true;
+  uint64_t m_nFrames = 0;
+  int m_nLastDose = -1;
+  int m_nLastMode = 0;            // 0 none yet, 1 normal, 2 raw
+  std::array<uint8_t, 2> m_aDiodes{{0, 0}};
+  uint32_t m_nOptions = 1;        // the fake replica check is on until switched off
+  std::array<uint8_t, kControlBytes> m_aControl;
+  int m_nControlFlag = -1;
+  std::vector<uint8_t> m_aMemory;
+  int m_nOpenHandles = 0;
+};
+
+}  // namespace kxsim

@@ -1,0 +1,96 @@
+// A script of what happens on the platen, frame by frame: empty platen, a finger placed,
+// held, lifted, rolled. Steps are expanded once; the scene of any frame is then found by
+// a search over the steps, so that frames can be rendered in any order.
+#pragma once
+
+#include "simulator/render/SimTypes.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kxsim {
+
+class ClFrameRenderer;
+
+enum class EStep { eEmpty, ePlace, eStill, eLift, eRoll };
+
+// How a roll goes. The patch centre follows aPath (platen columns) at constant speed.
+struct ClRollSpec {
+  std::vector<double> aPath{200.0, 600.0};
+  double dPatchWidth = 200.0;
+  int nSettle = 3;          // frames resting at the start, as a finger laid on its side
+  double dSlipAt = -1.0;    // fraction of the move at which the pattern jumps (slip)
+  int nSlipX = 0, nSlipY = 0;
+  double dLiftAt = -1.0;    // fraction of the move at which the finger leaves the platen
+  int nLiftFrames = 0;      // ... for this many frames
+};
+
+struct ClScriptStep {
+  EStep eKind = EStep::eEmpty;
+  int nFrames = 1;          // for a roll: frames of movement, without settle and lift frames
+  bool bResidue = false;    // the platen's residue changes from this step on
+  double dResidue = 0.0;
+  bool bFinger = false;     // the finger changes from this step on
+  ClFinger finger;
+  ClRollSpec roll;
+};
+
+// What the script does at one frame.
+struct ClFrameInfo {
+  int nStep = -1;           // index of the step in the script
+  EStep eKind = EStep::eEmpty;
+  int nFrameInStep = 0;
+  int nKindIndex = 0;       // this step is the n-th step of its kind (0-based)
+};
+
+class ClScript {
+ public:
+  ClScript() = default;
+  // Empty platen, a finger placed and held, lifted, a finger rolled left to right, lifted.
+  static ClScript Demo();
+  // Parses a JSON array of steps (the "script" of a device); throws ClSimConfigError.
+  static ClScript FromJson(const std::string& sText);
+
+  void Add(const ClScriptStep& step);
+  const std::vector<ClScriptStep>& Steps() const { return m_aSteps; }
+  void SetLoop(bool bLoop) { m_bLoop = bLoop; }
+  bool Loop() const { return m_bLoop; }
+
+  // Frames of one pass through the script.
+  int64_t FrameCount() const { return m_nFrames; }
+  // Scene at frame nFrame: the script repeats when it loops, else its last frame stays.
+  ClScene SceneAt(uint64_t nFrame) const;
+  ClFrameInfo InfoAt(uint64_t nFrame) const;
+  // First frame of the n-th step of a kind, -1 if there is none.
+  int64_t FirstFrameOf(EStep eKind, int nIndex) const;
+
+  // Ideal rolled print of the n-th roll: perfect contact over the union of the patches
+  // that touched the platen, flat background elsewhere; mask 255 on that union.
+  bool RollTruth(int nRoll, ClFrameRenderer& renderer, int nWidth, int nHeight, int nDose,
+                 EOrientation eOrientation, ClGreyImage& image, ClGreyImage& mask) const;
+  // Ideal plain print of the n-th still step: the held finger without noise or residue.
+  bool PlainTruth(int nStill, ClFrameRenderer& renderer, int nWidth, int nHeight, int nDose,
+                  EOrientation eOrientation, ClGreyImage& image, ClGreyImage& mask) const;
+
+ private:
+  struct ClRun {
+    int64_t nStart = 0, nLength = 0;
+    int nKindIndex = 0;
+    double dResidue = 0.0;
+    ClFinger finger;
+    ClScene before;         // last contact before this step (for still and lift)
+  };
+  void Expand();
+  int RunAt(uint64_t nFrame, int64_t& nLocal) const;
+  ClScene SceneOf(int nRun, int64_t nLocal) const;
+  ClScene LastScene(int nRun) const;
+  ClScene RollScene(int nRun, double dFraction) const;
+
+  std::vector<ClScriptStep> m_aSteps;
+  std::vector<ClRun> m_aRuns;
+  int64_t m_nFrames = 0;
+  bool m_bLoop = true;
+};
+
+}  // namespace kxsim

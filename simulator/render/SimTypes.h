@@ -1,0 +1,77 @@
+// Plain value types of the scanner simulator: a finger, the scene on the platen at one
+// instant, and a small grey image. Coordinates are platen pixels at 500 dpi in display
+// orientation (x to the right, y downwards, the fingertip towards row 0), which is how the
+// SDK shows a frame after its vertical flip. The device itself delivers rows bottom up.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+// Pure computations on the simulator's own buffers (texture growth, background) take
+// minutes under the thread sanitizer and can race with nothing: they are left unchecked.
+#if defined(__SANITIZE_THREAD__)
+#define KXSIM_UNCHECKED_BY_TSAN __attribute__((no_sanitize_thread))
+#else
+#define KXSIM_UNCHECKED_BY_TSAN
+#endif
+
+namespace kxsim {
+
+// Fingerprint class; eAuto picks one from the seed.
+enum class EPattern { eAuto, eLoopLeft, eLoopRight, eWhorl, eArch };
+
+// Row order of an image: as the device delivers it, or as the SDK shows it.
+enum class EOrientation { eDevice, eDisplay };
+
+// What touches the platen.
+enum class EContact { eNone, eFlat, eRoll };
+
+struct ClFinger {
+  uint32_t nSeed = 7;                  // texture seed: same seed, same ridges
+  EPattern ePattern = EPattern::eAuto;
+  double dPressure = 0.8;              // 0..1: size and contrast of the contact
+  double dMoisture = 0.0;              // -1 dry (broken ridges) .. +1 wet (merged ridges)
+  bool bFake = false;                  // artificial finger: flat contact, bright valleys, no pores
+  double dCentreX = -1.0;              // contact centre; negative means the platen's centre
+  double dCentreY = -1.0;
+  double dWidth = 360.0;               // contact ellipse at pressure 1, full placement
+  double dHeight = 500.0;
+};
+
+struct ClScene {
+  double dResidue = 0.0;               // platen dirt, 0 clean .. 1 very dirty
+  EContact eContact = EContact::eNone;
+  ClFinger finger;
+  double dPlaced = 1.0;                // 0..1 while placing or lifting, 1 when fully down
+  // Rolling: the unrolled print stays fixed, a tall patch around dPatchX is lit.
+  double dPatchX = 0.0;
+  double dPatchWidth = 200.0;
+  double dRollFromX = 0.0;             // extent of the unrolled print (patch centres)
+  double dRollToX = 0.0;
+  int nShiftX = 0;                     // ridge pattern offset, for slips
+  int nShiftY = 0;
+};
+
+struct ClGreyImage {
+  int nWidth = 0;
+  int nHeight = 0;
+  std::vector<uint8_t> aPixels;        // rows back to back, no padding
+
+  ClGreyImage() = default;
+  ClGreyImage(int w, int h, uint8_t v = 0)
+      : nWidth(w), nHeight(h), aPixels(size_t(w) * size_t(h), v) {}
+  uint8_t* Row(int y) { return aPixels.data() + size_t(y) * size_t(nWidth); }
+  const uint8_t* Row(int y) const { return aPixels.data() + size_t(y) * size_t(nWidth); }
+  uint8_t At(int x, int y) const { return Row(y)[x]; }
+};
+
+// A configuration or script text that cannot be used; the message says where and why.
+class ClSimConfigError : public std::runtime_error {
+ public:
+  explicit ClSimConfigError(const std::string& sWhat) : std::runtime_error(sWhat) {}
+};
+
+}  // namespace kxsim
