@@ -1,0 +1,106 @@
+#include "imaging/ProcessorBase.h"
+
+#include "parameters/ParameterContainer.h"
+
+#include <cstdio>
+
+ClProcessorLog* ClProcessorBase::s_pDefaultLog = nullptr;
+ClProcessorTiming* ClProcessorBase::s_pTiming = nullptr;
+
+void ClProcessorLog::Write(const char* szFormat, ...)
+{
+  va_list args;
+  va_start(args, szFormat);
+  WriteV(szFormat, args);
+  va_end(args);
+}
+
+void ClProcessorTiming::Add(const std::type_info& cls, double dSeconds)
+{
+  for (uint32_t i = 0; i < m_Records.Size(); ++i) {
+    if (*m_Records[i].pClass == cls) {
+      m_Records[i].dSeconds += dSeconds;
+      ++m_Records[i].nRuns;
+      return;
+    }
+  }
+  ClRecord record;
+  record.pClass = &cls;
+  record.dSeconds = dSeconds;
+  record.nRuns = 1;
+  m_Records.Add(record);
+}
+
+const ClProcessorTiming::ClRecord* ClProcessorTiming::Find(const std::type_info& cls) const
+{
+  for (uint32_t i = 0; i < m_Records.Size(); ++i) {
+    if (*m_Records[i].pClass == cls)
+      return &m_Records[i];
+  }
+  return nullptr;
+}
+
+ClProcessorBase::ClProcessorBase() : m_pLog(s_pDefaultLog)
+{
+}
+
+ClProcessorBase::~ClProcessorBase() = default;
+
+int32_t ClProcessorBase::Run()
+{
+  if (m_pLog)
+    m_pLog->BeginRun(*this);
+  Vlt::CXStopWatch watch;
+  int32_t nStatus = Initialize();
+  if (nStatus != 0)
+    return nStatus;
+  nStatus = Process();
+  int32_t nFinal = Finalize(nStatus);
+  if (nFinal != 0)
+    throw ClException("Finalization failed", nFinal, true, __FILE__, __LINE__);
+  if (ClProcessorTiming* pTiming = s_pTiming)
+    pTiming->Add(typeid(*this), watch.Elapsed());
+  if (m_pLog) {
+    char szInfo[512];
+    GetInfoString(szInfo, sizeof(szInfo));
+    m_pLog->Write("%s %s", GetName(), szInfo);
+  }
+  return nStatus;
+}
+
+void ClProcessorBase::GetInfoString(char* pBuffer, size_t nSize) const
+{
+  if (nSize == 0)
+    throw ClException("Unexpected zero-length string", -101, true, __FILE__, __LINE__);
+  if (pBuffer)
+    pBuffer[0] = 0;
+}
+
+void ClProcessorBase::FormatInfo(char* pBuffer, size_t nSize, const char* szFormat, ...)
+{
+  if (nSize == 0 || !pBuffer)
+    throw ClException("Unexpected zero-length string", -101, true, __FILE__, __LINE__);
+  va_list args;
+  va_start(args, szFormat);
+  int n = std::vsnprintf(pBuffer, nSize, szFormat, args);
+  va_end(args);
+  if (n < 0 || static_cast<size_t>(n) >= nSize) {
+    pBuffer[0] = 0;
+    throw ClException("String-Length exceeded available size", -101, true, __FILE__, __LINE__);
+  }
+}
+
+void ClProcessorBase::CaptureDefaults(ClParameterContainer& container)
+{
+  // The swap parks the present values in the defaults while the factory values are
+  // written, and the second swap puts both where they belong.
+  BindParameters(container);
+  container.SwapValueAndDefault();
+  SetDefaultParameters();
+  container.SwapValueAndDefault();
+}
+
+void ClProcessorBase::SetLogging(bool bOn)
+{
+  m_pLog = bOn ? s_pDefaultLog : nullptr;
+}

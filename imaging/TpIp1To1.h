@@ -1,0 +1,59 @@
+#pragma once
+// Light frame for inner loops: one fixed input and output sample type, public members,
+// no parameters. The derived class names its types and supplies DoProcess:
+//
+//   template <class TIn, class TOut>
+//   class ClTpIpInvert : public ClTpIp1To1<ClTpIpInvert<TIn, TOut>>
+//   {
+//   public:
+//     using InType = TIn;
+//     using OutType = TOut;
+//     int32_t DoProcess() override;  // loops over rows by LineElements()
+//   };
+//
+// Process checks the pair (all failures -44) and creates the output unless the run is
+// in place with equal types.
+#include "imaging/FpImage.h"
+#include "sdk/Exceptions.h"
+
+#include <cstdint>
+#include <type_traits>
+
+template <class Derived>
+class ClTpIp1To1
+{
+public:
+  virtual int32_t Process();
+  virtual int32_t DoProcess() = 0;
+
+  ClImage* m_pInImage = nullptr;
+  ClImage* m_pOutImage = nullptr;
+
+protected:
+  ~ClTpIp1To1() = default;
+};
+
+template <class Derived>
+int32_t ClTpIp1To1<Derived>::Process()
+{
+  using TIn = typename Derived::InType;
+  using TOut = typename Derived::OutType;
+  if (!m_pInImage)
+    throw ClException("Input image must not be NULL.", -44, true, __FILE__, __LINE__);
+  if (!m_pOutImage)
+    throw ClException("Output image must not be NULL.", -44, true, __FILE__, __LINE__);
+  if (m_pInImage->SampleSize() != sizeof(TIn))
+    throw ClException("Datatype size of input images and processor configuration differs.", -44,
+                      true, __FILE__, __LINE__);
+  if (m_pInImage->Planes() != 1)
+    throw ClException("Only single plane images supported.", -44, true, __FILE__, __LINE__);
+  if (m_pInImage == m_pOutImage) {
+    if (!std::is_same<TIn, TOut>::value)
+      throw ClException("In place processing not possible with different in and out types.", -44,
+                        true, __FILE__, __LINE__);
+    return DoProcess();
+  }
+  m_pOutImage->Create(TpDataType<TOut>::value, m_pInImage->Width(), m_pInImage->Height(), 1, 0, 0);
+  m_pOutImage->SetPels(m_pInImage->PelsX(), m_pInImage->PelsY());
+  return DoProcess();
+}

@@ -1,0 +1,53 @@
+#pragma once
+// Light frame for window filters of one fixed sample type. The derived class declares
+// InType and supplies DoProcess (which creates its output); Finish runs after it.
+// Process checks the pair and the window (all failures -44): never in place, window
+// sizes odd or 0, and not larger than the image.
+#include "imaging/FpImage.h"
+#include "sdk/Exceptions.h"
+
+#include <cstdint>
+
+template <class Derived>
+class ClTpIpFilterSeparable
+{
+public:
+  int32_t Process();
+  virtual void Finish() {}
+  virtual int32_t DoProcess() = 0;
+
+  ClImage* m_pInImage = nullptr;
+  ClImage* m_pOutImage = nullptr;
+  int32_t m_nFilterWidth = 3;
+  int32_t m_nFilterHeight = 3;
+
+protected:
+  ~ClTpIpFilterSeparable() = default;
+};
+
+template <class Derived>
+int32_t ClTpIpFilterSeparable<Derived>::Process()
+{
+  using TIn = typename Derived::InType;
+  if (!m_pInImage)
+    throw ClException("Input image must not be NULL.", -44, true, __FILE__, __LINE__);
+  if (!m_pOutImage)
+    throw ClException("Output image must not be NULL.", -44, true, __FILE__, __LINE__);
+  if (m_pInImage->SampleSize() != sizeof(TIn))
+    throw ClException("Datatype size of input images and processor configuration differs.", -44,
+                      true, __FILE__, __LINE__);
+  if (m_pInImage->Planes() != 1)
+    throw ClException("Only single plane images supported.", -44, true, __FILE__, __LINE__);
+  if (m_pInImage == m_pOutImage)
+    throw ClException("Processor cannot work inplace.", -44, true, __FILE__, __LINE__);
+  // 0 counts as odd here.
+  if ((m_nFilterWidth % 2 == 0 && m_nFilterWidth != 0) ||
+      (m_nFilterHeight % 2 == 0 && m_nFilterHeight != 0))
+    throw ClException("Filter size must be odd value.", -44, true, __FILE__, __LINE__);
+  if (m_nFilterWidth > m_pInImage->Width() || m_nFilterHeight > m_pInImage->Height())
+    throw ClException("Filter size must be less/equal then image size.", -44, true, __FILE__,
+                      __LINE__);
+  int32_t nStatus = DoProcess();
+  Finish();
+  return nStatus;
+}

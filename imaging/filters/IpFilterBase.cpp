@@ -1,0 +1,151 @@
+#include "imaging/filters/IpFilterBase.h"
+
+#include "imaging/geometry/IpJoinPlanes.h"
+#include "imaging/geometry/IpSplitPlanes.h"
+#include "parameters/ParameterContainer.h"
+#include "parameters/ParameterInterface.h"
+#include "sdk/Exceptions.h"
+
+namespace {
+
+const char s_aModeChoices[] = "Mode X\0Mode Y\0Mode XY\0MODE_DIRECTED\0MODE_DIRECTED_ORTHO\0";
+const int32_t s_anModeValues[] = {1, 2, 3, 8, 16};
+
+} // namespace
+
+ClIpFilterBase::ClIpFilterBase()
+{
+  SetDefaultParameters();
+}
+
+ClIpFilterBase::~ClIpFilterBase() = default;
+
+void ClIpFilterBase::DeclareInterface(ClParameterInterface& itf)
+{
+  using I = ClParameterInterface;
+  itf.AddImage(&m_pInImage, "InImage", "In: Original Image", I::eIn, 1, 1);
+  itf.AddImage(&m_pOutImage, "OutImage", "Out: Output Image", I::eOut, 1, 1);
+  itf.AddInteger(&m_nFilterWidth, "nFilterWidth", "in: Filter Width", I::eIn, 1.0, -1.0);
+  I::ClParameter* p = itf.AddChoice(&m_nMode, "eFilterWidth", "in: Filter Width", nullptr, I::eIn);
+  I::SetChoices(p, s_aModeChoices, s_anModeValues);
+  p->m_dDefault = MODE_X;
+  // Both direction ports lead to the x part; the y part is set directly.
+  itf.AddImage(&m_pInDxImage, "InDxImage", "in: Dx Image", I::eIn, 1, 1);
+  itf.AddImage(&m_pInDxImage, "InDyImage", "in: Dy Image", I::eIn, 1, 1);
+}
+
+void ClIpFilterBase::SetDefaultParameters()
+{
+  m_nFilterWidth = 3;
+  m_nMode = MODE_XY;
+}
+
+void ClIpFilterBase::BindParameters(ClParameterContainer& container)
+{
+  container.CreatePointer<ClImage>("pInImage")->Bind(&m_pInImage, 1);
+  container.CreatePointer<ClImage>("pOutImage")->Bind(&m_pOutImage, 2);
+  container.CreateNumeric<int>("nFilterWidth")->Bind(&m_nFilterWidth, 3);
+  auto* pMode = container.CreateEnum<int>("nMode");
+  const char* szChoice = s_aModeChoices;
+  for (int32_t nValue : s_anModeValues) {
+    pMode->AddEntry(nValue, szChoice);
+    while (*szChoice)
+      ++szChoice;
+    ++szChoice;
+  }
+  pMode->Bind(&m_nMode, 3);
+  container.CreatePointer<ClImage>("pInDxImage")->Bind(&m_pInDxImage, 5);
+  container.CreatePointer<ClImage>("pInDyImage")->Bind(&m_pInDxImage, 5);
+}
+
+void ClIpFilterBase::GetInfoString(char* pBuffer, size_t nSize) const
+{
+  const char* szSign = "Unknown";
+  if (m_pInImage)
+    szSign = DataTypeIsSigned(m_pInImage->DataType()) ? "Signed" : "Unsigned";
+  FormatInfo(pBuffer, nSize, "W[%ld] M[%s%s%s%s] S[%s]", static_cast<long>(m_nFilterWidth),
+             (m_nMode & MODE_X) ? "X" : "", (m_nMode & MODE_Y) ? "Y" : "",
+             (m_nMode & MODE_DIRECTED) ? "Directed" : "",
+             (m_nMode & MODE_DIRECTED_ORTHO) ? "DirectedOrtho" : "", szSign);
+}
+
+int32_t ClIpFilterBase::Process()
+{
+  if (!m_pInImage)
+    throw ClExVeltrano(-10, __FILE__, __LINE__);
+  if (!m_pOutImage)
+    throw ClException("m_pOutImage is not set", -701, true, __FILE__, __LINE__);
+  if (m_nFilterWidth <= 1) {
+    m_pOutImage->Copy(*m_pInImage);
+    return 0;
+  }
+  if (m_pInImage->Planes() > 1) {
+    ProcessPlanes();
+    return 0;
+  }
+  if (m_pInImage == m_pOutImage)
+    return -10;
+  return ProcessSinglePlane();
+}
+
+int32_t ClIpFilterBase::ProcessPlanes()
+{
+  // The input object lends itself to each plane in turn; its own members wait in keep.
+  ClImage keep;
+  keep.Swap(*m_pInImage);
+  const uint32_t nPlanes = keep.Planes() < 3 ? keep.Planes() : 3;
+  ClImage* apPlanes[3] = {nullptr, nullptr, nullptr};
+  for (uint32_t p = 0; p < nPlanes; ++p)
+    apPlanes[p] = &m_aPlanes[p];
+  struct Restore
+  {
+    ClImage& keep;
+    ClImage& in;
+    ~Restore() { in.Swap(keep); }
+  } restore{keep, *m_pInImage};
+  ClIpSplitPlanes split;
+  split.SetLogging(m_pLog != nullptr);
+  split.Split(&keep, apPlanes[0], apPlanes[1], apPlanes[2]);
+  for (uint32_t p = 0; p < nPlanes; ++p) {
+    m_pInImage->Swap(m_aPlanes[p]);
+    ProcessSinglePlane();
+    m_aPlanes[p].Swap(*m_pOutImage);
+  }
+  ClIpJoinPlanes join;
+  join.m_eOutContent = keep.Content();
+  join.m_nOutPlanes = static_cast<int32_t>(nPlanes);
+  join.Join(m_pOutImage, apPlanes[0], apPlanes[1], apPlanes[2]);
+  m_pOutImage->SetImageTag(keep.ImageTag());
+  return 0;
+}
+
+int32_t ClIpFilterBase::ProcessSinglePlane()
+{
+  if (!m_pInImage)
+    throw ClExVeltrano(-10, __FILE__, __LINE__);
+  return DispatchMode(DataTypeIsSigned(m_pInImage->DataType()));
+}
+
+int32_t ClIpFilterBase::DispatchMode(bool bSigned)
+{
+  switch (m_nMode) {
+  case MODE_X: return bSigned ? FilterXSigned() : FilterXUnsigned();
+  case MODE_Y: return bSigned ? FilterYSigned() : FilterYUnsigned();
+  case MODE_XY: return bSigned ? FilterXYSigned() : FilterXYUnsigned();
+  case MODE_DIRECTED: return bSigned ? FilterDirectedSigned(false) : FilterDirectedUnsigned(false);
+  case MODE_DIRECTED_ORTHO: return bSigned ? FilterDirectedSigned(true) : FilterDirectedUnsigned(true);
+  default: throw ClExVeltrano(-35, __FILE__, __LINE__);
+  }
+}
+
+int32_t ClIpFilterBase::FilterXYUnsigned()
+{
+  int32_t nStatus = FilterXUnsigned();
+  return nStatus != 0 ? nStatus : FilterYUnsigned();
+}
+
+int32_t ClIpFilterBase::FilterXYSigned()
+{
+  int32_t nStatus = FilterXSigned();
+  return nStatus != 0 ? nStatus : FilterYSigned();
+}

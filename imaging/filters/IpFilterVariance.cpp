@@ -1,0 +1,112 @@
+#include "imaging/filters/IpFilterVariance.h"
+
+#include "imaging/TpDispatch.h"
+#include "imaging/filters/VarianceKernels.h"
+#include "parameters/ParameterContainer.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <type_traits>
+
+namespace {
+
+const char s_aTypeChoices[] = "unsigned char\0signed char\0unsigned short\0signed short\0"
+                              "unsigned int\0signed int\0float\0double\0default\0";
+const int32_t s_anTypeValues[] = {1, 129, 2, 130, 4, 132, 196, 200, 255};
+
+} // namespace
+
+ClIpFilterVariance::ClIpFilterVariance()
+{
+  const EDataType aTypes[] = {eUInt8, eInt8, eUInt16, eInt16, eUInt32, eInt32, eFloat32, eDouble64};
+  AddDataTypes(aTypes, 8);
+  SetDefaultParameters();
+}
+
+void ClIpFilterVariance::SetDefaultParameters()
+{
+  m_nInFilterWidth = 11;
+  m_eOutImageType = eDouble64;
+}
+
+void ClIpFilterVariance::BindParameters(ClParameterContainer& container)
+{
+  ClIp1to1Base::BindParameters(container);
+  container.CreateNumeric<int>("nInFilterWidth")->Bind(&m_nInFilterWidth, 3);
+  auto* pType = container.CreateEnum<unsigned char>("OutImageType");
+  const char* szChoice = s_aTypeChoices;
+  for (int32_t nValue : s_anTypeValues) {
+    pType->AddEntry(static_cast<unsigned char>(nValue), szChoice);
+    szChoice += std::strlen(szChoice) + 1;
+  }
+  pType->Bind(reinterpret_cast<unsigned char*>(&m_eOutImageType), 3);
+}
+
+void ClIpFilterVariance::CheckInputType() const
+{
+  ClIp1to1Base::CheckInputType();
+  if (m_pInImage->Planes() != 1)
+    throw ClException("Input image has too many planes.", -44, true, __FILE__, __LINE__);
+}
+
+int32_t ClIpFilterVariance::Process()
+{
+  if (!m_pInImage)
+    throw ClException("Input image not assigned", -701, true, __FILE__, __LINE__);
+  if (!m_pOutImage)
+    throw ClException("Output image not assigned", -701, true, __FILE__, __LINE__);
+  if (SampleTypeIndex(m_pInImage->DataType()) < 0)
+    return -33;
+  if (SampleTypeIndex(m_eOutImageType) < 0)
+    return 0;
+  m_Keep.Share(*m_pInImage);
+  struct Release
+  {
+    ClImage& keep;
+    ~Release() { keep.Clear(); }
+  } release{m_Keep};
+  return DispatchTypes(m_Keep.DataType(), m_eOutImageType, [&](auto a, auto b) {
+    return Compute<typename decltype(a)::Type, typename decltype(b)::Type>(m_Keep, *m_pOutImage);
+  });
+}
+
+template <class TIn, class TOut>
+int32_t ClIpFilterVariance::Compute(const ClImage& in, ClImage& out)
+{
+  out.Create(TpDataType<TOut>::value, in.Width(), in.Height(), 1, in.PelsX(), in.PelsY());
+  if (!in.Data() || !out.Data() || in.Width() <= 0)
+    return 0;
+  const int32_t nHalf = std::max(m_nInFilterWidth / 2, 0);
+  const int32_t nWidth = in.Width(), nHeight = in.Height();
+  auto Reserve = [&](size_t nBytes) -> unsigned char* {
+    if (m_aWork.size() < nBytes) {
+      try {
+        m_aWork.resize(nBytes);
+      } catch (const std::bad_alloc&) {
+        throw ClExBadAlloc();
+      }
+    }
+    return m_aWork.data();
+  };
+  if constexpr (std::is_same<TIn, uint8_t>::value &&
+                (std::is_same<TOut, float>::value || std::is_same<TOut, double>::value)) {
+    if (VarianceU8IsExact(nHalf, std::is_same<TOut, double>::value)) {
+      uint64_t* pWork = reinterpret_cast<uint64_t*>(Reserve(2 * sizeof(uint64_t) * size_t(nWidth)));
+      if constexpr (std::is_same<TOut, float>::value)
+        VarianceU8ToF32(in.Data(), in.LineBytes(), out.Pixels<float>(), out.LineElements(), nWidth,
+                        nHeight, nHalf, pWork);
+      else
+        VarianceU8ToF64(in.Data(), in.LineBytes(), out.Pixels<double>(), out.LineElements(), nWidth,
+                        nHeight, nHalf, pWork);
+      return 0;
+    }
+  }
+  const int32_t nRing = static_cast<int32_t>(std::min<int64_t>(2 * int64_t(nHalf) + 1, nHeight));
+  const size_t nRingValues = size_t(nRing) * size_t(nWidth);
+  TOut* p = reinterpret_cast<TOut*>(Reserve(sizeof(TOut) * (2 * nRingValues + 2 * size_t(nWidth))));
+  TpVarianceRing<TOut> ring{p, p + nRingValues, p + 2 * nRingValues, p + 2 * nRingValues + nWidth, nRing};
+  VarianceImage<TIn, TOut>(in.Pixels<TIn>(), in.LineElements(), out.Pixels<TOut>(), out.LineElements(),
+                           nWidth, nHeight, nHalf, ring);
+  return 0;
+}

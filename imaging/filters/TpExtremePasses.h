@@ -1,0 +1,100 @@
+#pragma once
+// Row and column passes of the running minimum and maximum filters, for
+// ClTpIpFilterMin and ClTpIpFilterMax. "uint8" and "float32" take the vectorized
+// kernels; a float image holding NaN or a negative zero, and the other types, take the
+// rescan walk, whose choice among equal or unordered values is the defined one.
+#include "imaging/FpImage.h"
+#include "imaging/filters/MinMaxKernels.h"
+#include "imaging/filters/TpIpFilterWork.h"
+
+#include <type_traits>
+
+template <class P, class T>
+struct TpExtremePasses
+{
+  static constexpr bool bMax = std::is_same<P, TpMaxPolicy>::value;
+
+  static void Rows(const ClImage& in, ClImage& out, int32_t nHalf, ClFilterWork& work)
+  {
+    const T* pIn = in.Pixels<T>();
+    T* pOut = out.Pixels<T>();
+    const int32_t w = in.Width(), h = in.Height();
+    const ptrdiff_t si = in.LineElements(), so = out.LineElements();
+    if (!pIn || !pOut)
+      return;
+    if constexpr (std::is_same<T, uint8_t>::value) {
+      uint8_t* p = work.Get<uint8_t>(ExtremeRowsWorkSize(w, nHalf));
+      (bMax ? MaxRowsU8 : MinRowsU8)(pIn, si, pOut, so, w, h, nHalf, p);
+      return;
+    } else if constexpr (std::is_same<T, float>::value) {
+      if (!HasNanOrNegativeZero(pIn, si, w, h)) {
+        float* p = work.Get<float>(ExtremeRowsWorkSize(w, nHalf));
+        (bMax ? MaxRowsF32 : MinRowsF32)(pIn, si, pOut, so, w, h, nHalf, p);
+        return;
+      }
+    }
+    for (int32_t y = 0; y < h; ++y)
+      ExtremeLine<P, T>(pIn + y * si, 1, pOut + y * so, 1, w, nHalf);
+  }
+
+  static void Columns(const ClImage& in, ClImage& out, int32_t nHalf, ClFilterWork& work)
+  {
+    const T* pIn = in.Pixels<T>();
+    T* pOut = out.Pixels<T>();
+    const int32_t w = in.Width(), h = in.Height();
+    const ptrdiff_t si = in.LineElements(), so = out.LineElements();
+    if (!pIn || !pOut)
+      return;
+    if constexpr (std::is_same<T, uint8_t>::value) {
+      uint8_t* p = work.Get<uint8_t>(ExtremeColumnsWorkSize(w, nHalf));
+      (bMax ? MaxColumnsU8 : MinColumnsU8)(pIn, si, pOut, so, w, h, nHalf, p);
+      return;
+    } else if constexpr (std::is_same<T, float>::value) {
+      if (!HasNanOrNegativeZero(pIn, si, w, h)) {
+        float* p = work.Get<float>(ExtremeColumnsWorkSize(w, nHalf));
+        (bMax ? MaxColumnsF32 : MinColumnsF32)(pIn, si, pOut, so, w, h, nHalf, p);
+        return;
+      }
+    }
+    for (int32_t x = 0; x < w; ++x)
+      ExtremeLine<P, T>(pIn + x, si, pOut + x, so, h, nHalf);
+  }
+};
+
+// ClTpIpFilterMin and ClTpIpFilterMax: a row pass into a temporary, then a column pass.
+// A width that is negative or 1 skips the row pass (the temporary shares the input); a
+// height that is negative or 1 skips the column pass (the output copies the temporary).
+// Each pass forces its size odd by setting the lowest bit.
+template <class Derived, class T, class P>
+class ClTpIpFilterExtreme : public ClTpIpFilterSeparable<Derived>
+{
+public:
+  int32_t DoProcess() override
+  {
+    ClImage& in = *this->m_pInImage;
+    ClImage& out = *this->m_pOutImage;
+    const int32_t nWidth = this->m_nFilterWidth, nHeight = this->m_nFilterHeight;
+    if (nWidth < 0 || nWidth == 1) {
+      m_Temp.Share(in);
+    } else {
+      m_Temp.CreateLike(in);
+      TpExtremePasses<P, T>::Rows(in, m_Temp, (nWidth | 1) / 2, m_Work);
+    }
+    out.CreateLike(in);
+    if (nHeight >= 0 && nHeight != 1)
+      TpExtremePasses<P, T>::Columns(m_Temp, out, (nHeight | 1) / 2, m_Work);
+    else
+      out.Copy(m_Temp);
+    // The temporary keeps its buffer for the next run unless it only shared the input.
+    if (nWidth < 0 || nWidth == 1)
+      m_Temp.Clear();
+    return 0;
+  }
+
+protected:
+  ~ClTpIpFilterExtreme() = default;
+
+private:
+  ClImage m_Temp;
+  ClFilterWork m_Work;
+};

@@ -1,0 +1,78 @@
+#include "imaging/geometry/IpCut.h"
+
+#include "imaging/FpImage.h"
+#include "parameters/ParameterContainer.h"
+#include "parameters/ParameterInterface.h"
+
+#include <cstring>
+
+ClIpCut::ClIpCut()
+{
+  const EDataType aTypes[] = {eUInt8, eInt8, eUInt16, eInt16, eUInt32, eInt32, eFloat32, eDouble64};
+  AddDataTypes(aTypes, 8);
+  SetDefaultParameters();
+}
+
+void ClIpCut::DeclareInterface(ClParameterInterface& itf)
+{
+  itf.AddImage(&m_pInImage, "InImage", "In: Original Image", ClParameterInterface::eIn, 1, 1);
+  itf.AddImage(&m_pOutImage, "OutImage", "Out: Clipping", ClParameterInterface::eOut, 1, 1);
+  itf.AddInteger(&m_nX0, "X0", "In: Start X", ClParameterInterface::eIn,
+                 -2147483648.0, 2147483647.0);
+  itf.AddInteger(&m_nY0, "Y0", "In: Start Y", ClParameterInterface::eIn,
+                 -2147483648.0, 2147483647.0);
+  itf.AddInteger(&m_nDestWidth, "DestWidth", "In: Cut Width", ClParameterInterface::eIn,
+                 -2147483648.0, 2147483647.0);
+  itf.AddInteger(&m_nDestHeight, "DestHeight", "In: Cut Height", ClParameterInterface::eIn,
+                 -2147483648.0, 2147483647.0);
+}
+
+void ClIpCut::SetDefaultParameters()
+{
+  m_nX0 = 0;
+  m_nY0 = 0;
+  m_nDestWidth = 0;
+  m_nDestHeight = 0;
+}
+
+void ClIpCut::BindParameters(ClParameterContainer& container)
+{
+  ClIp1to1Base::BindParameters(container);
+  container.CreateNumeric<int32_t>("nX0")->Bind(&m_nX0, 3);
+  container.CreateNumeric<int32_t>("nY0")->Bind(&m_nY0, 3);
+  container.CreateNumeric<int32_t>("nDestWidth")->Bind(&m_nDestWidth, 3);
+  container.CreateNumeric<int32_t>("nDestHeight")->Bind(&m_nDestHeight, 3);
+}
+
+int32_t ClIpCut::ProcessImage(ClImage* pIn, ClImage* pOut)
+{
+  if (m_nX0 < 0)
+    throw ClException("ClIpCut::Process. m_nX0 < 0", -35, true, __FILE__, __LINE__);
+  if (m_nY0 < 0)
+    throw ClException("ClIpCut::Process. m_nY0 < 0", -35, true, __FILE__, __LINE__);
+  if (m_nX0 >= pIn->Width())
+    throw ClException("ClIpCut::Process. m_nX0>=m_pInImage->Width()", -35, true, __FILE__, __LINE__);
+  if (m_nY0 >= pIn->Height())
+    throw ClException("ClIpCut::Process. m_nY0>=m_pInImage->Height()", -35, true, __FILE__, __LINE__);
+  if (m_nDestWidth <= 0)
+    throw ClException("ClIpCut::Process. m_nDestWidth <= 0", -35, true, __FILE__, __LINE__);
+  if (m_nDestHeight <= 0)
+    throw ClException("ClIpCut::Process. m_nDestHeight <= 0", -35, true, __FILE__, __LINE__);
+  if (static_cast<int64_t>(m_nX0) + m_nDestWidth > pIn->Width())
+    throw ClException("ClIpCut::Process. m_nX0+m_nDestWidth > m_pInImage->Width()", -35, true,
+                      __FILE__, __LINE__);
+  if (static_cast<int64_t>(m_nY0) + m_nDestHeight > pIn->Height())
+    throw ClException("ClIpCut::Process. m_nY0+m_nDestHeight > m_pInImage->Height()", -35, true,
+                      __FILE__, __LINE__);
+
+  pOut->Create(pIn->DataType(), m_nDestWidth, m_nDestHeight, pIn->Planes(), pIn->PelsX(), pIn->PelsY());
+  if (!pOut->Data())
+    return 0;
+  const int64_t nPixel = static_cast<int64_t>(pIn->SampleSize()) * pIn->Planes();
+  const int64_t nInStride = pIn->LineBytes(), nOutStride = pOut->LineBytes();
+  const uint8_t* s = pIn->Data() + m_nY0 * nInStride + m_nX0 * nPixel;
+  uint8_t* d = pOut->Data();
+  for (int32_t y = 0; y < m_nDestHeight; ++y, s += nInStride, d += nOutStride)
+    std::memcpy(d, s, static_cast<size_t>(m_nDestWidth * nPixel));
+  return 0;
+}

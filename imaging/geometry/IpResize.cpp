@@ -1,0 +1,133 @@
+#include "imaging/geometry/IpResize.h"
+
+#include "parameters/ParameterContainer.h"
+#include "parameters/ParameterInterface.h"
+
+#include <algorithm>
+#include <cstring>
+
+ClIpResize::ClIpResize()
+{
+  SetDefaultParameters();
+}
+
+void ClIpResize::DeclareInterface(ClParameterInterface& itf)
+{
+  itf.AddImage(&m_pInImage, "InImage", "In: Original Image", ClParameterInterface::eIn, 1, 1);
+  itf.AddImage(&m_pOutImage, "OutImage", "Out: Rescaled Image", ClParameterInterface::eOut, 1, 1);
+}
+
+void ClIpResize::SetDefaultParameters()
+{
+  m_pInImage = nullptr;
+  m_pOutImage = nullptr;
+  m_nScaleFactor = 2;
+  m_nDestWidth = 0;
+  m_nDestHeight = 0;
+}
+
+void ClIpResize::BindParameters(ClParameterContainer& container)
+{
+  container.CreatePointer<ClImage>("pInImage")->Bind(&m_pInImage, 1);
+  container.CreatePointer<ClImage>("pOutImage")->Bind(&m_pOutImage, 2);
+  container.CreateNumeric<int32_t>("nScaleFactor")->Bind(&m_nScaleFactor, 3);
+  container.CreateNumeric<int32_t>("nDestWidth")->Bind(&m_nDestWidth, 3);
+  container.CreateNumeric<int32_t>("nDestHeight")->Bind(&m_nDestHeight, 3);
+}
+
+int32_t ClIpResize::Process()
+{
+  if (!m_pInImage)
+    throw ClException("m_pInImage is not set", -701, true, __FILE__, __LINE__);
+  if (!m_pOutImage)
+    throw ClException("m_pOutImage is not set", -701, true, __FILE__, __LINE__);
+  if (!m_pInImage->Data())
+    throw ClException("m_pInImage->Data() is not set", -701, true, __FILE__, __LINE__);
+  if (m_nScaleFactor < 1)
+    return -35;
+  if (m_pInImage->Planes() > 1)
+    return ProcessPlanes();
+  int32_t nDW = m_nDestWidth, nDH = m_nDestHeight;
+  if (nDW == 0 && nDH == 0) {
+    nDW = static_cast<int32_t>(std::min<int64_t>(static_cast<int64_t>(m_pInImage->Width()) * m_nScaleFactor, INT32_MAX));
+    nDH = static_cast<int32_t>(std::min<int64_t>(static_cast<int64_t>(m_pInImage->Height()) * m_nScaleFactor, INT32_MAX));
+  }
+  // A share keeps the input readable when the output is the same object.
+  m_Keep.Share(*m_pInImage);
+  try {
+    ResizePlane(m_Keep, *m_pOutImage, nDW, nDH);
+  } catch (...) {
+    m_Keep.Clear();
+    throw;
+  }
+  m_Keep.Clear();
+  return 0;
+}
+
+int32_t ClIpResize::ProcessPlanes()
+{
+  const uint32_t n = std::min(m_pInImage->Planes(), 3u);
+  m_Split.SetLogging(m_pLog != nullptr);
+  m_Join.SetLogging(m_pLog != nullptr);
+  m_Split.Split(m_pInImage, &m_aPlanes[0], n > 1 ? &m_aPlanes[1] : nullptr,
+                n > 2 ? &m_aPlanes[2] : nullptr, nullptr);
+  ClImage* const pIn = m_pInImage;
+  ClImage* const pOut = m_pOutImage;
+  int32_t nStatus = 0;
+  try {
+    for (uint32_t p = 0; p < n && nStatus == 0; ++p) {
+      m_pInImage = &m_aPlanes[p];
+      m_pOutImage = &m_aPlanesOut[p];
+      nStatus = Process();
+    }
+  } catch (...) {
+    m_pInImage = pIn;
+    m_pOutImage = pOut;
+    throw;
+  }
+  m_pInImage = pIn;
+  m_pOutImage = pOut;
+  if (nStatus != 0)
+    return nStatus;
+  m_Join.m_eOutContent = eRGB;
+  return m_Join.Join(pOut, &m_aPlanesOut[0], n > 1 ? &m_aPlanesOut[1] : nullptr,
+                     n > 2 ? &m_aPlanesOut[2] : nullptr, nullptr);
+}
+
+void ClIpResize::ResizePlane(const ClImage& in, ClImage& out, int32_t nDW, int32_t nDH) const
+{
+  const int32_t f = m_nScaleFactor;
+  const int32_t nPelsX = static_cast<int32_t>(std::clamp<int64_t>(static_cast<int64_t>(in.PelsX()) * f, INT32_MIN, INT32_MAX));
+  const int32_t nPelsY = static_cast<int32_t>(std::clamp<int64_t>(static_cast<int64_t>(in.PelsY()) * f, INT32_MIN, INT32_MAX));
+  out.Create(eUInt8, nDW, nDH, in.Planes(), nPelsX, nPelsY);
+  const int32_t nCoverW = static_cast<int32_t>(std::min<int64_t>(static_cast<int64_t>(in.Width()) * f, nDW));
+  const int32_t nCoverH = static_cast<int32_t>(std::min<int64_t>(static_cast<int64_t>(in.Height()) * f, nDH));
+  if (nCoverH < nDH)
+    out.Fill(static_cast<unsigned char>(0));
+  if (!out.Data() || nCoverW < 0)
+    return;
+  const int32_t nBlocks = nCoverW / f;
+  const int64_t nInStride = in.LineBytes(), nOutStride = out.LineBytes();
+  const uint8_t* pIn = in.Data();
+  uint8_t* pOut = out.Data();
+  for (int32_t y = 0; y < nCoverH; ++y) {
+    uint8_t* d = pOut + y * nOutStride;
+    // Rows of one block are equal.
+    if (y % f != 0) {
+      std::memcpy(d, d - nOutStride, static_cast<size_t>(nDW));
+      continue;
+    }
+    const uint8_t* s = pIn + (y / f) * nInStride;
+    uint8_t* p = d;
+    if (f == 4) {
+      for (int32_t i = 0; i < nBlocks; ++i, p += 4)
+        std::memset(p, s[i], 4);
+    } else {
+      for (int32_t i = 0; i < nBlocks; ++i, p += f)
+        std::memset(p, s[i], static_cast<size_t>(f));
+    }
+    // Only whole blocks are written; the rest repeats the last value written.
+    const uint8_t last = nBlocks > 0 ? s[nBlocks - 1] : s[0];
+    std::memset(p, last, static_cast<size_t>(nDW - nBlocks * f));
+  }
+}

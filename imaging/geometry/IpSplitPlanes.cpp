@@ -1,0 +1,96 @@
+#include "imaging/geometry/IpSplitPlanes.h"
+
+#include "imaging/TpDispatch.h"
+#include "parameters/ParameterContainer.h"
+#include "parameters/ParameterInterface.h"
+
+#include <cstdio>
+
+namespace {
+
+template <class T>
+void CopyPlane(const ClImage& in, uint32_t nPlane, ClImage& out)
+{
+  const int32_t nW = in.Width(), nH = in.Height();
+  const uint32_t nPlanes = in.Planes();
+  const int64_t nInStride = in.LineElements(), nOutStride = out.LineElements();
+  const T* pIn = in.Pixels<T>();
+  T* pOut = out.Pixels<T>();
+  for (int32_t y = 0; y < nH; ++y) {
+    const T* s = pIn + y * nInStride + nPlane;
+    T* d = pOut + y * nOutStride;
+    for (int32_t x = 0; x < nW; ++x)
+      d[x] = s[static_cast<int64_t>(x) * nPlanes];
+  }
+}
+
+} // namespace
+
+ClIpSplitPlanes::ClIpSplitPlanes()
+{
+  SetDefaultParameters();
+}
+
+void ClIpSplitPlanes::DeclareInterface(ClParameterInterface& itf)
+{
+  itf.AddImage(&m_pInImage, "InImage", "In: Original Image", ClParameterInterface::eIn, 1, 1);
+}
+
+void ClIpSplitPlanes::SetDefaultParameters()
+{
+  m_pInImage = nullptr;
+  for (ClImage*& p : m_apOutPlane)
+    p = nullptr;
+}
+
+void ClIpSplitPlanes::BindParameters(ClParameterContainer& container)
+{
+  container.CreatePointer<ClImage>("pInImage")->Bind(&m_pInImage, 1);
+  char szName[32];
+  for (int i = 0; i < 4; ++i) {
+    std::snprintf(szName, sizeof(szName), "pOutPlane[%d]", i);
+    container.CreatePointer<ClImage>(szName)->Bind(&m_apOutPlane[i], 6);
+  }
+}
+
+int32_t ClIpSplitPlanes::Process()
+{
+  if (!m_pInImage)
+    throw ClException("m_pInImage is not set", -701, true, __FILE__, __LINE__);
+  if (m_pInImage->Planes() > 4)
+    throw ClException("Image has more than 4 planes.", -35, true, __FILE__, __LINE__);
+  if (SampleTypeIndex(m_pInImage->DataType()) < 0)
+    return 0;
+  m_Keep.Share(*m_pInImage);
+  const ClImage& in = m_Keep;
+  try {
+    for (uint32_t p = 0; p < in.Planes(); ++p) {
+      ClImage* pOut = m_apOutPlane[p];
+      if (!pOut)
+        continue;
+      pOut->Create(in.DataType(), in.Width(), in.Height(), 1, in.PelsX(), in.PelsY());
+      if (!in.Data() || !pOut->Data())
+        continue;
+      DispatchType(in.DataType(), [&](auto tag) {
+        CopyPlane<typename decltype(tag)::Type>(in, p, *pOut);
+        return 0;
+      });
+    }
+  } catch (...) {
+    m_Keep.Clear();
+    throw;
+  }
+  m_Keep.Clear();
+  return 0;
+}
+
+int32_t ClIpSplitPlanes::Split(ClImage* pIn, ClImage* pPlane0, ClImage* pPlane1,
+                               ClImage* pPlane2, ClImage* pPlane3)
+{
+  m_pInImage = pIn;
+  m_apOutPlane[0] = pPlane0;
+  m_apOutPlane[1] = pPlane1;
+  m_apOutPlane[2] = pPlane2;
+  m_apOutPlane[3] = pPlane3;
+  return Run();
+}

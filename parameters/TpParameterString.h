@@ -1,0 +1,80 @@
+#pragma once
+// A text parameter over a character buffer of the owner: the bound variable is the
+// buffer pointer, nSize its capacity. Writing copies into the buffer and never replaces
+// the pointer; a capacity of 0 refuses every write.
+#include "parameters/TpParameter.h"
+
+#include <cstring>
+#include <new>
+#include <type_traits>
+
+template <class T = char*, class O = ClParameter, int nVariant = 0>
+class TpParameterString : public TpParameter<T, O>
+{
+  static_assert(std::is_same<T, char*>::value, "text parameters exist for char* only");
+
+public:
+  ClParameter* Clone() const override
+  {
+    auto* p = new (std::nothrow) TpParameterString();
+    if (!p)
+      throw ClExBadAlloc();
+    try {
+      this->CopyTo(p);
+      p->m_nSize = m_nSize;
+    } catch (...) {
+      delete p;
+      throw;
+    }
+    return p;
+  }
+
+  bool IsString() const override { return true; }
+
+  uint64_t GetSize() const { return m_nSize; }
+  void SetSize(uint64_t nSize) { m_nSize = nSize; }
+
+  void SetFromString(const char* szText) override
+  {
+    if (!szText)
+      throw ClException("Point is Null", -701, true, __FILE__, __LINE__);
+    size_t n = std::strlen(szText) + 1;
+    if (n > m_nSize)
+      throw ClException("String memory ar too small", -21, true, __FILE__, __LINE__);
+    char* pTarget = this->ReadValue();
+    if (!pTarget)
+      throw ClException("Point is Null", -701, true, __FILE__, __LINE__);
+    std::memmove(pTarget, szText, n);
+  }
+
+  // Unlike the numeric case, the size test comes before the buffer test.
+  bool GetString(char* pBuffer, uint64_t& nSize) const override
+  {
+    const char* szValue = this->ReadValue();
+    if (!szValue)
+      szValue = "";
+    uint64_t nNeeded = std::strlen(szValue) + 1;
+    uint64_t nAvailable = nSize;
+    nSize = nNeeded;
+    if (nAvailable < nNeeded)
+      return false;
+    if (!pBuffer)
+      throw ClException("Point is Null", -701, true, __FILE__, __LINE__);
+    std::memcpy(pBuffer, szValue, nNeeded);
+    return true;
+  }
+
+  bool GetDefaultString(char* pBuffer, uint64_t& nSize) const override
+  {
+    const char* szDefault = this->m_Default ? this->m_Default : "";
+    uint64_t nLength = std::strlen(szDefault);
+    if (nSize <= nLength)
+      return false;
+    if (pBuffer)
+      std::memcpy(pBuffer, szDefault, nLength + 1);
+    return true;
+  }
+
+protected:
+  uint64_t m_nSize = 0;
+};
