@@ -57,6 +57,25 @@ LS_KX2_EXPORT const char* LS_KX2GetErrorDescriptionA(int32_t nCode);
 /** The same as LS_KX2GetErrorDescriptionA in wide characters. */
 LS_KX2_EXPORT const wchar_t* LS_KX2GetErrorDescriptionW(int32_t nCode);
 
+/**
+ * Lists the attached KX2 scanners by name ("KX2 21234567"), in 16-byte records laid back
+ * to back; a name of 16 characters has no terminator in its record. Needs no
+ * initialisation. Each attached device is opened, read and closed again; one that fails
+ * is left out of the list.
+ * \param pSerials room for *pnCount records; not looked at when no scanner is attached.
+ * \param pnCount on entry the room in records, on return the number of scanners found.
+ *        Passing NULL for pSerials with a count of 0 asks for the count.
+ * \returns 0 on success, the records written (none when no scanner is attached).
+ * \returns -701 if pnCount is NULL, or pSerials is NULL while a scanner is attached and
+ *          the room suffices.
+ * \returns -702 if more scanners are attached than the room allows; the number found is
+ *          stored in *pnCount first.
+ * \returns -200 if the device library cannot be loaded, -206 if it lacks an entry point.
+ * \returns a device library failure while reading the list of interfaces (-101 by
+ *          default; -202, -103, -204, -60, -601 or -701 by the library's error).
+ */
+LS_KX2_EXPORT int32_t LS_KX2QueryScanners(char* pSerials, uint64_t* pnCount);
+
 #ifdef __cplusplus
 }
 #endif

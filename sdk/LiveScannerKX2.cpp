@@ -1,5 +1,6 @@
 #include "sdk/LiveScannerKX2.h"
 
+#include "device/VeltranoKX1Wrapper.h"
 #include "sdk/SDKHelper.h"
 
 #include <cstring>
@@ -16,7 +17,8 @@ const char* ClLiveScannerKX2::Signature()
 
 void ClLiveScannerKX2::OnFirstUse()
 {
-  // The device library binding starts here once the device layer exists.
+  // A missing device library or entry point fails the initialisation with its code.
+  ClVeltranoKX1Wrapper::Start();
 }
 
 void ClLiveScannerKX2::GetVersion(char* szOut, uint64_t* pnSize)

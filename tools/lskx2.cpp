@@ -12,8 +12,9 @@ namespace {
 void Usage()
 {
   std::printf("usage: lskx2 [--check VERSION] [--error CODE]...\n"
-              "  prints the SDK version, the compatibility answer for VERSION\n"
-              "  (default 1.4) and the text of each CODE\n");
+              "  prints the SDK version, the attached scanners, the compatibility\n"
+              "  answer for VERSION"
+              " (default 1.4) and the text of each CODE\n");
 }
 
 } // namespace
@@ -53,6 +54,15 @@ int main(int argc, char** argv)
   } catch (const ClException& e) {
     std::printf("SDK version: %d %s\n", e.GetCode(), LS_KX2GetErrorDescriptionA(e.GetCode()));
   }
+  // Scanners attached now (the simulator's unless a vendor library comes first).
+  char names[16 * 16];
+  uint64_t count = 16;
+  rc = LS_KX2QueryScanners(names, &count);
+  if (rc != 0)
+    std::printf("Scanners: %d %s\n", rc, LS_KX2GetErrorDescriptionA(rc));
+  else
+    for (uint64_t k = 0; k < count; ++k)
+      std::printf("Scanner %llu: %.16s\n", static_cast<unsigned long long>(k), names + 16 * k);
   rc = LS_KX2CompatibilityCheck(check);
   std::printf("Compatibility with %s: %d %s\n", check, rc, LS_KX2GetErrorDescriptionA(rc));
   for (int i = 1; i + 1 < argc; ++i)

@@ -1,0 +1,166 @@
+// Enumeration of the attached scanners, their names and the calibration test.
+#include "device/RDKXScanAPIWrapper.h"
+
+#include "device/VeltranoKX1Wrapper.h"
+
+#include <boost/regex.hpp>
+
+#include <cstring>
+#include <mutex>
+
+namespace {
+
+// Serialises enumerations of all threads; other processes are the claim's affair.
+std::mutex s_QueryMutex;
+
+// Q7 scanners share compatibility bytes 4 and 13 with the KX1 and differ by firmware.
+bool IsQ7Firmware(const KXVersionNumber& fw)
+{
+  const uint16_t* n = fw.aNumber;
+  return (n[0] == 17 && n[1] == 0 && n[2] == 10) || (n[0] == 18 && n[1] == 0);
+}
+
+// Appends an entry when the filter lets the model through.
+void Append(std::list<ScannerEntry>& list, uint32_t nWantedType, uint32_t nType,
+            uint8_t nCompatibility, KXDeviceHandle h, int32_t nInterface)
+{
+  if (nWantedType != 0 && nWantedType != nType)
+    return;
+  list.push_back(ScannerEntry{ClRDKXScanAPIWrapper::MakeScannerName(nCompatibility, h),
+                              nInterface, nType});
+}
+
+} // namespace
+
+std::string ClRDKXScanAPIWrapper::MakeScannerName(uint8_t nCompatibility, KXDeviceHandle hDevice)
+{
+  uint8_t buf[eKXSerialBufferSize] = {};
+  if (!g_KXScanAPI.ftrScanGetSerialNumber(hDevice, buf))
+    RaiseLibraryError("GetSerialNumber", -101);
+  static const uint8_t unprogrammed[8] = {255, 255, 255, 255, 255, 255, 255, 255};
+  if (std::memcmp(buf, unprogrammed, 8) == 0)
+    std::memcpy(buf, "00000000", 9);
+
+  const char* prefix;
+  size_t start = 0;
+  switch (nCompatibility) {
+  case 1:
+    prefix = "KX1 ";
+    break;
+  case 4:
+  case 13: {
+    KXVersionInfo v = {};
+    v.nStructSize = sizeof(v);
+    if (!g_KXScanAPI.ftrScanGetVersion)
+      RaiseMissingEntry("ftrScanGetVersion");
+    if (!g_KXScanAPI.ftrScanGetVersion(hDevice, &v))
+      RaiseLibraryError("ftrScanGetVersion", -101);
+    prefix = IsQ7Firmware(v.Firmware) ? "Q7 " : "KX1 ";
+    break;
+  }
+  case 7:
+    // The first byte of a KX2 serial is replaced by the 2 that ends the prefix.
+    prefix = "KX2 2";
+    start = 1;
+    break;
+  case 15:
+    prefix = "KX10 ";
+    break;
+  default:
+    throw ClException("Device not supported", -101, true, __FILE__, __LINE__);
+  }
+
+  const char* text = reinterpret_cast<const char*>(buf) + start;
+  std::string serial(text, strnlen(text, sizeof(buf) - start));
+  static const boost::regex form("(\\d{7,8})");
+  if (!boost::regex_match(serial, form))
+    throw ClException("Invalid serial", -35, true, __FILE__, __LINE__);
+  return prefix + serial;
+}
+
+bool ClRDKXScanAPIWrapper::HasCalibrationData(KXDeviceHandle hDevice)
+{
+  if (!hDevice || !g_KXScanAPI.ftrScanGetExtMemorySize || !g_KXScanAPI.ftrScanRestoreExtMemory)
+    return false;
+  int32_t nSize = 0;
+  if (!g_KXScanAPI.ftrScanGetExtMemorySize(hDevice, &nSize) || nSize < eCalibrationMemorySize)
+    return false;
+  uint8_t m[eCalibrationMemorySize];
+  if (!g_KXScanAPI.ftrScanRestoreExtMemory(hDevice, m, 0, eCalibrationMemorySize))
+    return false;
+  // Byte 20 is the length of a variable part in front of the marker.
+  static const uint8_t marker[8] = {'C', 'A', 'L', 0, 'G', 'E', 'O', 0};
+  return std::memcmp(m + m[20] + 25, marker, sizeof(marker)) == 0;
+}
+
+void ClRDKXScanAPIWrapper::QueryScanners(std::list<ScannerEntry>& list, uint32_t nWantedType,
+                                         bool bCheckCalibration)
+{
+  KXTrail("QueryScanners - Enter\n");
+  ClVeltranoKX1Wrapper::Start();
+  KXTrail("QueryScanners - init done\n");
+  std::lock_guard<std::mutex> lock(s_QueryMutex);
+
+  KXTrail("QueryScanners - get\n");
+  uint32_t interfaces[eKXInterfaceCount] = {};
+  int32_t ok = g_KXScanAPI.ftrScanGetInterfaces(interfaces);
+  KXTrail("QueryScanners - get done\n");
+  if (!ok)
+    RaiseLibraryError("Unable to scan interfaces", -101);
+
+  KXTrail("QueryScanners - iterate\n");
+  for (int32_t i = 0; i < eKXInterfaceCount; ++i) {
+    if (interfaces[i] != 0)
+      continue;
+    KXDeviceHandle h = nullptr;
+    try {
+      KXTrail("QueryScanners - open\n");
+      h = g_KXScanAPI.ftrScanOpenDeviceOnInterface(i);
+      KXTrail("QueryScanners - open done\n");
+      if (!h)
+        RaiseLibraryError("skip - unable to open device", -101);
+      KXTrail("QueryScanners - info\n");
+      KXDeviceInfo info = {};
+      info.nStructSize = sizeof(info);
+      int32_t bInfo = g_KXScanAPI.ftrScanGetDeviceInfo(h, &info);
+      KXTrail("QueryScanners - info done\n");
+      if (!bInfo)
+        RaiseLibraryError("skip - unable to get device info", -101);
+      KXTrail("QueryScanners - serial\n");
+      switch (info.nCompatibility) {
+      case 7:
+        KXTrail("Device compatible KX2\n");
+        Append(list, nWantedType, eTypeKX2, info.nCompatibility, h, i);
+        break;
+      case 15:
+        KXTrail("Device compatible KX10\n");
+        Append(list, nWantedType, eTypeKX10, info.nCompatibility, h, i);
+        break;
+      case 1:
+      case 4:
+      case 13:
+        // The test runs before the filter, so it drops a KX1 even when none is wanted.
+        if (bCheckCalibration && !HasCalibrationData(h)) {
+          KXTrail("Invalid calibration data\n");
+          break;
+        }
+        KXTrail("Device compatible KX1\n");
+        Append(list, nWantedType, eTypeKX1, info.nCompatibility, h, i);
+        break;
+      default:
+        KXTrail("Device not compatible\n");
+        break;
+      }
+      KXTrail("QueryScanners - serial done\n");
+    } catch (const ClException&) {
+      // One bad device never ends the enumeration; its message went to the debug output.
+    }
+    if (h) {
+      KXTrail("QueryScanners - close\n");
+      g_KXScanAPI.ftrScanCloseDevice(h);
+      KXTrail("QueryScanners - close done\n");
+    }
+  }
+  KXTrail("QueryScanners - iterate done\n");
+  KXTrail("QueryScanners - Leave\n");
+}

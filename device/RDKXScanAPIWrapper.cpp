@@ -1,0 +1,244 @@
+#include "device/RDKXScanAPIWrapper.h"
+
+#include "device/VeltranoKX1Wrapper.h"
+#include "sdk/RDLogging.h"
+
+#include <cstring>
+
+namespace {
+
+// Library error numbers that have a code of their own; the rest take the caller's.
+int32_t MapLibraryError(uint32_t nError, int32_t nDefault)
+{
+  switch (nError) {
+  case 19: return -202;
+  case 50: return -103;
+  case 121: return -204;
+  case 170: return -60;
+  case 0x20000006: return -601;
+  case 0x20000010: return -701;
+  default: return nDefault;
+  }
+}
+
+} // namespace
+
+ClRDKXScanAPIWrapper::ClRDKXScanAPIWrapper(KXDeviceHandle hDevice) : m_hDevice(hDevice)
+{
+  ClVeltranoKX1Wrapper::Start();
+}
+
+ClRDKXScanAPIWrapper::~ClRDKXScanAPIWrapper() = default;
+
+void ClRDKXScanAPIWrapper::RaiseLibraryError(const char* szMessage, int32_t nCode)
+{
+  std::string text = std::string("KXScanAPI - ") + szMessage + ":";
+  if (!g_KXScanAPI.ftrScanGetLastError) {
+    text += " VltErr: " + std::to_string(nCode);
+    RDDebugOut(text.c_str());
+    throw ClException(text.c_str(), nCode, true, __FILE__, __LINE__);
+  }
+  uint32_t nError = g_KXScanAPI.ftrScanGetLastError();
+  text += std::to_string(nError) + "\n";
+  RDDebugOut(text.c_str());
+  throw ClException(text.c_str(), MapLibraryError(nError, nCode), true, __FILE__, __LINE__);
+}
+
+void ClRDKXScanAPIWrapper::RaiseMissingEntry(const char* szEntry)
+{
+  throw ClException((std::string("KXScanAPI - entry point missing: ") + szEntry).c_str(), -103,
+                    true, __FILE__, __LINE__);
+}
+
+bool ClRDKXScanAPIWrapper::Open(int32_t nInterface)
+{
+  m_hDevice = g_KXScanAPI.ftrScanOpenDeviceOnInterface(nInterface);
+  if (!m_hDevice)
+    RaiseLibraryError("Unable to open device", -101);
+  return Identify();
+}
+
+bool ClRDKXScanAPIWrapper::OpenWithContext(void* pContext)
+{
+  if (!g_KXScanAPI.ftrScanOpenDeviceWithIoContext)
+    throw ClException("Unsupported KXScanAPI Version", -725, true, __FILE__, __LINE__);
+  m_hDevice = g_KXScanAPI.ftrScanOpenDeviceWithIoContext(pContext);
+  if (!m_hDevice)
+    RaiseLibraryError("Unable to open device", -101);
+  return Identify();
+}
+
+bool ClRDKXScanAPIWrapper::Identify()
+{
+  m_DeviceInfo = KXDeviceInfo{};
+  m_DeviceInfo.nStructSize = sizeof(KXDeviceInfo);
+  // On failure here the device stays open; the owner's Close ends it.
+  if (!g_KXScanAPI.ftrScanGetDeviceInfo(m_hDevice, &m_DeviceInfo))
+    RaiseLibraryError("Unable to get device info", -101);
+  m_sSerial = MakeScannerName(m_DeviceInfo.nCompatibility, m_hDevice);
+  try {
+    InitDevice();
+  } catch (const ClException& e) {
+    Close();
+    throw ClException(e);
+  }
+  return true;
+}
+
+bool ClRDKXScanAPIWrapper::Close()
+{
+  if (!m_hDevice)
+    return true;
+  try {
+    SetLed(0);
+  } catch (const ClException&) {
+    // A device that is gone cannot switch its LEDs off; closing must still happen.
+  }
+  g_KXScanAPI.ftrScanCloseDevice(m_hDevice);
+  m_hDevice = nullptr;
+  return true;
+}
+
+void ClRDKXScanAPIWrapper::GetVersionRecord(KXVersionInfo* pVersion)
+{
+  std::memset(pVersion, 0, sizeof(KXVersionInfo));
+  pVersion->nStructSize = sizeof(KXVersionInfo);
+  if (!g_KXScanAPI.ftrScanGetVersion)
+    RaiseMissingEntry("ftrScanGetVersion");
+  if (!g_KXScanAPI.ftrScanGetVersion(m_hDevice, pVersion))
+    RaiseLibraryError("GetVersion", -101);
+}
+
+void ClRDKXScanAPIWrapper::CopyText(const std::string& sText, char* szBuffer,
+                                    uint64_t* pnSize)
+{
+  uint64_t nRoom = *pnSize;
+  *pnSize = sText.size();
+  if (nRoom < sText.size())
+    LSKX2_THROW(-702);
+  if (!szBuffer)
+    LSKX2_THROW(-701);
+  // The terminator goes one byte past the count reported: callers allow for it.
+  std::memcpy(szBuffer, sText.c_str(), sText.size() + 1);
+}
+
+void ClRDKXScanAPIWrapper::GetVersionText(char* szBuffer, uint64_t* pnSize)
+{
+  std::lock_guard<std::mutex> lock(m_Mutex);
+  if (!pnSize)
+    LSKX2_THROW(-701);
+  KXVersionInfo v;
+  GetVersionRecord(&v);
+  // The device reports no FPGA number; the field stays for readers that parse it.
+  std::string text = " HW: " + KXJoinNumbers(v.Hardware.aNumber, 3) +
+                     " FW: " + KXJoinNumbers(v.Firmware.aNumber, 3) +
+                     " LIB: " + KXJoinNumbers(v.Library.aNumber, 4) + " FPGA: 0.0.0.0";
+  CopyText(text, szBuffer, pnSize);
+}
+
+void ClRDKXScanAPIWrapper::GetApiVersionText(char* szBuffer, uint64_t* pnSize)
+{
+  std::lock_guard<std::mutex> lock(m_Mutex);
+  if (!pnSize)
+    LSKX2_THROW(-701);
+  KXVersionInfo v;
+  GetVersionRecord(&v);
+  CopyText(KXJoinNumbers(v.Library.aNumber, 4), szBuffer, pnSize);
+}
+
+void ClRDKXScanAPIWrapper::GetSerialText(char* szBuffer, uint64_t* pnSize)
+{
+  std::lock_guard<std::mutex> lock(m_Mutex);
+  if (!pnSize)
+    LSKX2_THROW(-701);
+  CopyText(m_sSerial, szBuffer, pnSize);
+}
+
+void ClRDKXScanAPIWrapper::SetLed(uint32_t nMask)
+{
+  std::lock_guard<std::mutex> lock(m_Mutex);
+  if (nMask >= 4)
+    LSKX2_THROW(-35);
+  // The first bit of the mask drives the second status.
+  uint8_t s1 = (nMask & 2) ? 255 : 0;
+  uint8_t s2 = (nMask & 1) ? 255 : 0;
+  if (s1 == m_nDiodeStatus1 && s2 == m_nDiodeStatus2)
+    return;
+  SetDiodesStatus(s1, s2);
+  m_nDiodeStatus1 = s1;
+  m_nDiodeStatus2 = s2;
+}
+
+void ClRDKXScanAPIWrapper::SetDiodesStatus(uint8_t nStatus1, uint8_t nStatus2)
+{
+  if (g_KXScanAPI.ftrScanSetDiodesStatus(m_hDevice, nStatus1, nStatus2))
+    return;
+  // One repeat on a transient error is the whole policy.
+  if (g_KXScanAPI.ftrScanGetLastError && g_KXScanAPI.ftrScanGetLastError() == eKXErrorRetry &&
+      g_KXScanAPI.ftrScanSetDiodesStatus(m_hDevice, nStatus1, nStatus2))
+    return;
+  RaiseLibraryError("SetDiodesStatus", -60);
+}
+
+void ClRDKXScanAPIWrapper::GetImageSize(int32_t* pnWidth, int32_t* pnHeight)
+{
+  if (!pnWidth || !pnHeight)
+    LSKX2_THROW(-701);
+  *pnWidth = m_ImageSize.nWidth;
+  *pnHeight = m_ImageSize.nHeight;
+}
+
+void ClRDKXScanAPIWrapper::GetExtMemorySize(uint16_t* pnSize)
+{
+  if (!pnSize)
+    LSKX2_THROW(-701);
+  int32_t n = 0;
+  if (!g_KXScanAPI.ftrScanGetExtMemorySize)
+    RaiseMissingEntry("ftrScanGetExtMemorySize");
+  if (!g_KXScanAPI.ftrScanGetExtMemorySize(m_hDevice, &n))
+    RaiseLibraryError("ScanGetExtMemorySize", -101);
+  if (static_cast<uint32_t>(n) > 65535)
+    LSKX2_THROW(-35);
+  *pnSize = static_cast<uint16_t>(n);
+}
+
+void ClRDKXScanAPIWrapper::RestoreExtMemory(uint16_t nOffset, uint16_t nLength, void* pBuffer)
+{
+  if (!pBuffer)
+    LSKX2_THROW(-701);
+  if (!g_KXScanAPI.ftrScanRestoreExtMemory)
+    RaiseMissingEntry("ftrScanRestoreExtMemory");
+  if (!g_KXScanAPI.ftrScanRestoreExtMemory(m_hDevice, pBuffer, nOffset, nLength))
+    RaiseLibraryError("ScanRestoreExtMemory", -101);
+}
+
+void ClRDKXScanAPIWrapper::SaveExtMemory(uint16_t nOffset, uint16_t nLength, const void* pBuffer)
+{
+  if (!pBuffer)
+    LSKX2_THROW(-701);
+  if (!g_KXScanAPI.ftrScanSaveExtMemory)
+    RaiseMissingEntry("ftrScanSaveExtMemory");
+  if (!g_KXScanAPI.ftrScanSaveExtMemory(m_hDevice, const_cast<void*>(pBuffer), nOffset, nLength))
+    RaiseLibraryError("ScanSaveExtMemory", -101);
+}
+
+void ClRDKXScanAPIWrapper::RestoreControlBytes(uint8_t* pBlock)
+{
+  if (!g_KXScanAPI.ftrScanRestore7ControlBytes)
+    throw ClExBadAlloc();
+  if (!pBlock)
+    LSKX2_THROW(-701);
+  if (!g_KXScanAPI.ftrScanRestore7ControlBytes(m_hDevice, pBlock))
+    RaiseLibraryError("Unable to restore control bytes", -60);
+}
+
+void ClRDKXScanAPIWrapper::SaveControlBytes(const uint8_t* pBlock, bool bFlag)
+{
+  if (!g_KXScanAPI.ftrScanSave7ControlBytes)
+    throw ClExBadAlloc();
+  if (!pBlock)
+    LSKX2_THROW(-701);
+  if (!g_KXScanAPI.ftrScanSave7ControlBytes(m_hDevice, const_cast<uint8_t*>(pBlock),
+                                            bFlag ? 1 : 0))
+    RaiseLibraryError("Unable to save control bytes", -60);
+}

@@ -1,0 +1,105 @@
+#include "device/VeltranoFakeFingerDetectionKX2Wrapper.h"
+
+#include "sdk/Exceptions.h"
+#include "sdk/RDLogging.h"
+
+#include <cstring>
+#include <cwchar>
+#include <string>
+
+namespace {
+template <class TpEntry>
+void Bind(TpEntry& slot, void* pSymbol)
+{
+  slot = reinterpret_cast<TpEntry>(pSymbol);
+}
+
+// The liveness path reports in wide characters.
+void DebugOutWide(const char* szText)
+{
+  std::wstring w;
+  for (const char* p = szText ? szText : ""; *p; ++p)
+    w += static_cast<wchar_t>(static_cast<unsigned char>(*p));
+  RDDebugOutW(w.c_str());
+}
+} // namespace
+
+ClVeltranoFakeFingerDetectionKX2Wrapper::~ClVeltranoFakeFingerDetectionKX2Wrapper() = default;
+
+void ClVeltranoFakeFingerDetectionKX2Wrapper::Load(const char* szPath, const char* szFile)
+{
+  ClDynamicLibraryLoader::Load(szPath, szFile);
+  try {
+    Resolve();
+  } catch (const ClException&) {
+    // A refused library does not stay in the process.
+    Unload();
+    throw;
+  }
+}
+
+void ClVeltranoFakeFingerDetectionKX2Wrapper::Resolve()
+{
+  Bind(FD_KX2Initialize, LoadSymbol("FD_KX2Initialize"));
+  Bind(FD_KX2Uninitialize, LoadSymbol("FD_KX2Uninitialize"));
+  Bind(FD_KX2CreateHandle, LoadSymbol("FD_KX2CreateHandle"));
+  Bind(FD_KX2DestroyHandle, LoadSymbol("FD_KX2DestroyHandle"));
+  Bind(FD_KX2GetFakeFingerDetectionScore, LoadSymbol("FD_KX2GetFakeFingerDetectionScore"));
+  Bind(FD_KX2SetPropertyA, LoadSymbol("FD_KX2SetPropertyA"));
+  Bind(FD_KX2SetPropertyLongA, LoadSymbol("FD_KX2SetPropertyLongA"));
+  Bind(FD_KX2SetPropertyDoubleA, LoadSymbol("FD_KX2SetPropertyDoubleA"));
+  Bind(FD_KX2GetPropertyA, LoadSymbol("FD_KX2GetPropertyA"));
+  Bind(FD_KX2GetPropertyLongA, LoadSymbol("FD_KX2GetPropertyLongA"));
+  Bind(FD_KX2GetPropertyDoubleA, LoadSymbol("FD_KX2GetPropertyDoubleA"));
+  Bind(FD_KX2GetErrorDescriptionA, LoadSymbol("FD_KX2GetErrorDescriptionA"));
+  Bind(FD_KX2ExtendedAccess, LoadSymbol("FD_KX2ExtendedAccess", false));
+  Bind(FD_KX2GetFakeFingerDetectionScores,
+       LoadSymbol("FD_KX2GetFakeFingerDetectionScores", false));
+}
+
+bool ClVeltranoFakeFingerDetectionKX2Wrapper::ReadAverageLiveness(FDHandle hHandle)
+{
+  char value[16] = {};
+  uint64_t size = sizeof(value);
+  int32_t r = FD_KX2GetPropertyA(hHandle, szAverageProperty, value, &size);
+  if (r != 0)
+    throw ClExVeltrano(r, __FILE__, __LINE__);
+  // Five bytes: the terminator takes part, so "TRue" or "True1" do not count.
+  return std::memcmp(value, "True", 5) == 0 || std::memcmp(value, "true", 5) == 0 ||
+         std::memcmp(value, "TRUE", 5) == 0;
+}
+
+void ClVeltranoFakeFingerDetectionKX2Wrapper::Start(
+    ClVeltranoFakeFingerDetectionKX2Wrapper*& pWrapper, FDHandle& hHandle,
+    bool& bAverageLiveness, const char* szPath, const char* szFile)
+{
+  try {
+    pWrapper = new ClVeltranoFakeFingerDetectionKX2Wrapper();
+    pWrapper->Load(szPath, szFile);
+    int32_t r = pWrapper->FD_KX2Initialize(nullptr);
+    if (r != 0)
+      throw ClExVeltrano(r, __FILE__, __LINE__);
+    FDHandle h = nullptr;
+    r = pWrapper->FD_KX2CreateHandle(&h);
+    if (r != 0)
+      throw ClExVeltrano(r, __FILE__, __LINE__);
+    hHandle = h;
+    bAverageLiveness = false;
+    bAverageLiveness = pWrapper->ReadAverageLiveness(hHandle);
+  } catch (const ClException& e) {
+    // Liveness is optional: the engine goes on without it.
+    DebugOutWide(e.GetMessage());
+  }
+}
+
+void ClVeltranoFakeFingerDetectionKX2Wrapper::End(
+    ClVeltranoFakeFingerDetectionKX2Wrapper*& pWrapper, FDHandle& hHandle)
+{
+  if (hHandle && pWrapper) {
+    pWrapper->FD_KX2DestroyHandle(&hHandle);
+    pWrapper->FD_KX2Uninitialize();
+  }
+  hHandle = nullptr;
+  delete pWrapper;
+  pWrapper = nullptr;
+}

@@ -1,0 +1,42 @@
+#pragma once
+// The binding to the device library: loads it once per process, fills g_KXScanAPI and
+// keeps old library versions in the process for good.
+#include "device/DynamicLibraryLoader.h"
+#include "device/KXScanAPI.h"
+
+#include <atomic>
+#include <string>
+
+class ClVeltranoKX1Wrapper : public ClDynamicLibraryLoader
+{
+public:
+  static constexpr const char* szLibraryFile = "libkxScanAPI.so";
+
+  // Loads szFile (see ClDynamicLibraryLoader::Load) and resolves the table: -200 when the
+  // library is missing, -206 with the entry's name when a mandatory entry is.
+  ClVeltranoKX1Wrapper(const char* szSearchPath, const char* szFile);
+  ~ClVeltranoKX1Wrapper() override;
+
+  // Creates the process-wide binding unless it exists. A failure leaves none, so the
+  // next call tries again. Run by the SDK object's first use, every device wrapper and
+  // every enumeration.
+  static void Start();
+  static ClVeltranoKX1Wrapper* Instance() { return s_pInstance.load(std::memory_order_acquire); }
+  // Module of the second load that keeps a library older than version 10 loaded.
+  static void* PinnedModule() { return s_hPinned.load(std::memory_order_acquire); }
+
+private:
+  void ResolveTable();
+  void Pin();
+
+  static std::atomic<ClVeltranoKX1Wrapper*> s_pInstance;
+  static std::atomic<void*> s_hPinned;
+};
+
+// Trail of the binding and the enumeration; off unless switched on in a debugger or a
+// test. Lines go to the debug output, which is the SDK's logging.
+extern std::atomic<bool> g_bKXDebugTrail;
+void KXTrail(const char* szText);
+
+// "1.2.3" from one to four version numbers; any other count is -35.
+std::string KXJoinNumbers(const uint16_t* pNumbers, int nCount);

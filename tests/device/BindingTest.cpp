@@ -1,0 +1,111 @@
+#include "ProbeRunner.h"
+
+#include <gtest/gtest.h>
+
+// Each case runs the probe in a process of its own: the binding is process-wide.
+
+TEST(Binding, StartsOnceAndSetsGlobalOptions)
+{
+  ClProbeResult r = RunProbe("", {"start"});
+  ASSERT_EQ(r.nExit, 0) << r.sOutput;
+  EXPECT_EQ(r["start"], "0");
+  EXPECT_EQ(r["instance"], "1");
+  EXPECT_EQ(r["again"], "0");
+
+  r = RunProbe("", {"pin"});
+  EXPECT_EQ(r["construct"], "0") << r.sOutput;
+  EXPECT_EQ(r["global"], "1,0") << "ftrScanGlobalSetOptions(1, pointer to 0)";
+  EXPECT_EQ(r["pinned"], "0") << "version 10 is not pinned";
+  EXPECT_EQ(r["resident"], "0") << "and goes with its wrapper";
+}
+
+TEST(Binding, MissingMandatoryEntryRefusesLibrary)
+{
+  ClProbeResult r = RunProbe("no-getframe", {"start"});
+  ASSERT_EQ(r.nExit, 0) << r.sOutput;
+  EXPECT_EQ(r["start"], "-206");
+  EXPECT_NE(r["start.message"].find("ftrScanGetFrame"), std::string::npos) << r.sOutput;
+  EXPECT_EQ(r["instance"], "0");
+  EXPECT_EQ(r["again"], "-206") << "a failed start is tried again";
+  EXPECT_EQ(r["resident"], "0") << "nothing stays loaded";
+
+  r = RunProbe("no-getframe", {"sdk"});
+  EXPECT_EQ(r["initialize"], "-206") << r.sOutput;
+  EXPECT_EQ(r["query"], "-206");
+}
+
+TEST(Binding, OldOrUnversionedLibraryStaysPinned)
+{
+  for (const char* variant : {"v9", "no-version"}) {
+    ClProbeResult r = RunProbe(variant, {"pin"});
+    EXPECT_EQ(r["construct"], "0") << variant << ": " << r.sOutput;
+    EXPECT_EQ(r["pinned"], "1") << variant;
+    EXPECT_EQ(r["resident"], "1") << variant << " stays after its wrapper is gone";
+  }
+  ClProbeResult r = RunProbe("v10", {"pin"});
+  EXPECT_EQ(r["pinned"], "0") << r.sOutput;
+  EXPECT_EQ(r["resident"], "0");
+}
+
+TEST(Binding, SdkStartsBindingAndQueries)
+{
+  ClProbeResult r = RunProbe("", {"sdk"});
+  ASSERT_EQ(r.nExit, 0) << r.sOutput;
+  EXPECT_EQ(r["initialize"], "0");
+  EXPECT_EQ(r["query"], "-702") << "the built-in simulator has one scanner";
+  EXPECT_EQ(r["count"], "1");
+}
+
+namespace {
+const char szFaults[] = R"({"devices":[{"interface":0,"compatibility":7,"serial":"21234567",
+  "script":[{"empty":4}],
+  "faults":[{"call":"ftrScanSetDiodesStatus","error":121,"count":1},
+            {"call":"ftrScanGetImage","error":121,"count":1}]}]})";
+}
+
+TEST(Wrapper, WithoutLastErrorNoRetryAndVltErrText)
+{
+  ClProbeResult r = RunProbe("no-lasterror", {"device", szFaults});
+  ASSERT_EQ(r.nExit, 0) << r.sOutput;
+  EXPECT_EQ(r["configured"], "1");
+  EXPECT_EQ(r["nothing"], "-101");
+  EXPECT_NE(r["nothing.message"].find("KXScanAPI - Unable to open device: VltErr: -101"),
+            std::string::npos)
+      << r.sOutput;
+  EXPECT_EQ(r["open"], "0");
+  // No last error, so no way to see 121: one call, no repeat.
+  EXPECT_EQ(r["setled"], "-60");
+  EXPECT_EQ(r["diode.calls"], "1");
+  EXPECT_EQ(r["image"], "-60");
+  EXPECT_EQ(r["image.calls"], "1");
+  EXPECT_NE(r["image.message"].find("KXScanAPI - GetImage: VltErr: -60"), std::string::npos);
+
+  // With the last error the same faults are carried by the one repeat.
+  r = RunProbe("", {"device", szFaults});
+  EXPECT_EQ(r["setled"], "0") << r.sOutput;
+  EXPECT_EQ(r["diode.calls"], "2");
+  EXPECT_EQ(r["image"], "0");
+  EXPECT_EQ(r["image.calls"], "2");
+  EXPECT_NE(r["nothing.message"].find("KXScanAPI - Unable to open device:2|"), std::string::npos);
+  EXPECT_EQ(r["names"], "KX2 21234567;");
+}
+
+TEST(Wrapper, AbsentOptionalEntriesRefusedCleanly)
+{
+  ClProbeResult r = RunProbe("no-controlbytes", {"device"});
+  ASSERT_EQ(r.nExit, 0) << r.sOutput;
+  EXPECT_EQ(r["restore"], "-102");
+  EXPECT_EQ(r["restore.message"], "Memory allocation failed");
+  EXPECT_EQ(r["save"], "-102");
+  EXPECT_EQ(r["context"], "0");
+
+  r = RunProbe("no-iocontext", {"device"});
+  EXPECT_EQ(r["context"], "-725") << r.sOutput;
+  EXPECT_NE(r["context.message"].find("Unsupported KXScanAPI Version"), std::string::npos);
+  EXPECT_EQ(r["restore"], "0");
+
+  r = RunProbe("no-version", {"device"});
+  EXPECT_EQ(r["open"], "0") << r.sOutput;
+  EXPECT_EQ(r["version"], "-103");
+  EXPECT_EQ(r["names"], "KX2 21234567;");
+}
