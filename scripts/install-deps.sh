@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Installs what the library, its tests and the demo need on Debian 12.
-# Idempotent: does nothing (and says nothing) when every package is present.
+# Installs what the library, its tests and the demo need on Debian 12, plus any package
+# named on the command line. Idempotent: quiet when every package is present.
 set -euo pipefail
 PKGS=(build-essential cmake pkg-config
       libboost-dev libboost-thread-dev libboost-regex-dev libboost-date-time-dev
-      libgtest-dev libgmock-dev libpng-dev)
+      libgtest-dev libgmock-dev libpng-dev "$@")
 missing=()
 for p in "${PKGS[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
