@@ -1,5 +1,6 @@
 #include "capture/TpTripleBuffer.h"
 #include "imaging/FpImage.h"
+#include "tests/common/TestFailure.h"
 
 #include <atomic>
 #include <boost/thread/thread.hpp>
@@ -32,17 +33,6 @@ struct StItem
     return true;
   }
 };
-
-template <class F>
-std::string FailureOf(F fn)
-{
-  try {
-    fn();
-  } catch (const ClException& e) {
-    return std::to_string(e.GetCode()) + " " + (std::strchr(e.GetMessage(), '\n') + 1);
-  }
-  return "none";
-}
 
 double Seconds(std::chrono::steady_clock::time_point t0)
 {
@@ -127,12 +117,11 @@ TEST(TripleBuffer, MisuseRaisesAndStateStaysUsable)
   StItem items[3];
   ClTpTripleBuffer<StItem> tb(&items[0], &items[1], &items[2]);
   StItem* r = tb.LockRead();
-  EXPECT_EQ(FailureOf([&] { tb.LockRead(); }), "-50 read buffer already locked");
-  EXPECT_EQ(FailureOf([&] { tb.SetBuffers(r, r, r); }),
-            "-50 cannot change buffer while it is locked");
+  EXPECT_CL_THROW(tb.LockRead(), -50, "\nread buffer already locked");
+  EXPECT_CL_THROW(tb.SetBuffers(r, r, r), -50, "\ncannot change buffer while it is locked");
   tb.UnlockRead();
   tb.LockWrite()->Write(7);
-  EXPECT_EQ(FailureOf([&] { tb.LockWrite(); }), "-50 write buffer already locked");
+  EXPECT_CL_THROW(tb.LockWrite(), -50, "\nwrite buffer already locked");
   tb.UnlockWrite();
   EXPECT_EQ(tb.LockRead()->nSeq, 7u);
   tb.UnlockRead();

@@ -1,5 +1,6 @@
 #include "device/VeltranoFakeFingerDetectionKX2Wrapper.h"
 #include "simulator/kxsim.h"
+#include "tests/common/SharedLibrary.h"
 
 #include "ProbeRunner.h"
 
@@ -16,12 +17,8 @@ typedef ClVeltranoFakeFingerDetectionKX2Wrapper ClFD;
 // The stub's settings live in its file; this handle keeps them loaded between starts.
 void Configure(const char* szJson)
 {
-  static void* h =
-      dlopen((BinDir() + "/" + ClFD::szLibraryFile).c_str(), RTLD_NOW | RTLD_LOCAL);
-  ASSERT_NE(h, nullptr) << dlerror();
-  auto configure = reinterpret_cast<KXSIMFD_CONFIGURE>(dlsym(h, "kxsimfdConfigure"));
-  ASSERT_NE(configure, nullptr);
-  ASSERT_EQ(configure(szJson), 1);
+  static ClLib lib(BinDir() + "/" + ClFD::szLibraryFile);
+  ASSERT_EQ(lib.Fn<KXSIMFD_CONFIGURE>("kxsimfdConfigure")(szJson), 1);
 }
 
 struct ClBinding

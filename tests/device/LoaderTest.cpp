@@ -1,5 +1,5 @@
 #include "device/DynamicLibraryLoader.h"
-#include "sdk/Exceptions.h"
+#include "tests/common/TestFailure.h"
 
 #include <gtest/gtest.h>
 
@@ -10,17 +10,6 @@ namespace {
 
 const char szLoadee[] = "libdevice_loadee.so";
 const std::string sLoadeeDir = LSKX2_LOADEE_DIR;
-
-template <class TpFn>
-ClException Raised(TpFn fn)
-{
-  try {
-    fn();
-  } catch (const ClException& e) {
-    return e;
-  }
-  return ClException("nothing raised", 0);
-}
 
 bool IsInProcess(const std::string& path)
 {
@@ -43,23 +32,19 @@ TEST(Loader, SearchPathTriedInOrder)
   ASSERT_NE(fn, nullptr);
   EXPECT_EQ(fn(), 42);
   EXPECT_EQ(loader.LoadSymbol("NoSuchEntry", false), nullptr);
-  ClException e = Raised([&] { loader.LoadSymbol("NoSuchEntry"); });
-  EXPECT_EQ(e.GetCode(), -206);
-  EXPECT_NE(std::string(e.GetMessage()).find("NoSuchEntry"), std::string::npos);
+  EXPECT_CL_THROW(loader.LoadSymbol("NoSuchEntry"), -206, "NoSuchEntry");
 
   loader.Unload();
   EXPECT_FALSE(loader.IsLoaded());
   EXPECT_FALSE(IsInProcess(sLoadeeDir + "/" + szLoadee));
-  EXPECT_EQ(Raised([&] { loader.LoadSymbol("LoadeeAnswer"); }).GetCode(), -206);
+  EXPECT_CL_THROW(loader.LoadSymbol("LoadeeAnswer"), -206, nullptr);
 }
 
 TEST(Loader, MissingLibraryRaises200)
 {
   ClDynamicLibraryLoader loader;
   // Outside the search path the loadee is beyond the system's reach.
-  ClException e = Raised([&] { loader.Load(nullptr, szLoadee); });
-  EXPECT_EQ(e.GetCode(), -200);
-  EXPECT_NE(std::string(e.GetMessage()).find(szLoadee), std::string::npos);
+  EXPECT_CL_THROW(loader.Load(nullptr, szLoadee), -200, szLoadee);
   EXPECT_FALSE(loader.IsLoaded());
-  EXPECT_EQ(Raised([&] { loader.Load("", nullptr); }).GetCode(), -200);
+  EXPECT_CL_THROW(loader.Load("", nullptr), -200, nullptr);
 }

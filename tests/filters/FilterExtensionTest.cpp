@@ -1,6 +1,7 @@
 // ClTpIpImageExtension: border placement and its refusals.
 #include "imaging/TpIpImageExtension.h"
-#include "tests/operators/TestImages.h"
+#include "tests/common/TestFailure.h"
+#include "tests/common/TestImages.h"
 
 #include <gtest/gtest.h>
 
@@ -9,8 +10,7 @@ TEST(FilterExtension, PlacesTheInputInsideTheFill)
   ClImage in, out;
   MakeRandom<uint8_t>(in, 5, 3, 1);
   ClTpIpImageExtension<> ext;
-  ext.m_pInImage = &in;
-  ext.m_pOutImage = &out;
+  Wire(ext, in, out);
   ext.m_nLeft = 2;
   ext.m_nTop = 1;
   ext.m_nRight = 3;
@@ -33,22 +33,12 @@ TEST(FilterExtension, Refusals)
   MakeRandom<uint8_t>(in, 5, 3, 1);
   MakeRandom<uint8_t>(rgb, 5, 3, 1, 0, 255, 3);
   ClTpIpImageExtension<> ext;
-  auto Message = [&]() -> std::string {
-    try {
-      ext.Process();
-    } catch (const ClException& e) {
-      EXPECT_EQ(e.GetCode(), -44);
-      return e.GetMessage();
-    }
-    return "";
-  };
-  EXPECT_NE(Message().find("Both, input and output image must be supplied."), std::string::npos);
+  EXPECT_CL_THROW(ext.Process(), -44, "Both, input and output image must be supplied.");
   ext.m_pInImage = ext.m_pOutImage = &in;
-  EXPECT_NE(Message().find("Inplace processing not possible."), std::string::npos);
-  ext.m_pInImage = &rgb;
-  ext.m_pOutImage = &out;
-  EXPECT_NE(Message().find("Only single plane images supported."), std::string::npos);
+  EXPECT_CL_THROW(ext.Process(), -44, "Inplace processing not possible.");
+  Wire(ext, rgb, out);
+  EXPECT_CL_THROW(ext.Process(), -44, "Only single plane images supported.");
   ext.m_pInImage = &in;
   ext.m_nBottom = -1;
-  EXPECT_NE(Message().find("Extends must be positive in each direction."), std::string::npos);
+  EXPECT_CL_THROW(ext.Process(), -44, "Extends must be positive in each direction.");
 }

@@ -1,7 +1,8 @@
 // ClIpFilterMid and ClTpIpFilterMid against brute-force means over clipped windows.
 #include "imaging/filters/IpFilterMid.h"
 #include "imaging/filters/TpIpFilterMid.h"
-#include "tests/operators/TestImages.h"
+#include "tests/common/TestFailure.h"
+#include "tests/common/TestImages.h"
 
 #include <gtest/gtest.h>
 
@@ -84,8 +85,7 @@ void RefMeanXYU8(const ClImage& in, ClImage& out, int32_t w)
 template <class S>
 void RunMid(ClIpFilterMid& f, ClImage& in, ClImage& out, int32_t w, int32_t nMode)
 {
-  f.m_pInImage = &in;
-  f.m_pOutImage = &out;
+  Wire(f, in, out);
   f.m_nFilterWidth = w;
   f.m_nMode = nMode;
   ASSERT_EQ(f.Run(), 0);
@@ -200,24 +200,13 @@ TEST(FilterMid, RefusalsAndPlanes)
   ClImage in, out;
   MakeRandom<uint8_t>(in, 9, 9, 1);
   ClIpFilterMid f;
-  f.m_pInImage = &in;
-  f.m_pOutImage = &in;
+  Wire(f, in, in);
   EXPECT_EQ(f.Run(), -10);
   f.m_pOutImage = &out;
   f.m_nMode = ClIpFilterMid::MODE_DIRECTED;
-  try {
-    f.Run();
-    FAIL();
-  } catch (const ClException& e) {
-    EXPECT_EQ(e.GetCode(), -701);
-  }
+  EXPECT_CL_THROW(f.Run(), -701, nullptr);
   f.m_nMode = 5;
-  try {
-    f.Run();
-    FAIL();
-  } catch (const ClException& e) {
-    EXPECT_EQ(e.GetCode(), -35);
-  }
+  EXPECT_CL_THROW(f.Run(), -35, nullptr);
   ClImage in16;
   MakeRandom<uint16_t>(in16, 9, 9, 1);
   f.m_pInImage = &in16;
@@ -248,8 +237,7 @@ TEST(FilterMid, DirectedMeanFollowsTheField)
   MakeFlat<int8_t>(dx, 12, 10, 1);
   MakeFlat<int8_t>(dy, 12, 10, 0);
   ClIpFilterMid f, g;
-  f.m_pInImage = &in;
-  f.m_pOutImage = &out;
+  Wire(f, in, out);
   f.m_nFilterWidth = 5;
   f.m_nMode = ClIpFilterMid::MODE_DIRECTED;
   f.m_pInDxImage = &dx;
@@ -276,12 +264,10 @@ TEST(FilterMid, TemplateRunningSumMatchesReference)
         ClImage in, out, fin, fout;
         MakeRandom<uint8_t>(in, sz.w, sz.h, fw * 100 + fh);
         MakeRandom<float>(fin, sz.w, sz.h, fw * 100 + fh);
-        f.m_pInImage = &in;
-        f.m_pOutImage = &out;
+        Wire(f, in, out);
         f.m_nFilterWidth = fw;
         f.m_nFilterHeight = fh;
-        g.m_pInImage = &fin;
-        g.m_pOutImage = &fout;
+        Wire(g, fin, fout);
         g.m_nFilterWidth = fw;
         g.m_nFilterHeight = fh;
         ASSERT_EQ(f.Process(), 0);
@@ -303,8 +289,7 @@ TEST(FilterMid, TemplateSeparableRoundsEachPass)
   f.m_bRunningSum2D = false;
   ClImage in, out;
   MakeRandom<uint8_t>(in, 40, 30, 11);
-  f.m_pInImage = &in;
-  f.m_pOutImage = &out;
+  Wire(f, in, out);
   f.m_nFilterWidth = 5;
   f.m_nFilterHeight = 3;
   ASSERT_EQ(f.Process(), 0);
@@ -329,30 +314,17 @@ TEST(FilterMid, TemplateRefusesOverflowingSums)
   ClImage in, out;
   in.Create(eUInt8, 4105, 4105);
   ClTpIpFilterMid<uint8_t, uint32_t> f;
-  f.m_pInImage = &in;
-  f.m_pOutImage = &out;
+  Wire(f, in, out);
   f.m_nFilterWidth = 4105;  // 4105 * 4105 is above 16843009 = 2^32 / 255
   f.m_nFilterHeight = 4105;
-  try {
-    f.Process();
-    FAIL();
-  } catch (const ClException& e) {
-    EXPECT_EQ(e.GetCode(), -44);
-    EXPECT_NE(std::string(e.GetMessage()).find("Intern type size is too small."), std::string::npos);
-  }
+  EXPECT_CL_THROW(f.Process(), -44, "Intern type size is too small.");
   // A float window of size 0 passes the frame but fails the smallest-value test.
   ClImage fin, fout;
   MakeRandom<float>(fin, 5, 5, 1);
   ClTpIpFilterMid<float, double> g;
-  g.m_pInImage = &fin;
-  g.m_pOutImage = &fout;
+  Wire(g, fin, fout);
   g.m_nFilterWidth = 0;
   EXPECT_THROW(g.Process(), ClException);
   g.m_nFilterWidth = 4;
-  try {
-    g.Process();
-    FAIL();
-  } catch (const ClException& e) {
-    EXPECT_NE(std::string(e.GetMessage()).find("Filter size must be odd value."), std::string::npos);
-  }
+  EXPECT_TRUE(FailureOf([&] { g.Process(); }).Says("Filter size must be odd value."));
 }

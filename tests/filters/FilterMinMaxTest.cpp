@@ -1,7 +1,7 @@
 // ClTpIpFilterMin and ClTpIpFilterMax against brute-force extremes of clipped windows.
 #include "imaging/filters/TpIpFilterMax.h"
 #include "imaging/filters/TpIpFilterMin.h"
-#include "tests/operators/TestImages.h"
+#include "tests/common/TestImages.h"
 
 #include <gtest/gtest.h>
 
@@ -33,8 +33,7 @@ void CheckAgainstReference()
           continue;
         ClImage in, out;
         MakeRandom<T>(in, sz.w, sz.h, sz.w * 1000 + fw * 10 + fh);
-        f.m_pInImage = &in;
-        f.m_pOutImage = &out;
+        Wire(f, in, out);
         f.m_nFilterWidth = fw;
         f.m_nFilterHeight = fh;
         ASSERT_EQ(f.Process(), 0);
@@ -62,8 +61,7 @@ TEST(FilterMinMax, HeightOneIsTheRowPassAlone)
   ClImage in, out;
   MakeImage<uint8_t>(in, 6, 2, {1, 9, 2, 3, 8, 0, 7, 1, 1, 1, 1, 6});
   ClTpIpFilterMax<uint8_t> f;
-  f.m_pInImage = &in;
-  f.m_pOutImage = &out;
+  Wire(f, in, out);
   f.m_nFilterWidth = 3;
   f.m_nFilterHeight = 1;
   ASSERT_EQ(f.Process(), 0);
@@ -77,8 +75,7 @@ TEST(FilterMinMax, WindowOfTheImageWidthGivesTheRowMinimum)
   ClImage in, out;
   MakeRandom<uint8_t>(in, 9, 4, 3);
   ClTpIpFilterMin<uint8_t> f;
-  f.m_pInImage = &in;
-  f.m_pOutImage = &out;
+  Wire(f, in, out);
   f.m_nFilterWidth = 9;
   f.m_nFilterHeight = 1;
   ASSERT_EQ(f.Process(), 0);
@@ -98,8 +95,7 @@ TEST(FilterMinMax, NanAndNegativeZeroFollowTheRescanWalk)
   At<float>(in, 9, 2) = -0.0f;
   At<float>(in, 10, 2) = 0.0f;
   ClTpIpFilterMax<float> f;
-  f.m_pInImage = &in;
-  f.m_pOutImage = &out;
+  Wire(f, in, out);
   f.m_nFilterWidth = 5;
   f.m_nFilterHeight = 3;
   ASSERT_EQ(f.Process(), 0);

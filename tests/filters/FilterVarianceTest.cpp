@@ -1,6 +1,7 @@
 // ClIpFilterVariance against sums formed directly over the clipped window.
 #include "imaging/filters/IpFilterVariance.h"
-#include "tests/operators/TestImages.h"
+#include "tests/common/TestFailure.h"
+#include "tests/common/TestImages.h"
 
 #include <gtest/gtest.h>
 
@@ -25,8 +26,7 @@ void Sums(const ClImage& in, int32_t x, int32_t y, int32_t h, double& s, double&
 
 int32_t RunVariance(ClIpFilterVariance& f, ClImage& in, ClImage& out, int32_t w, EDataType eOut)
 {
-  f.m_pInImage = &in;
-  f.m_pOutImage = &out;
+  Wire(f, in, out);
   f.m_nInFilterWidth = w;
   f.m_eOutImageType = eOut;
   return f.Run();
@@ -131,12 +131,7 @@ TEST(FilterVariance, InPlaceChecksAndTypes)
 
   ClImage rgb;
   MakeRandom<uint8_t>(rgb, 5, 5, 1, 0, 255, 3);
-  try {
-    RunVariance(f, rgb, out, 5, eDouble64);
-    FAIL();
-  } catch (const ClException& e) {
-    EXPECT_EQ(e.GetCode(), -44);
-  }
+  EXPECT_CL_THROW(RunVariance(f, rgb, out, 5, eDouble64), -44, nullptr);
   f.m_pInImage = &in;
   f.m_pOutImage = nullptr;
   EXPECT_THROW(f.Run(), ClException);

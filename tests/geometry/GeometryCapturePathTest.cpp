@@ -2,7 +2,7 @@
 // from 1600 by 1500 to 800 by 750, vertical flip; compared with a direct computation.
 #include "imaging/geometry/IpRescale.h"
 #include "imaging/geometry/TpIpFlip.h"
-#include "tests/geometry/ImageTestUtil.h"
+#include "tests/common/TestImages.h"
 
 #include "imaging/filters/TpIpFilterMid.h"
 
@@ -35,8 +35,7 @@ TEST(GeometryCapturePath, MeanHalveAndFlipMatchADirectComputation)
   ClImage original;
   original.Copy(frame);
   ClTpIpFilterMid<unsigned char, unsigned int> mean;
-  mean.m_pInImage = &frame;
-  mean.m_pOutImage = &scratch;
+  Wire(mean, frame, scratch);
   mean.m_nFilterWidth = 3;
   mean.m_nFilterHeight = 3;
   ASSERT_EQ(0, mean.Process());
@@ -45,8 +44,7 @@ TEST(GeometryCapturePath, MeanHalveAndFlipMatchADirectComputation)
   ClTpIpFlip<unsigned char, unsigned char> flip;
   flip.m_bFlipX = false;
   flip.m_bFlipY = true;
-  flip.m_pInImage = &frame;
-  flip.m_pOutImage = &flipped;
+  Wire(flip, frame, flipped);
   ASSERT_EQ(0, flip.Process());
   ASSERT_EQ(800, flipped.Width());
   ASSERT_EQ(750, flipped.Height());

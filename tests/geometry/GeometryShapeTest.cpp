@@ -6,7 +6,8 @@
 #include "imaging/geometry/IpSubsample.h"
 #include "imaging/geometry/TpIpCut.h"
 #include "imaging/geometry/TpIpFlip.h"
-#include "tests/geometry/ImageTestUtil.h"
+#include "tests/common/TestFailure.h"
+#include "tests/common/TestImages.h"
 
 #include <gtest/gtest.h>
 
@@ -22,13 +23,8 @@ namespace {
 template <class F>
 Failure Thrown(F f)
 {
-  try {
-    f();
-  } catch (const ClException& e) {
-    const std::string s = e.GetMessage();
-    return {e.GetCode(), s.substr(s.find('\n') + 1)};
-  }
-  return {0, "nothing thrown"};
+  const StFailure failure = FailureOf(f);
+  return {failure.nCode, failure.sDetail};
 }
 
 } // namespace
@@ -82,8 +78,7 @@ TEST(GeometrySubsample, BadSettingsInTheirOrder)
   GeoTest::MakeRandom(in, 8, 8, 1);
   wide.Create(eInt32, 8, 8, 1, 0, 0);
   ClIpSubsample sub;
-  sub.m_pInImage = &wide;
-  sub.m_pOutImage = &out;
+  Wire(sub, wide, out);
   sub.m_nRate = 0;
   EXPECT_EQ(Failure(-44, "rate parameter out of range (1..n)"), Thrown([&] { sub.Run(); }));
   sub.m_nRate = 2;
@@ -101,8 +96,7 @@ TEST(GeometryResize, ByFourBackToTheFrameSize)
   ClImage in, out;
   GeoTest::MakeRandom(in, 200, 188, 32, 4921);
   ClIpResize resize;
-  resize.m_pInImage = &in;
-  resize.m_pOutImage = &out;
+  Wire(resize, in, out);
   resize.m_nScaleFactor = 4;
   resize.m_nDestWidth = 800;
   resize.m_nDestHeight = 750;
@@ -136,8 +130,7 @@ TEST(GeometryCut, TestsInOrderThenAnyTypeInPlace)
   ClImage in, out;
   GeoTest::MakeRandom(in, 10, 8, 3);
   ClIpCut cut;
-  cut.m_pInImage = &in;
-  cut.m_pOutImage = &out;
+  Wire(cut, in, out);
   auto fails = [&](int32_t x0, int32_t y0, int32_t w, int32_t h) {
     cut.m_nX0 = x0;
     cut.m_nY0 = y0;
@@ -163,7 +156,7 @@ TEST(GeometryCut, TestsInOrderThenAnyTypeInPlace)
       rgb.Pixels<uint16_t>()[y * rgb.LineElements() + i] = static_cast<uint16_t>(1000 * y + i);
   ref.Copy(rgb);
   cut.m_pInImage = cut.m_pOutImage = &rgb;
-  EXPECT_EQ(Failure(0, "nothing thrown"), fails(2, 3, 7, 4));
+  EXPECT_EQ(Failure(0, "<no exception>"), fails(2, 3, 7, 4));
   ASSERT_EQ(7, rgb.Width());
   ASSERT_EQ(3u, rgb.Planes());
   EXPECT_EQ(600, rgb.PelsY());
@@ -179,8 +172,7 @@ TEST(GeometryTpCut, FrameTestsThenRectangleTests)
   in.SetImageTag(77);
   ClTpIpCut<uint8_t, uint8_t> cut;
   EXPECT_EQ(Failure(-44, "Input image must not be NULL."), Thrown([&] { cut.Process(); }));
-  cut.m_pInImage = &in;
-  cut.m_pOutImage = &out;
+  Wire(cut, in, out);
   auto fails = [&](int32_t x0, int32_t y0, int32_t w, int32_t h) {
     cut.m_nX0 = x0;
     cut.m_nY0 = y0;
@@ -210,8 +202,7 @@ TEST(GeometryFlip, MirrorsRotatesCopiesAndWorksInPlace)
   ClImage in, out, ref;
   GeoTest::MakeRandom(in, 13, 7, 5);
   ClTpIpFlip<uint8_t, uint8_t> flip;
-  flip.m_pInImage = &in;
-  flip.m_pOutImage = &out;
+  Wire(flip, in, out);
   for (int nFlags = 0; nFlags < 4; ++nFlags) {
     flip.m_bFlipX = (nFlags & 1) != 0;
     flip.m_bFlipY = (nFlags & 2) != 0;

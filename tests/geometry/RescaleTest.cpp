@@ -1,13 +1,12 @@
 // ClIpRescale in its five modes, against references written out here.
 #include "imaging/geometry/IpRescale.h"
 #include "imaging/geometry/RescaleKernels.h"
-#include "tests/geometry/ImageTestUtil.h"
+#include "tests/common/RecordingLog.h"
+#include "tests/common/TestImages.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdarg>
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -58,19 +57,6 @@ void ExpectAreaAverages(const ClImage& in, const ClImage& out, int64_t nRatioX, 
   }
 }
 
-class ClLogLines : public ClProcessorLog
-{
-public:
-  void BeginRun(const ClProcessorBase&) override {}
-  void WriteV(const char* szFormat, va_list args) override
-  {
-    char sz[256];
-    std::vsnprintf(sz, sizeof(sz), szFormat, args);
-    lines.push_back(sz);
-  }
-  std::vector<std::string> lines;
-};
-
 } // namespace
 
 TEST(RescaleNearest, HalvesTheCaptureFrameBySkippingAlsoInPlace)
@@ -95,8 +81,7 @@ TEST(RescaleResolution, RoundsUpButForAHairAndEqualIsACopy)
   ClImage in, out;
   GeoTest::MakeRandom(in, 1600, 1500, 4);
   ClIpRescale rescale;
-  rescale.m_pInImage = &in;
-  rescale.m_pOutImage = &out;
+  Wire(rescale, in, out);
   rescale.m_eMode = ClIpRescale::NearestNeighbour;
   // 1600 * 9842 / 19685 = 799.96, plus 0.9999, truncated.
   rescale.m_nNewPelsX = rescale.m_nNewPelsY = 9842;
@@ -146,8 +131,7 @@ TEST(RescaleBiLinear, HalvingIsTheMeanOfPairs)
   // Odd sizes by resolution, in both directions and in each alone: a last column or
   // row stands alone; the direction that keeps its size passes unchanged.
   GeoTest::MakeRandom(in, 9, 7, 13);
-  rescale.m_pInImage = &in;
-  rescale.m_pOutImage = &out;
+  Wire(rescale, in, out);
   const int32_t aPels[3][2] = {{9842, 9842}, {9842, 19685}, {19685, 9842}};
   for (const auto& pels : aPels) {
     rescale.m_nNewPelsX = pels[0];
@@ -245,7 +229,7 @@ TEST(RescaleFantMar, HalvingByTwoPassesWithLogLines)
 {
   ClImage in, out;
   GeoTest::MakeRandom(in, 40, 30, 11);
-  ClLogLines log;
+  ClRecordingLog log(false);
   ClProcessorBase::SetDefaultLog(&log);
   ClIpRescale rescale;
   ClProcessorBase::SetDefaultLog(nullptr);
@@ -266,8 +250,7 @@ TEST(RescaleWholeNumbered, MeansAndRepeatsByWholeFactors)
   ClImage in, out;
   GeoTest::MakeRandom(in, 30, 21, 12);
   ClIpRescale rescale;
-  rescale.m_pInImage = &in;
-  rescale.m_pOutImage = &out;
+  Wire(rescale, in, out);
   rescale.m_eMode = ClIpRescale::WholeNumbered;
   // 19685 / 6561 is 3; 19685 / 13000 is 1 with a remainder above half of 13000: 2.
   rescale.m_nNewPelsX = 6561;

@@ -1,7 +1,8 @@
 // ClHistogram statistics against sorted samples, and ClIpStretchRangeGlobal's table.
 #include "imaging/histogram/Histogram.h"
 #include "imaging/histogram/IpStretchRangeGlobal.h"
-#include "tests/operators/TestImages.h"
+#include "tests/common/TestFailure.h"
+#include "tests/common/TestImages.h"
 
 #include <gtest/gtest.h>
 
@@ -13,17 +14,6 @@
 #include <vector>
 
 namespace {
-
-std::string MessageOf(const std::function<void()>& f, int32_t nCode)
-{
-  try {
-    f();
-  } catch (const ClException& e) {
-    EXPECT_EQ(e.GetCode(), nCode);
-    return e.GetMessage();
-  }
-  return "";
-}
 
 std::vector<int> Sorted(const ClImage& image)
 {
@@ -49,12 +39,10 @@ TEST(Histogram, CreateChecksAndClips)
   ClHistogram h;
   h.Create(image);
   EXPECT_EQ(h.Total(), 3u);
-  EXPECT_NE(MessageOf([&] { h.Create(image, 0, 0, 0, 10); }, -101).find("invalid Range in ClHistogram::Create."),
-            std::string::npos);
+  EXPECT_CL_THROW(h.Create(image, 0, 0, 0, 10), -101, "invalid Range in ClHistogram::Create.");
   EXPECT_EQ(h.Total(), 0u) << "cleared before the check";
   MakeRandom<uint8_t>(rgb, 3, 3, 1, 0, 255, 3);
-  EXPECT_NE(MessageOf([&] { h.Create(rgb); }, -101).find("Color-image not supported in ClHistogram::Create."),
-            std::string::npos);
+  EXPECT_CL_THROW(h.Create(rgb), -101, "Color-image not supported in ClHistogram::Create.");
   h.Create(image, 5, 5, 9, 9);
   EXPECT_EQ(h.Total(), 0u);
   h.Create(image, -4, -1, 2, 100);
@@ -97,7 +85,7 @@ TEST(Histogram, MeansMatchSortedSamples)
   h.Create(image);
   EXPECT_EQ(h.MeanOfBrightest(1), 30);
   EXPECT_EQ(h.MeanOfDarkest(2), 15);
-  EXPECT_NE(MessageOf([&] { h.MeanOfDarkest(4); }, -44).find("Amount of pixels too high."), std::string::npos);
+  EXPECT_CL_THROW(h.MeanOfDarkest(4), -44, "Amount of pixels too high.");
   EXPECT_EQ(h.MeanInRange(5, 10), 10);
   ClHistogram empty;
   EXPECT_EQ(empty.MeanInRange(5, 10), 7);
@@ -128,8 +116,7 @@ TEST(HistogramStretch, WorkedExampleAndSettledRange)
   At<uint8_t>(in, 0, 0) = 50;
   At<uint8_t>(in, 1, 0) = 100;
   ClIpStretchRangeGlobal stretch;
-  stretch.m_pInImage = &in;
-  stretch.m_pOutImage = &out;
+  Wire(stretch, in, out);
   ASSERT_EQ(stretch.Run(), 0);
   EXPECT_EQ(At<uint8_t>(out, 0, 0), 0);
   EXPECT_EQ(At<uint8_t>(out, 1, 0), 255);

@@ -1,6 +1,6 @@
 #include "imaging/TpArray.h"
 #include "imaging/Vector.h"
-#include "tests/imaging/ImagingTestUtil.h"
+#include "tests/common/TestFailure.h"
 
 #include <cstdint>
 #include <gtest/gtest.h>

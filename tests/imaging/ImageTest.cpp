@@ -1,6 +1,6 @@
 #include "imaging/Bitmap.h"
 #include "imaging/FpImage.h"
-#include "tests/imaging/ImagingTestUtil.h"
+#include "tests/common/TestFailure.h"
 
 #include <cmath>
 #include <cstring>

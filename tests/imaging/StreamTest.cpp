@@ -1,5 +1,5 @@
 #include "imaging/MemoryStream.h"
-#include "tests/imaging/ImagingTestUtil.h"
+#include "tests/common/TestFailure.h"
 
 #include <gtest/gtest.h>
 #include <vector>

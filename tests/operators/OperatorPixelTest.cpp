@@ -4,7 +4,8 @@
 #include "imaging/operators/IpInvert.h"
 #include "imaging/operators/IpOffset.h"
 #include "imaging/operators/IpScale.h"
-#include "tests/operators/TestImages.h"
+#include "tests/common/TestFailure.h"
+#include "tests/common/TestImages.h"
 
 #include <gtest/gtest.h>
 
@@ -16,8 +17,7 @@ namespace {
 template <class P>
 int32_t RunOn(P& ip, ClImage& in, ClImage& out)
 {
-  ip.m_pInImage = &in;
-  ip.m_pOutImage = &out;
+  Wire(ip, in, out);
   return ip.Run();
 }
 
@@ -215,10 +215,5 @@ TEST(OperatorLookUp, StretchesEveryPlaneWithOneTable)
   ASSERT_EQ(stretch.Run(), 0);
   EXPECT_EQ(FirstDifference<uint8_t>(in, out), -1);
   stretch.m_pInImage = nullptr;
-  try {
-    stretch.Run();
-    FAIL();
-  } catch (const ClException& e) {
-    EXPECT_EQ(e.GetCode(), -37);
-  }
+  EXPECT_CL_THROW(stretch.Run(), -37, nullptr);
 }

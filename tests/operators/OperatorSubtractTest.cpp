@@ -1,6 +1,6 @@
 // ClIpSubtract: its direct loop, its table above 90000 samples and their limits.
 #include "imaging/operators/IpSubtract.h"
-#include "tests/operators/TestImages.h"
+#include "tests/common/TestImages.h"
 
 #include <gtest/gtest.h>
 

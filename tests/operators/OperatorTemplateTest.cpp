@@ -6,7 +6,7 @@
 #include "imaging/operators/TpIpOr.h"
 #include "imaging/operators/TpIpScale.h"
 #include "imaging/operators/TpIpSubtract.h"
-#include "tests/operators/TestImages.h"
+#include "tests/common/TestImages.h"
 
 #include <gtest/gtest.h>
 
@@ -29,8 +29,7 @@ void Run2(P& op, ClImage& a, ClImage& b, ClImage& out)
 template <class P>
 void Run1(P& op, ClImage& in, ClImage& out)
 {
-  op.m_pInImage = &in;
-  op.m_pOutImage = &out;
+  Wire(op, in, out);
   ASSERT_EQ(op.Process(), 0);
 }
 

@@ -1,7 +1,7 @@
 // The parameter tree: path resolution, the leaf walk, full paths, duplicates and the
 // value operations on whole subtrees.
 #include "parameters/ParameterContainer.h"
-#include "tests/parameters/ExpectException.h"
+#include "tests/common/TestFailure.h"
 
 #include <gtest/gtest.h>
 

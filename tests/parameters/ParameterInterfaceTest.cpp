@@ -2,7 +2,7 @@
 // kind-1 asymmetry and the name test of Read.
 #include "imaging/MemoryStream.h"
 #include "parameters/ParameterInterface.h"
-#include "tests/parameters/ExpectException.h"
+#include "tests/common/TestFailure.h"
 
 #include <gtest/gtest.h>
 

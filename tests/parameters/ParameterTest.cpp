@@ -1,7 +1,7 @@
 // Single parameters: the write paths and their tests, text conversion both ways,
 // enumerations, pointer ports and text parameters.
 #include "parameters/ParameterContainer.h"
-#include "tests/parameters/ExpectException.h"
+#include "tests/common/TestFailure.h"
 
 #include <gtest/gtest.h>
 

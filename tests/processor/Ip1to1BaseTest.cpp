@@ -4,7 +4,7 @@
 #include "imaging/Ip1to1Base.h"
 #include "parameters/ParameterContainer.h"
 #include "parameters/ParameterInterface.h"
-#include "tests/parameters/ExpectException.h"
+#include "tests/common/TestFailure.h"
 
 #include <gtest/gtest.h>
 

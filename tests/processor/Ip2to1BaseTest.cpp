@@ -3,7 +3,7 @@
 #include "imaging/FpImage.h"
 #include "imaging/Ip2to1Base.h"
 #include "parameters/ParameterContainer.h"
-#include "tests/parameters/ExpectException.h"
+#include "tests/common/TestFailure.h"
 
 #include <gtest/gtest.h>
 
@@ -90,64 +90,48 @@ TEST(ProcessorIp2to1, EqualSizesCombineEverySample)
   EXPECT_EQ(eUInt8, p.out.DataType());
 }
 
-TEST(ProcessorIp2to1, PositiveOffsetsPlaceInput2BehindInput1)
+TEST(ProcessorIp2to1, OffsetsPlaceAndClipTheInputs)
 {
+  const struct
+  {
+    Grid a, b;
+    int32_t nX, nY, nFill;
+    Grid expected;
+  } cases[] = {
+      // Positive offsets place input 2 behind input 1.
+      {{{10, 20, 30, 40}}, {{1, 2, 3, 4}}, 2, 0, 7, {{10, 20, 31, 42, 3, 4}}},
+      {{{10}, {20}, {30}}, {{1}, {2}, {3}}, 0, 1, 7, {{10}, {21}, {32}, {3}}},
+      // Negative ones paste both at the same place; the overlap reads input 1 from 0 and
+      // input 2 from the shift.
+      {{{10, 20, 30, 40}}, {{1, 2, 3, 4}}, -2, 0, 7, {{7, 7, 13, 24, 3, 4}}},
+      {{{10, 20}, {30, 40}}, {{1, 2}, {3, 4}}, -1, -1, 7, {{7, 7, 7}, {7, 14, 2}, {7, 3, 4}}},
+      // Input 2 wider than input 1 with a negative shift runs past the output: clipped.
+      {{{10, 20}}, {{1, 2, 3, 4}}, -1, 0, 0, {{0, 12, 2, 3}}},
+      {{{10, 20, 30, 40}}, {{1, 2}}, 0, 0, 0, {{11, 22, 30, 40}}},
+      {{{10, 20}}, {{1, 2}}, 5, 0, 0, {{10, 20, 0, 0, 0, 1, 2}}},
+  };
+  for (const auto& c : cases) {
+    Pair p(c.a, c.b);
+    p.ip.m_dFillColor = c.nFill;
+    p.ip.m_nOffsetX = c.nX;
+    p.ip.m_nOffsetY = c.nY;
+    ASSERT_EQ(0, p.ip.Run());
+    EXPECT_EQ(c.expected, Rows(p.out)) << c.nX << "," << c.nY;
+  }
   Pair p({{10, 20, 30, 40}}, {{1, 2, 3, 4}});
-  p.ip.m_dFillColor = 7;
   p.ip.m_nOffsetX = 2;
   ASSERT_EQ(0, p.ip.Run());
-  EXPECT_EQ((Grid{{10, 20, 31, 42, 3, 4}}), Rows(p.out));
-  EXPECT_EQ(2, p.ip.m_nOverlapWidth);
-  EXPECT_EQ(2, p.ip.m_nOutStart);
-  EXPECT_EQ(2, p.ip.m_nIn1Start);
-  EXPECT_EQ(0, p.ip.m_nIn2Start);
-
-  Pair v({{10}, {20}, {30}}, {{1}, {2}, {3}});
-  v.ip.m_dFillColor = 7;
-  v.ip.m_nOffsetY = 1;
-  ASSERT_EQ(0, v.ip.Run());
-  EXPECT_EQ((Grid{{10}, {21}, {32}, {3}}), Rows(v.out));
-}
-
-TEST(ProcessorIp2to1, NegativeOffsetsPasteBothInputsAtTheSamePlace)
-{
-  Pair p({{10, 20, 30, 40}}, {{1, 2, 3, 4}});
-  p.ip.m_dFillColor = 7;
+  EXPECT_EQ((std::vector<int32_t>{2, 2, 2, 0}),
+            (std::vector<int32_t>{p.ip.m_nOverlapWidth, p.ip.m_nOutStart, p.ip.m_nIn1Start, p.ip.m_nIn2Start}));
   p.ip.m_nOffsetX = -2;
   ASSERT_EQ(0, p.ip.Run());
-  // Both pasted at column 2; the overlap reads input 1 from 0 and input 2 from 2.
-  EXPECT_EQ((Grid{{7, 7, 13, 24, 3, 4}}), Rows(p.out));
-  EXPECT_EQ(2, p.ip.m_nIn2Start);
   EXPECT_EQ(0, p.ip.m_nIn1Start);
-
-  Pair d({{10, 20}, {30, 40}}, {{1, 2}, {3, 4}});
-  d.ip.m_dFillColor = 7;
-  d.ip.m_nOffsetX = -1;
-  d.ip.m_nOffsetY = -1;
-  ASSERT_EQ(0, d.ip.Run());
-  EXPECT_EQ((Grid{{7, 7, 7}, {7, 14, 2}, {7, 3, 4}}), Rows(d.out));
-}
-
-TEST(ProcessorIp2to1, UnequalSizesAreClippedToTheOutput)
-{
-  // Input 2 wider than input 1 with a negative shift runs past the output: clipped.
-  Pair p({{10, 20}}, {{1, 2, 3, 4}});
-  p.ip.m_nOffsetX = -1;
+  EXPECT_EQ(2, p.ip.m_nIn2Start);
+  p.ip.m_nOffsetX = 5;
   ASSERT_EQ(0, p.ip.Run());
-  EXPECT_EQ((Grid{{0, 12, 2, 3}}), Rows(p.out));
-
-  Pair q({{10, 20, 30, 40}}, {{1, 2}});
-  ASSERT_EQ(0, q.ip.Run());
-  EXPECT_EQ((Grid{{11, 22, 30, 40}}), Rows(q.out));
-
-  Pair far({{10, 20}}, {{1, 2}});
-  far.ip.m_nOffsetX = 5;
-  ASSERT_EQ(0, far.ip.Run());
-  EXPECT_EQ((Grid{{10, 20, 0, 0, 0, 1, 2}}), Rows(far.out));
-  EXPECT_EQ(0, far.ip.m_nIn1Start);
-
-  far.ip.m_nOffsetX = 2147483647;
-  EXPECT_EQ(-44, far.ip.Run());
+  EXPECT_EQ(0, p.ip.m_nIn1Start);
+  p.ip.m_nOffsetX = 2147483647;
+  EXPECT_EQ(-44, p.ip.Run());
 }
 
 TEST(ProcessorIp2to1, ThreePlanesAgainstOneCombineEachPlane)

@@ -1,7 +1,8 @@
 // Run's order of calls, its logging and timing, and the capture of factory defaults.
 #include "imaging/ProcessorBase.h"
 #include "parameters/ParameterContainer.h"
-#include "tests/parameters/ExpectException.h"
+#include "tests/common/RecordingLog.h"
+#include "tests/common/TestFailure.h"
 
 #include <gtest/gtest.h>
 
@@ -42,19 +43,6 @@ public:
   double m_dThreshold = 0;
   int32_t m_nInit = 0, m_nProcess = 0, m_nFinal = 0, m_nSeenStatus = 1;
   std::string m_sCalls;
-};
-
-class ClRecordingLog : public ClProcessorLog
-{
-public:
-  void BeginRun(const ClProcessorBase& p) override { lines.push_back(std::string("begin ") + p.GetName()); }
-  void WriteV(const char* szFormat, va_list args) override
-  {
-    char buf[256];
-    std::vsnprintf(buf, sizeof(buf), szFormat, args);
-    lines.push_back(buf);
-  }
-  std::vector<std::string> lines;
 };
 
 } // namespace

@@ -4,7 +4,7 @@
 #include "imaging/TpIp1To1.h"
 #include "imaging/TpIp2To1.h"
 #include "imaging/TpIpFilterSeparable.h"
-#include "tests/parameters/ExpectException.h"
+#include "tests/common/TestFailure.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,7 @@
 // ClIpConnectedComponent2: measures against moments computed directly from the pixels.
 #include "imaging/regions/IpConnectedComponent2.h"
-#include "tests/geometry/ImageTestUtil.h"
+#include "tests/common/TestFailure.h"
+#include "tests/common/TestImages.h"
 
 #include <gtest/gtest.h>
 
@@ -113,14 +114,9 @@ TEST(Component, BadSettingsBeforeLabelling)
   GeoTest::MakeRandom(grey, 10, 11, 2);
   Array a;
   ClIpConnectedComponent2 cc;
-  auto failure = [&]() -> std::pair<int32_t, std::string> {
-    try {
-      cc.Run();
-    } catch (const ClException& e) {
-      const std::string s = e.GetMessage();
-      return {e.GetCode(), s.substr(s.find('\n') + 1)};
-    }
-    return {0, ""};
+  auto failure = [&] {
+    const StFailure f = FailureOf([&] { cc.Run(); });
+    return std::make_pair(f.nCode, f.sDetail);
   };
   EXPECT_EQ(std::make_pair(-37, std::string("Objectimage is missing")), failure());
   cc.m_pInImage = &in;

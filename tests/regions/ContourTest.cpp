@@ -1,6 +1,7 @@
 // ClIpFindContour on rectangles, rings, single pixels and objects at the image border.
 #include "imaging/regions/IpFindContour.h"
-#include "tests/geometry/ImageTestUtil.h"
+#include "tests/common/TestFailure.h"
+#include "tests/common/TestImages.h"
 
 #include <gtest/gtest.h>
 
@@ -116,13 +117,7 @@ TEST(Contour, PictureWithoutArrayAndMissingInput)
   ClImage in, picture;
   MakeRect(in, 8, 6, 0, 1, 5, 4);
   ClIpFindContour fc;
-  try {
-    fc.Run();
-    FAIL();
-  } catch (const ClException& e) {
-    EXPECT_EQ(-37, e.GetCode());
-    EXPECT_NE(std::string::npos, std::string(e.GetMessage()).find("Objectimage is missing"));
-  }
+  EXPECT_CL_THROW(fc.Run(), -37, "Objectimage is missing");
   fc.m_pInImage = &in;
   EXPECT_TRUE(fc.IsReady());
   fc.m_pOutImage = &picture;

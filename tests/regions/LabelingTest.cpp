@@ -1,6 +1,7 @@
 // ClIpLabeling against a plain breadth-first fill that numbers regions in row order.
 #include "imaging/regions/IpLabeling.h"
-#include "tests/geometry/ImageTestUtil.h"
+#include "tests/common/TestFailure.h"
+#include "tests/common/TestImages.h"
 
 #include <gtest/gtest.h>
 
@@ -60,8 +61,7 @@ TEST(LabelingRandom, AgreesWithABreadthFirstFill)
   for (const auto& size : aSizes)
     for (double dDensity : {0.2, 0.5, 0.59, 0.8, 1.0}) {
       GeoTest::MakeBinary(in, size[0], size[1], dDensity, nSeed++);
-      labeling.m_pInImage = &in;
-      labeling.m_pOutImage = &out;
+      Wire(labeling, in, out);
       ASSERT_EQ(0, labeling.Run());
       int32_t nCount = 0;
       const std::vector<int32_t> ref = ReferenceLabels(in, nCount);
@@ -77,8 +77,7 @@ TEST(LabelingShapes, EmptyFullCornerAndRing)
 {
   ClIpLabeling labeling;
   ClImage in, out;
-  labeling.m_pInImage = &in;
-  labeling.m_pOutImage = &out;
+  Wire(labeling, in, out);
   auto labels = [&](int32_t nW, int32_t nH, std::function<bool(int32_t, int32_t)> object) {
     GeoTest::Make(in, nW, nH, [&](int32_t x, int32_t y) { return uint8_t(object(x, y) ? 0 : 255); });
     EXPECT_EQ(0, labeling.Run());
@@ -101,13 +100,7 @@ TEST(Labeling, MissingImagesAndTheKeptStack)
   ClIpLabeling labeling;
   ClImage in, out;
   for (const char* sz : {"Inputimage is missing", "Outputimage is missing"}) {
-    try {
-      labeling.Run();
-      ADD_FAILURE() << sz;
-    } catch (const ClException& e) {
-      EXPECT_EQ(-37, e.GetCode());
-      EXPECT_NE(std::string::npos, std::string(e.GetMessage()).find(sz));
-    }
+    EXPECT_CL_THROW(labeling.Run(), -37, sz);
     labeling.m_pInImage = &in;
   }
   // A comb: every tooth is a run pushed from the spine, so the stack grows by steps of

@@ -1,13 +1,11 @@
 #pragma once
-// Opens the built simulator libraries by path, as the SDK's loader would, and reaches
-// their entry points by name.
+// The built simulator libraries and their entry points.
 #include "simulator/kxsim.h"
+#include "tests/common/SharedLibrary.h"
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <stdexcept>
 #include <string>
 
 namespace kxsimtest {
@@ -17,26 +15,7 @@ inline std::string BinDir() {
   return env && *env ? env : KXSIM_TEST_BIN_DIR;
 }
 
-class ClLib {
- public:
-  explicit ClLib(const std::string& sPath) : m_hLib(dlopen(sPath.c_str(), RTLD_NOW | RTLD_LOCAL)) {
-    if (!m_hLib) throw std::runtime_error(dlerror());
-  }
-  ~ClLib() { dlclose(m_hLib); }
-  ClLib(const ClLib&) = delete;
-  ClLib& operator=(const ClLib&) = delete;
-
-  void* Raw(const char* szName) const { return dlsym(m_hLib, szName); }
-  template <class TpFn>
-  TpFn Fn(const char* szName) const {
-    void* p = dlsym(m_hLib, szName);
-    if (!p) throw std::runtime_error(std::string("missing entry ") + szName);
-    return reinterpret_cast<TpFn>(p);
-  }
-
- private:
-  void* m_hLib;
-};
+using ::ClLib;
 
 // The simulated device library of the build, with its kxsim controls.
 inline ClLib& ScanLib() {

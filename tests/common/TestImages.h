@@ -1,9 +1,10 @@
 #pragma once
-// Images for the operator, filter and histogram tests: random or listed samples, and
-// sample access by position for the brute-force references.
+// Images for the image-processing tests: random, listed or drawn samples, and sample
+// access by position for the brute-force references.
 #include "imaging/FpImage.h"
 
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <limits>
 #include <random>
@@ -70,6 +71,15 @@ inline void MakeFlat(ClImage& image, int32_t w, int32_t h, T value)
       At<T>(image, x, y) = value;
 }
 
+// Points a processor at its images.
+template <class P>
+inline P& Wire(P& p, ClImage& in, ClImage& out)
+{
+  p.m_pInImage = &in;
+  p.m_pOutImage = &out;
+  return p;
+}
+
 // Sizes every filter test runs over: one pixel, small odd and even, and larger.
 struct TpSize
 {
@@ -97,3 +107,36 @@ inline int64_t FirstDifference(const ClImage& a, const ClImage& b, double dToler
       }
   return -1;
 }
+
+// Byte images of the geometry and region tests.
+namespace GeoTest {
+
+inline uint8_t& At(ClImage& image, int32_t x, int32_t y) { return ::At<uint8_t>(image, x, y); }
+inline uint8_t At(const ClImage& image, int32_t x, int32_t y) { return ::At<uint8_t>(image, x, y); }
+
+inline void Make(ClImage& image, int32_t nW, int32_t nH, const std::function<uint8_t(int32_t, int32_t)>& f,
+                 int32_t nPels = 19685)
+{
+  image.Create(eUInt8, nW, nH, 1, nPels, nPels);
+  for (int32_t y = 0; y < nH; ++y)
+    for (int32_t x = 0; x < nW; ++x)
+      At(image, x, y) = f(x, y);
+}
+
+inline void MakeRandom(ClImage& image, int32_t nW, int32_t nH, uint32_t nSeed, int32_t nPels = 19685)
+{
+  std::mt19937 rng(nSeed);
+  Make(image, nW, nH, [&](int32_t, int32_t) { return static_cast<uint8_t>(rng() & 0xFF); }, nPels);
+}
+
+// Object pixels (0) with the given density, the rest 255.
+inline void MakeBinary(ClImage& image, int32_t nW, int32_t nH, double dDensity, uint32_t nSeed)
+{
+  std::mt19937 rng(nSeed);
+  std::bernoulli_distribution object(dDensity);
+  Make(image, nW, nH, [&](int32_t, int32_t) { return object(rng) ? uint8_t(0) : uint8_t(255); });
+}
+
+inline int64_t FirstDifference(const ClImage& a, const ClImage& b) { return ::FirstDifference<uint8_t>(a, b); }
+
+} // namespace GeoTest
