@@ -1,0 +1,185 @@
+#include "masks/IpKX10MaskR2.h"
+
+#include "sdk/Exceptions.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+constexpr int32_t kBlackRows = 25;
+constexpr int32_t kRampRows = 25;
+// Fewer upper-envelope samples of level 15 or more than this: no finger on the platen.
+constexpr uint64_t kLeastFingerSamples = 5001;
+
+// Everything of the local stretch that depends on one value only, worked out once per
+// precision: per mask value m the blend weight and the limits, per envelope distance the
+// gain. The per-pixel work is then a few multiplications without a division.
+struct StStretchTables
+{
+  explicit StStretchTables(bool bHighPrecision)
+  {
+    const double q = bHighPrecision ? 0.2 : 0.4;
+    nSoftFrom = bHighPrecision ? 128 : 32;
+    for (int32_t m = 0; m < 256; ++m) {
+      const double a = m > nSoftFrom ? double(m - nSoftFrom) / double(255 - nSoftFrom) : 0.0;
+      aA[m] = a;
+      aRest[m] = 1 - a;
+      aLift[m] = static_cast<uint8_t>(static_cast<int32_t>((1 - a) * 30));
+      aLimit[m] = 1.0 + std::max(0.0, a * 5.0);
+      aSharp[m] = a > q;
+      const double a2 = a / q;
+      aFade[m] = a2;
+      aWhite[m] = (1 - a2) * 255.0;
+    }
+    for (int32_t k = 1; k < 256; ++k)
+      aGain[k] = 255.0 / k;
+    aGain[0] = 0.0;
+  }
+
+  int32_t nSoftFrom;
+  double aA[256];
+  double aRest[256];
+  uint8_t aLift[256];
+  double aLimit[256];
+  bool aSharp[256];
+  double aFade[256];
+  double aWhite[256];
+  // 255 / k for an envelope distance k from 1 to 255.
+  double aGain[256];
+};
+
+const StStretchTables& Tables(bool bHighPrecision)
+{
+  static const StStretchTables s_Low(false);
+  static const StStretchTables s_High(true);
+  return bHighPrecision ? s_High : s_Low;
+}
+
+inline uint8_t Invert(double v)
+{
+  return static_cast<uint8_t>(static_cast<int32_t>(255.0 - std::min(v, 255.0)));
+}
+
+// Inside the finger: stretch between the dark bound (at most 32) and the upper envelope.
+inline uint8_t StretchCore(int32_t g, int32_t l, int32_t h, const StStretchTables& t)
+{
+  const int32_t l2 = std::min(l + 5, 32);
+  const int32_t k = h - l2;
+  // Envelopes that meet give an infinite gain: any sample, even one at the dark bound
+  // (infinity times 0), ends black.
+  if (k == 0)
+    return 0;
+  if (k < 0)
+    return 255;
+  const int32_t d = std::max(g - l2, 0);
+  return Invert(d * t.aGain[k]);
+}
+
+// Towards the rim: the stretch fades into the plain inverted frame and then into white.
+inline uint8_t StretchRim(int32_t m, int32_t g, int32_t l, int32_t h, const StStretchTables& t)
+{
+  const int32_t l2 = std::min(std::max(l + 5 + t.aLift[m], 0), 32);
+  int32_t h2 = std::max(h, 50);
+  if (h2 < l2 + 50)
+    h2 = std::min(255, l2 + 50);
+  const double gain = std::min(t.aLimit[m], std::max(0.0, t.aGain[h2 - l2]));
+  const double d = std::max(g - l2, 0);
+  const double v = t.aA[m] * std::min(255.0, d * gain) + t.aRest[m] * d;
+  const uint8_t w = Invert(v);
+  if (t.aSharp[m])
+    return w;
+  return static_cast<uint8_t>(static_cast<int32_t>(w * t.aFade[m] + t.aWhite[m]));
+}
+
+} // namespace
+
+ClIpKX10MaskR2::ClIpKX10MaskR2() : ClIpKX10MaskR2(false)
+{
+}
+
+ClIpKX10MaskR2::ClIpKX10MaskR2(bool bHighPrecision)
+  : m_bHighPrecision(bHighPrecision), m_Segmenter(bHighPrecision)
+{
+}
+
+double ClIpKX10MaskR2::VarianceLimit(int32_t nSensitivity)
+{
+  static const double s_adLimits[6] = {1000.0, 500.0, 300.0, 150.0, 75.0, 25.0};
+  if (nSensitivity < 0 || nSensitivity > 5)
+    throw ClException("Invalid mask sensitivity", -44, true, __FILE__, __LINE__);
+  return s_adLimits[nSensitivity];
+}
+
+int32_t ClIpKX10MaskR2::Process()
+{
+  if (!m_pInImage)
+    throw ClException("No input image assigned.", -701, true, __FILE__, __LINE__);
+  if (!m_pOutImage)
+    throw ClException("No output image assigned.", -701, true, __FILE__, __LINE__);
+  m_Faded.Copy(*m_pInImage);
+  FadeTop();
+
+  m_Segmenter.m_dVarianceLimit = VarianceLimit(m_nSensitivity);
+  m_Segmenter.m_pReference = m_pReferenceImage;
+  const int32_t nSegment = m_Segmenter.Compute(&m_Faded, &m_Soft);
+
+  bool bFinger = false;
+  if (nSegment == 0) {
+    const ClImage& upper = m_Segmenter.m_UpperEnvelope;
+    m_Histogram.Create(upper, 0, 0, upper.Width() - 1, upper.Height() - 1);
+    uint64_t nBright = 0;
+    for (uint32_t i = 15; i < 256; ++i)
+      nBright += m_Histogram.Bin(i);
+    bFinger = nBright >= kLeastFingerSamples;
+  }
+  m_pOutImage->CreateLike(m_Faded);
+  if (!bFinger) {
+    m_pOutImage->Fill(static_cast<unsigned char>(255));
+    return 0;
+  }
+  Stretch();
+  return 0;
+}
+
+void ClIpKX10MaskR2::FadeTop()
+{
+  const int32_t nHeight = m_Faded.Height(), nWidth = m_Faded.Width();
+  const int32_t nStride = m_Faded.LineElements();
+  for (int32_t y = 0; y < std::min(nHeight, kBlackRows + kRampRows); ++y) {
+    uint8_t* pRow = m_Faded.Data() + ptrdiff_t(y) * nStride;
+    if (y < kBlackRows) {
+      std::memset(pRow, 0, size_t(nWidth));
+      continue;
+    }
+    const int32_t nWeight = y - kBlackRows;
+    for (int32_t x = 0; x < nWidth; ++x)
+      pRow[x] = static_cast<uint8_t>(pRow[x] * nWeight / kRampRows);
+  }
+}
+
+void ClIpKX10MaskR2::Stretch()
+{
+  const StStretchTables& t = Tables(m_bHighPrecision);
+  const ClImage& lower = m_Segmenter.m_LowerEnvelope;
+  const ClImage& upper = m_Segmenter.m_UpperEnvelope;
+  ClImage& out = *m_pOutImage;
+  const int32_t nWidth = m_Faded.Width(), nHeight = m_Faded.Height();
+  const int32_t nSoftFrom = t.nSoftFrom;
+  for (int32_t y = 0; y < nHeight; ++y) {
+    const uint8_t* pM = m_Soft.Data() + ptrdiff_t(y) * m_Soft.LineElements();
+    const uint8_t* pG = m_Faded.Data() + ptrdiff_t(y) * m_Faded.LineElements();
+    const uint8_t* pL = lower.Data() + ptrdiff_t(y) * lower.LineElements();
+    const uint8_t* pH = upper.Data() + ptrdiff_t(y) * upper.LineElements();
+    uint8_t* pOut = out.Data() + ptrdiff_t(y) * out.LineElements();
+    for (int32_t x = 0; x < nWidth; ++x) {
+      const int32_t m = pM[x];
+      if (m == 255)
+        pOut[x] = StretchCore(pG[x], pL[x], pH[x], t);
+      else if (m <= nSoftFrom)
+        pOut[x] = 255;
+      else
+        pOut[x] = StretchRim(m, pG[x], pL[x], pH[x], t);
+    }
+  }
+}

@@ -1,0 +1,40 @@
+#pragma once
+// ClIpKX10MaskR2: the mask of KX10 frames. The segmenter finds the finger and its grey
+// envelopes; inside the finger the frame is stretched between its local dark and bright
+// bounds and inverted, towards the rim it fades to white, and the background is white.
+// The result is both a mask and a cleaned grey picture of the finger.
+#include "imaging/FpImage.h"
+#include "imaging/histogram/Histogram.h"
+#include "masks/IpKX10SegmentMaskR2.h"
+#include "masks/IpLiveScannerMask.h"
+
+#include <cstdint>
+
+class ClIpKX10MaskR2 : public ClIpLiveScannerMask
+{
+public:
+  ClIpKX10MaskR2();
+  explicit ClIpKX10MaskR2(bool bHighPrecision);
+
+  ClProcessorBase* Clone() const override { return CloneNew<ClIpKX10MaskR2>(); }
+  const char* GetName() const override { return "ClIpKX10MaskR2"; }
+  // Throws -701 without images and -44 for a sensitivity outside 0 to 5. A frame without
+  // a finger gives an all-white output. The output may be the input.
+  int32_t Process() override;
+
+  // Variance limit of the segmenter for a sensitivity step; -44 outside 0 to 5.
+  static double VarianceLimit(int32_t nSensitivity);
+
+  bool m_bHighPrecision;
+  ClIpKX10SegmentMaskR2 m_Segmenter;
+
+private:
+  // The top 25 rows become black and the next 25 ramp up, so the frame's top edge never
+  // reads as finger.
+  void FadeTop();
+  void Stretch();
+
+  ClHistogram m_Histogram;
+  ClImage m_Faded;  // T
+  ClImage m_Soft;   // M
+};

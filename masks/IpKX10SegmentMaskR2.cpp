@@ -1,0 +1,290 @@
+#include "masks/IpKX10SegmentMaskR2.h"
+
+#include "sdk/Exceptions.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+// 250 dots per inch in pixels per metre: at or below it the frame is used as it is.
+constexpr int32_t kLowResolution = 9842;
+constexpr int32_t kVarianceWidth = 11;
+constexpr int32_t kEnvelopeWidth = 11;
+constexpr int32_t kNearWidth = 21;
+constexpr int32_t kSoftWidth = 51;
+// Blobs beyond this rank are noise; only so many are cleaned per frame.
+constexpr uint32_t kMostBlobs = 24;
+
+// The limits that the precision chooses between.
+struct StPrecision
+{
+  double dLeastArea;
+  double dExtentDivisor;
+  int32_t nWidestBlobLess;  // widest blob: width / nWidestDivisor - nWidestBlobLess
+  int32_t nWidestDivisor;
+  double dThresholdDivisor;
+};
+constexpr StPrecision kLowPrecision = {500.0, 8.0, 1, 2, 1.5};
+constexpr StPrecision kHighPrecision = {5000.0, 4.0, 1, 1, 2.0};
+
+inline uint8_t CappedSample(double v)
+{
+  // A rounding error of the float variance may leave a value just below 0.
+  if (!(v > 0.0))
+    return 0;
+  return v >= 255.0 ? 255 : static_cast<uint8_t>(v);
+}
+
+} // namespace
+
+ClIpKX10SegmentMaskR2::ClIpKX10SegmentMaskR2(bool bHighPrecision) : m_bHighPrecision(bHighPrecision)
+{
+  AddDataType(eUInt8);
+  SetDefaultParameters();
+}
+
+void ClIpKX10SegmentMaskR2::CheckInputType() const
+{
+  if (!m_pInImage)
+    throw ClException("No input image provided.", -44, true, __FILE__, __LINE__);
+  if (m_pInImage->DataType() != eUInt8)
+    throw ClException("Input data must be in uint8 format.", -44, true, __FILE__, __LINE__);
+  if (m_pInImage->Width() < 1 || m_pInImage->Height() < 1)
+    throw ClException("Dimensions of input image invalid. Must be > 0.", -44, true, __FILE__,
+                      __LINE__);
+  if (m_pInImage->PelsX() < 1 || m_pInImage->PelsY() < 1 ||
+      m_pInImage->PelsX() != m_pInImage->PelsY())
+    throw ClException("Input image resolution invalid. Must be > 0 and equal in both dimensions.",
+                      -44, true, __FILE__, __LINE__);
+  if (!m_pOutImage)
+    throw ClException("No output image provided.", -44, true, __FILE__, __LINE__);
+}
+
+int32_t ClIpKX10SegmentMaskR2::Compute(ClImage* pIn, ClImage* pOut)
+{
+  m_pInImage = pIn;
+  m_pOutImage = pOut;
+  return Run();
+}
+
+int32_t ClIpKX10SegmentMaskR2::ProcessImage(ClImage* pIn, ClImage* pOut)
+{
+  const bool bLow = pIn->PelsX() <= kLowResolution;
+  ClImage* pDown = pIn;
+  if (!bLow) {
+    m_Downsample(pIn, &m_Down);
+    pDown = &m_Down;
+  }
+
+  const double dUpper = std::max(2.0 * m_dVarianceLimit, 1000.0);
+  const double dLower = bLow ? std::max(m_dVarianceLimit, 200.0) : m_dVarianceLimit;
+
+  // Opening of the variance, smoothed: texture finer than the window does not count.
+  m_Variance.m_pInImage = pDown;
+  m_Variance.m_pOutImage = &m_Variances;
+  m_Variance.m_nInFilterWidth = kVarianceWidth;
+  m_Variance.m_eOutImageType = eFloat32;
+  int32_t nStatus = m_Variance.Run();
+  if (nStatus != 0)
+    return nStatus;
+  m_MinFloat.m_pInImage = &m_Variances;
+  m_MinFloat.m_pOutImage = &m_FloatWork1;
+  m_MinFloat.m_nFilterWidth = m_MinFloat.m_nFilterHeight = kVarianceWidth;
+  m_MinFloat.Process();
+  m_MaxFloat.m_pInImage = &m_FloatWork1;
+  m_MaxFloat.m_pOutImage = &m_FloatWork2;
+  m_MaxFloat.m_nFilterWidth = m_MaxFloat.m_nFilterHeight = kVarianceWidth;
+  m_MaxFloat.Process();
+  m_MidFloat.m_pInImage = &m_FloatWork2;
+  m_MidFloat.m_pOutImage = &m_Activity;
+  m_MidFloat.m_nFilterWidth = m_MidFloat.m_nFilterHeight = kVarianceWidth;
+  m_MidFloat.m_bRunningSum2D = true;
+  m_MidFloat.Process();
+
+  m_Background.Copy(*pDown);
+  ClassifyActivity(dUpper, dLower);
+
+  if (m_pReference) {
+    m_Downsample(m_pReference, &m_Reference);
+    m_Subtract.m_pInImage1 = &m_Background;
+    m_Subtract.m_pInImage2 = &m_Reference;
+    m_Subtract.m_pOutImage = &m_Background;
+    m_Subtract.Process();
+  }
+
+  CleanBackground();
+
+  // Envelopes of the finger alone, pulled to 0 wherever background is close by.
+  m_Subtract.m_pInImage1 = pDown;
+  m_Subtract.m_pInImage2 = &m_Background;
+  m_Subtract.m_pOutImage = &m_Finger;
+  m_Subtract.Process();
+  m_Min.m_pInImage = &m_Finger;
+  m_Min.m_pOutImage = &m_Lower;
+  m_Min.m_nFilterWidth = m_Min.m_nFilterHeight = kEnvelopeWidth;
+  m_Min.Process();
+  m_Max.m_pInImage = &m_Finger;
+  m_Max.m_pOutImage = &m_Upper;
+  m_Max.m_nFilterWidth = m_Max.m_nFilterHeight = kEnvelopeWidth;
+  m_Max.Process();
+
+  m_Mid.m_bRunningSum2D = true;
+  m_Mid.m_pInImage = &m_Background;
+  m_Mid.m_pOutImage = &m_Work1;
+  m_Mid.m_nFilterWidth = m_Mid.m_nFilterHeight = kNearWidth;
+  m_Mid.Process();
+  m_Binarize.m_pInImage = &m_Work1;
+  m_Binarize.m_pOutImage = &m_Near;
+  m_Binarize.m_nThreshold = 1;
+  m_Binarize.m_nLow = 0;
+  m_Binarize.m_nHigh = 255;
+  m_Binarize.Process();
+
+  ClImage* const aEnvelopes[2] = {&m_Lower, &m_Upper};
+  for (ClImage* pEnvelope : aEnvelopes) {
+    m_Subtract.m_pInImage1 = pEnvelope;
+    m_Subtract.m_pInImage2 = &m_Near;
+    m_Subtract.m_pOutImage = &m_Work1;
+    m_Subtract.Process();
+    m_Mid.m_pInImage = &m_Work1;
+    m_Mid.m_pOutImage = pEnvelope;
+    m_Mid.m_nFilterWidth = m_Mid.m_nFilterHeight = kEnvelopeWidth;
+    m_Mid.Process();
+  }
+
+  // The finger is where the upper envelope reaches a quarter of its typical brightness.
+  m_Histogram.Create(m_Upper);
+  const double dTypical = std::max(m_Histogram.MeanInRange(10, 255), 20.0);
+  m_Binarize.m_pInImage = &m_Upper;
+  m_Binarize.m_pOutImage = &m_Work1;
+  m_Binarize.m_nThreshold = static_cast<uint8_t>(static_cast<int32_t>(dTypical * 0.25));
+  m_Binarize.m_nLow = 0;
+  m_Binarize.m_nHigh = 255;
+  m_Binarize.Process();
+  m_Mid.m_pInImage = &m_Work1;
+  m_Mid.m_pOutImage = &m_Soft;
+  m_Mid.m_nFilterWidth = m_Mid.m_nFilterHeight = kSoftWidth;
+  m_Mid.Process();
+
+  if (bLow) {
+    m_LowerEnvelope.Copy(m_Lower);
+    m_UpperEnvelope.Copy(m_Upper);
+    pOut->Copy(m_Soft);
+  } else {
+    m_LowerEnvelope.CreateLike(*pIn);
+    m_UpperEnvelope.CreateLike(*pIn);
+    pOut->CreateLike(*pIn);
+    Enlarge(m_Lower, m_LowerEnvelope);
+    Enlarge(m_Upper, m_UpperEnvelope);
+    Enlarge(m_Soft, *pOut);
+  }
+  return 0;
+}
+
+void ClIpKX10SegmentMaskR2::ClassifyActivity(double dUpper, double dLower)
+{
+  m_ActivityUpper.CreateLike(m_Background);
+  m_ActivityLower.CreateLike(m_Background);
+  const int32_t nWidth = m_Background.Width(), nHeight = m_Background.Height();
+  const int32_t nStride = m_Background.LineElements();
+  const int32_t nFloatStride = m_Activity.LineElements();
+  const uint8_t nGreyLimit = m_nGreyLimit;
+  for (int32_t y = 0; y < nHeight; ++y) {
+    const float* pA = m_Activity.Pixels<float>() + ptrdiff_t(y) * nFloatStride;
+    uint8_t* pE = m_Background.Data() + ptrdiff_t(y) * nStride;
+    uint8_t* pF = m_ActivityUpper.Data() + ptrdiff_t(y) * nStride;
+    uint8_t* pG = m_ActivityLower.Data() + ptrdiff_t(y) * nStride;
+    for (int32_t x = 0; x < nWidth; ++x) {
+      const double a = pA[x];
+      pF[x] = CappedSample(255.0 * a / dUpper);
+      pG[x] = CappedSample(255.0 * a / dLower);
+      if (a >= dLower || pE[x] > nGreyLimit)
+        pE[x] = 0;
+    }
+  }
+}
+
+void ClIpKX10SegmentMaskR2::CleanBackground()
+{
+  const StPrecision& limits = m_bHighPrecision ? kHighPrecision : kLowPrecision;
+  const int32_t nWidth = m_Background.Width(), nHeight = m_Background.Height();
+
+  // Objects of the components are the areas of full activity.
+  m_Binarize.m_pInImage = &m_ActivityLower;
+  m_Binarize.m_pOutImage = &m_Blobs;
+  m_Binarize.m_nThreshold = 255;
+  m_Binarize.m_nLow = 255;
+  m_Binarize.m_nHigh = 0;
+  m_Binarize.Process();
+  m_Components.m_pInImage = &m_Blobs;
+  m_Components.m_pOutImage = &m_Labels;
+  m_Components.m_pComponents = &m_aComponents;
+  m_Components.Run();
+
+  const uint32_t nCount = m_aComponents.Size();
+  m_aOrder.resize(nCount);
+  for (uint32_t i = 0; i < nCount; ++i)
+    m_aOrder[i] = i;
+  std::stable_sort(m_aOrder.begin(), m_aOrder.end(), [this](uint32_t a, uint32_t b) {
+    return m_aComponents[a].m_dSize > m_aComponents[b].m_dSize;
+  });
+  const uint32_t nUsed = nCount <= kMostBlobs ? nCount : kMostBlobs;
+
+  const int32_t nWidest = nWidth / limits.nWidestDivisor - limits.nWidestBlobLess;
+  const int32_t nStride = m_Background.LineElements();
+  for (uint32_t k = 0; k < nUsed; ++k) {
+    const ClIpConnectedComponent2::ClComponent& blob = m_aComponents[m_aOrder[k]];
+    const int32_t nMinX = static_cast<int32_t>(blob.m_oMin.m_dX);
+    const int32_t nMaxX = static_cast<int32_t>(blob.m_oMax.m_dX);
+    const double dMinY = blob.m_oMin.m_dY, dMaxY = blob.m_oMax.m_dY;
+    const double dExtent = std::max(dMaxY - dMinY, 50.0) / limits.dExtentDivisor;
+    const int32_t y0 = std::max(0, static_cast<int32_t>(dMinY - dExtent));
+    const int32_t y1 = std::min(nHeight - 1, static_cast<int32_t>(dMaxY + dExtent));
+    const int32_t nBlobWidth = nMaxX - nMinX;
+    if (!(blob.m_dSize > limits.dLeastArea) || nBlobWidth > nWidest)
+      continue;
+
+    // The halo is what reaches a fraction of the blob's typical activity. The counts are
+    // taken over the rectangle in place: the same as those of a cut copy, without a
+    // buffer per blob. A degenerate rectangle still goes to the cut, which refuses it.
+    const int32_t nCutHeight = y1 - y0;
+    if (nBlobWidth <= 0 || nCutHeight <= 0) {
+      m_Cut.m_pInImage = &m_ActivityUpper;
+      m_Cut.m_pOutImage = &m_Cutout;
+      m_Cut.m_nX0 = nMinX;
+      m_Cut.m_nY0 = y0;
+      m_Cut.m_nDestWidth = nBlobWidth;
+      m_Cut.m_nDestHeight = nCutHeight;
+      m_Cut.Run();
+    }
+    m_Histogram.Create(m_ActivityUpper, nMinX, y0, nMinX + nBlobWidth, y0 + nCutHeight);
+    const double dCount = double(nBlobWidth) * double(nCutHeight) * 0.5;
+    const double dThreshold =
+        m_Histogram.MeanOfBrightest(static_cast<uint32_t>(dCount)) / limits.dThresholdDivisor;
+
+    for (int32_t y = y0; y <= y1; ++y) {
+      const uint8_t* pG = m_ActivityLower.Data() + ptrdiff_t(y) * nStride;
+      uint8_t* pE = m_Background.Data() + ptrdiff_t(y) * nStride;
+      for (int32_t x = nMinX; x <= nMaxX; ++x)
+        if (pG[x] >= dThreshold)
+          pE[x] = 0;
+    }
+  }
+}
+
+void ClIpKX10SegmentMaskR2::Enlarge(const ClImage& half, ClImage& full)
+{
+  const int32_t nWidth = std::min(half.Width(), full.Width() / 2);
+  const int32_t nHeight = std::min(half.Height(), full.Height() / 2);
+  const int32_t nHalfStride = half.LineElements(), nFullStride = full.LineElements();
+  for (int32_t y = 0; y < nHeight; ++y) {
+    const uint8_t* pSrc = half.Data() + ptrdiff_t(y) * nHalfStride;
+    uint8_t* pDst = full.Data() + ptrdiff_t(2 * y) * nFullStride;
+    for (int32_t x = 0; x < nWidth; ++x) {
+      pDst[2 * x] = pSrc[x];
+      pDst[2 * x + 1] = pSrc[x];
+    }
+    std::memcpy(pDst + nFullStride, pDst, size_t(2 * nWidth));
+  }
+}

@@ -1,0 +1,200 @@
+// The mask frame, the downsampling functor and the KX2 development mask.
+#include "imaging/FpImage.h"
+#include "masks/IpKX10MaskR2.h"
+#include "masks/IpKX2DevelMask.h"
+#include "masks/TpIpDownsample.h"
+#include "parameters/ParameterContainer.h"
+#include "parameters/ParameterInterface.h"
+#include "tests/masks/MaskTestUtil.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+using masktest::At;
+
+namespace {
+
+void ExpectThrows(const std::function<void()>& f, int32_t nCode, const char* szText)
+{
+  try {
+    f();
+    ADD_FAILURE() << "no exception, expected " << szText;
+  } catch (const ClException& e) {
+    EXPECT_EQ(nCode, e.GetCode());
+    EXPECT_NE(std::string::npos, std::string(e.GetMessage()).find(szText)) << e.GetMessage();
+  }
+}
+
+// The development mask written out plainly: sorted samples for the statistics, a
+// clipped-window mean by brute force.
+void DevelReference(const ClImage& in, ClImage& out)
+{
+  const int32_t w = in.Width(), h = in.Height();
+  std::vector<int64_t> s;
+  for (int32_t y = h / 10; y < h - h / 10; ++y)
+    for (int32_t x = w / 10; x < w - w / 10; ++x)
+      s.push_back(At(in, x, y));
+  std::sort(s.begin(), s.end());
+  const size_t n = s.size();
+  auto dark = [&](size_t k) { int64_t t = 0; for (size_t i = 0; i < k; ++i) t += s[i]; return double(t) / double(k); };
+  auto bright = [&](size_t k) { int64_t t = 0; for (size_t i = n - k; i < n; ++i) t += s[i]; return double(t) / double(k); };
+  out.Copy(in);
+  const double a = dark(n / 3), b = bright(n / 20);
+  if (b - a < 43.0) {
+    out.Fill(static_cast<unsigned char>(255));
+    return;
+  }
+  int32_t lo = int32_t(dark(n / 20) + 0.5);
+  if (lo < 32)
+    lo = 31;
+  const int32_t hi = int32_t(b + 0.5);
+  std::vector<int32_t> g(size_t(w) * h);
+  for (int32_t y = 0; y < h; ++y)
+    for (int32_t x = 0; x < w; ++x)
+      g[size_t(y) * w + x] = 255 - std::clamp((At(in, x, y) - lo) * 255 / (hi - lo), 0, 255);
+  for (int32_t y = 0; y < h; ++y)
+    for (int32_t x = 0; x < w; ++x) {
+      int64_t sum = 0, cnt = 0;
+      for (int32_t v = std::max(0, y - 12); v <= std::min(h - 1, y + 12); ++v)
+        for (int32_t u = std::max(0, x - 12); u <= std::min(w - 1, x + 12); ++u, ++cnt)
+          sum += g[size_t(v) * w + u];
+      At(out, x, y) = uint8_t(sum / cnt < 231 ? g[size_t(y) * w + x] : 255);
+    }
+}
+
+} // namespace
+
+TEST(MaskDownsample, KeepsEvenSamplesAndHalvesResolution)
+{
+  ClImage in(6, 4, 1, 19685, 19685), out;
+  for (int32_t y = 0; y < 4; ++y)
+    for (int32_t x = 0; x < 6; ++x)
+      At(in, x, y) = uint8_t(10 * y + x);
+  ClTpIpDownsample<uint8_t> down;
+  down(&in, &out);
+  ASSERT_EQ(3, out.Width());
+  ASSERT_EQ(2, out.Height());
+  EXPECT_EQ(9842, out.PelsX());
+  EXPECT_EQ(9842, out.PelsY());
+  EXPECT_EQ(0, At(out, 0, 0));
+  EXPECT_EQ(4, At(out, 2, 0));
+  EXPECT_EQ(24, At(out, 2, 1));
+  down(&in, &in);
+  EXPECT_TRUE(masktest::SameSamples(in, out));
+}
+
+TEST(MaskDownsample, RefusesInOrder)
+{
+  ClTpIpDownsample<uint8_t> down;
+  ClImage even(4, 4), oddW(5, 4), oddH(4, 5), oddBoth(5, 5), out, wide;
+  wide.Create(eUInt16, 4, 4);
+  ExpectThrows([&] { down(nullptr, &out); }, -44, "No input image supplied.");
+  ExpectThrows([&] { down(&even, nullptr); }, -44, "No output image supplied.");
+  ExpectThrows([&] { down(&oddW, &out); }, -44, "Input image width is no multiple of sample width.");
+  ExpectThrows([&] { down(&oddBoth, &out); }, -44, "Input image width is no multiple of sample width.");
+  ExpectThrows([&] { down(&oddH, &out); }, -44, "Input image height is no multiple of sample height.");
+  ExpectThrows([&] { down(&wide, &out); }, -44, "Datatype size of functor differs from image data type size.");
+}
+
+TEST(MaskFrame, ParametersAndCompute)
+{
+  ClIpKX10MaskR2 mask;
+  EXPECT_EQ(500, mask.m_nInDPI);
+  EXPECT_EQ(1.0, mask.m_dInScaleSegmentation);
+  EXPECT_EQ(2, mask.m_nSensitivity);
+  EXPECT_EQ(nullptr, mask.m_pReferenceImage);
+
+  ClParameterContainer container;
+  mask.BindParameters(container);
+  const char* aNames[] = {"pInImage", "pOutImage", "dInScaleSegmentation", "nInDPI"};
+  ASSERT_EQ(4u, container.GetChildCount());
+  for (uint32_t i = 0; i < 4; ++i)
+    EXPECT_STREQ(aNames[i], container.GetChild(i)->GetName());
+  ClParameterInterface itf;
+  mask.DeclareInterface(itf);
+  ASSERT_EQ(4u, itf.GetCount());
+  EXPECT_STREQ("dInScaleSegmentation", itf.GetFirst()->m_pNext->m_pNext->m_pName);
+  EXPECT_STREQ("nInDPI", itf.GetFirst()->m_pNext->m_pNext->m_pNext->m_pName);
+
+  // Compute stores its settings before the run, also when the run refuses the input.
+  ClImage wide, out;
+  wide.Create(eUInt16, 64, 64, 1, 19685, 19685);
+  ExpectThrows([&] { mask.Compute(&wide, &out, 300, 0.5); }, -33, "not supported");
+  EXPECT_EQ(300, mask.m_nInDPI);
+  EXPECT_EQ(0.5, mask.m_dInScaleSegmentation);
+  EXPECT_EQ(&wide, mask.m_pInImage);
+  ExpectThrows([&] { mask.Compute(nullptr, &out, 500, 1.0); }, -701, "Input image not assigned");
+}
+
+TEST(MaskKX2Devel, FlatFrameIsWhite)
+{
+  ClImage in(120, 90, 1, 19685, 19685), out;
+  in.Fill(static_cast<unsigned char>(90));
+  ClIpKX2DevelMask mask;
+  mask.m_pInImage = &in;
+  mask.m_pOutImage = &out;
+  EXPECT_EQ(0, mask.Run());
+  EXPECT_TRUE(masktest::AllWhite(out));
+  EXPECT_EQ(120, out.Width());
+  EXPECT_EQ(19685, out.PelsX());
+  EXPECT_STREQ("ClIpKX2DevelMask", mask.GetName());
+}
+
+TEST(MaskKX2Devel, MatchesPlainReference)
+{
+  kxsim::ClFinger finger;
+  finger.dPressure = 0.7;
+  const kxsim::ClGreyImage grey = kxsim::RenderPlacedFinger(finger, 0.3, 200, 188, 2, kxsim::EOrientation::eDisplay);
+  ClImage frames[3];
+  masktest::ToImage(grey, frames[0]);
+  // Lifted by 40: the dark twentieth no longer falls under the floor of 31.
+  masktest::ToImage(grey, frames[1]);
+  for (int32_t y = 0; y < grey.nHeight; ++y)
+    for (int32_t x = 0; x < grey.nWidth; ++x)
+      At(frames[1], x, y) = uint8_t(std::min(255, At(frames[1], x, y) + 40));
+  // A bright band in the top tenth stays out of the statistics but is masked.
+  masktest::ToImage(grey, frames[2]);
+  for (int32_t y = 0; y < 18; ++y)
+    std::memset(frames[2].Data() + y * frames[2].LineElements(), 250, 200);
+
+  ClIpKX2DevelMask mask;
+  for (ClImage& in : frames) {
+    ClImage out, expected;
+    DevelReference(in, expected);
+    mask.m_pInImage = &in;
+    mask.m_pOutImage = &out;
+    ASSERT_EQ(0, mask.Run());
+    EXPECT_TRUE(masktest::SameSamples(expected, out));
+    EXPECT_GT(masktest::FingerArea(out), 2000);
+    // In place gives the same.
+    mask.m_pOutImage = &in;
+    ASSERT_EQ(0, mask.Run());
+    EXPECT_TRUE(masktest::SameSamples(expected, in));
+  }
+}
+
+TEST(MaskKX2Devel, DarkFramesUseBlackPoint31)
+{
+  // Left half 200, right half dark (20 or 40), a stripe of 35 inside the left half.
+  ClIpKX2DevelMask mask;
+  uint8_t aStripe[2];
+  const uint8_t aDark[2] = {20, 40};
+  for (int i = 0; i < 2; ++i) {
+    ClImage in(100, 100, 1, 19685, 19685), out;
+    for (int32_t y = 0; y < 100; ++y)
+      for (int32_t x = 0; x < 100; ++x)
+        At(in, x, y) = x < 50 ? (x == 25 ? 35 : 200) : aDark[i];
+    mask.m_pInImage = &in;
+    mask.m_pOutImage = &out;
+    ASSERT_EQ(0, mask.Run());
+    aStripe[i] = At(out, 25, 50);
+    EXPECT_EQ(0, At(out, 10, 50));
+  }
+  EXPECT_EQ(255 - (35 - 31) * 255 / (200 - 31), aStripe[0]);
+  EXPECT_EQ(255, aStripe[1]);
+}
