@@ -83,7 +83,6 @@ private:
   ClImage m_Cutout;
   ClImage m_Finger;      // H: the frame without its background
   ClImage m_Work1;
-  ClImage m_Work2;
   ClImage m_Near;        // J: 255 where background is close by
   ClImage m_Lower;
   ClImage m_Upper;
