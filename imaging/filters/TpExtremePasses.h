@@ -13,31 +13,25 @@ template <class P, class T>
 struct TpExtremePasses
 {
   static constexpr bool bMax = std::is_same<P, TpMaxPolicy>::value;
+  static constexpr bool bU8 = std::is_same<T, uint8_t>::value;
+  static constexpr bool bF32 = std::is_same<T, float>::value;
 
-  static void Rows(const ClImage& in, ClImage& out, int32_t nHalf, ClFilterWork& work)
+  // Whether the vectorized kernels give the defined answer for this input. Min and max
+  // only select values, so a row pass over a clean input leaves a clean temporary and
+  // one look at the input serves both passes.
+  static bool Vectorizable(const ClImage& in)
   {
-    const T* pIn = in.Pixels<T>();
-    T* pOut = out.Pixels<T>();
-    const int32_t w = in.Width(), h = in.Height();
-    const ptrdiff_t si = in.LineElements(), so = out.LineElements();
-    if (!pIn || !pOut)
-      return;
-    if constexpr (std::is_same<T, uint8_t>::value) {
-      uint8_t* p = work.Get<uint8_t>(ExtremeRowsWorkSize(w, nHalf));
-      (bMax ? MaxRowsU8 : MinRowsU8)(pIn, si, pOut, so, w, h, nHalf, p);
-      return;
-    } else if constexpr (std::is_same<T, float>::value) {
-      if (!HasNanOrNegativeZero(pIn, si, w, h)) {
-        float* p = work.Get<float>(ExtremeRowsWorkSize(w, nHalf));
-        (bMax ? MaxRowsF32 : MinRowsF32)(pIn, si, pOut, so, w, h, nHalf, p);
-        return;
-      }
-    }
-    for (int32_t y = 0; y < h; ++y)
-      ExtremeLine<P, T>(pIn + y * si, 1, pOut + y * so, 1, w, nHalf);
+    if constexpr (bU8)
+      return true;
+    else if constexpr (bF32)
+      return in.Pixels<float>() &&
+             !HasNanOrNegativeZero(in.Pixels<float>(), in.LineElements(), in.Width(), in.Height());
+    else
+      return false;
   }
 
-  static void Columns(const ClImage& in, ClImage& out, int32_t nHalf, ClFilterWork& work)
+  static void Pass(const ClImage& in, ClImage& out, int32_t nHalf, bool bRows, bool bVector,
+                   ClFilterWork& work)
   {
     const T* pIn = in.Pixels<T>();
     T* pOut = out.Pixels<T>();
@@ -45,19 +39,28 @@ struct TpExtremePasses
     const ptrdiff_t si = in.LineElements(), so = out.LineElements();
     if (!pIn || !pOut)
       return;
-    if constexpr (std::is_same<T, uint8_t>::value) {
-      uint8_t* p = work.Get<uint8_t>(ExtremeColumnsWorkSize(w, nHalf));
-      (bMax ? MaxColumnsU8 : MinColumnsU8)(pIn, si, pOut, so, w, h, nHalf, p);
-      return;
-    } else if constexpr (std::is_same<T, float>::value) {
-      if (!HasNanOrNegativeZero(pIn, si, w, h)) {
-        float* p = work.Get<float>(ExtremeColumnsWorkSize(w, nHalf));
-        (bMax ? MaxColumnsF32 : MinColumnsF32)(pIn, si, pOut, so, w, h, nHalf, p);
+    if constexpr (bU8 || bF32) {
+      if (bVector) {
+        T* p = work.Get<T>(bRows ? ExtremeRowsWorkSize(w, nHalf) : ExtremeColumnsWorkSize(w, nHalf));
+        Kernel(bRows)(pIn, si, pOut, so, w, h, nHalf, p);
         return;
       }
     }
-    for (int32_t x = 0; x < w; ++x)
-      ExtremeLine<P, T>(pIn + x, si, pOut + x, so, h, nHalf);
+    if (bRows)
+      for (int32_t y = 0; y < h; ++y)
+        ExtremeLine<P, T>(pIn + y * si, 1, pOut + y * so, 1, w, nHalf);
+    else
+      for (int32_t x = 0; x < w; ++x)
+        ExtremeLine<P, T>(pIn + x, si, pOut + x, so, h, nHalf);
+  }
+
+private:
+  static auto Kernel(bool bRows)
+  {
+    if constexpr (bU8)
+      return bRows ? (bMax ? MaxRowsU8 : MinRowsU8) : (bMax ? MaxColumnsU8 : MinColumnsU8);
+    else
+      return bRows ? (bMax ? MaxRowsF32 : MinRowsF32) : (bMax ? MaxColumnsF32 : MinColumnsF32);
   }
 };
 
@@ -74,15 +77,16 @@ public:
     ClImage& in = *this->m_pInImage;
     ClImage& out = *this->m_pOutImage;
     const int32_t nWidth = this->m_nFilterWidth, nHeight = this->m_nFilterHeight;
+    const bool bVector = TpExtremePasses<P, T>::Vectorizable(in);
     if (nWidth < 0 || nWidth == 1) {
       m_Temp.Share(in);
     } else {
       m_Temp.CreateLike(in);
-      TpExtremePasses<P, T>::Rows(in, m_Temp, (nWidth | 1) / 2, m_Work);
+      TpExtremePasses<P, T>::Pass(in, m_Temp, (nWidth | 1) / 2, true, bVector, m_Work);
     }
     out.CreateLike(in);
     if (nHeight >= 0 && nHeight != 1)
-      TpExtremePasses<P, T>::Columns(m_Temp, out, (nHeight | 1) / 2, m_Work);
+      TpExtremePasses<P, T>::Pass(m_Temp, out, (nHeight | 1) / 2, false, bVector, m_Work);
     else
       out.Copy(m_Temp);
     // The temporary keeps its buffer for the next run unless it only shared the input.
