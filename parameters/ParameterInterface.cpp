@@ -21,6 +21,16 @@ char* CopyRecordText(const char* szText)
   return p;
 }
 
+// Reads one value of the record's width and stores it as the member's own type.
+template <class TRead, class TStore>
+void ReadValue(ClStream& stream, void* pValue)
+{
+  TRead v{};
+  stream.Read(v);
+  if (pValue)
+    *static_cast<TStore*>(pValue) = static_cast<TStore>(v);
+}
+
 // Bytes of a choice block including the closing empty text.
 size_t ChoiceBlockBytes(const char* pChoices, uint32_t* pnCount)
 {
@@ -113,44 +123,24 @@ int32_t ClParameterInterface::ClParameter::Read(ClStream& stream)
   m_bFlagB = bFlag;
   stream.Read(nKind);
   switch (m_nKind) {
-  case eKindUInt8: {
-    uint8_t n = 0;
-    stream.Read(n);
-    if (m_pValue)
-      *static_cast<uint8_t*>(m_pValue) = n;
+  case eKindUInt8:
+    ReadValue<uint8_t, uint8_t>(stream, m_pValue);
     break;
-  }
-  case eKind16A: {
+  case eKind16A:
     // Written with two bytes, read with four: the format has it so. Only the member's
     // own two bytes are stored.
-    uint32_t n = 0;
-    stream.Read(n);
-    if (m_pValue)
-      *static_cast<uint16_t*>(m_pValue) = static_cast<uint16_t>(n);
+    ReadValue<uint32_t, uint16_t>(stream, m_pValue);
     break;
-  }
-  case eKind16B: {
-    uint16_t n = 0;
-    stream.Read(n);
-    if (m_pValue)
-      *static_cast<uint16_t*>(m_pValue) = n;
+  case eKind16B:
+    ReadValue<uint16_t, uint16_t>(stream, m_pValue);
     break;
-  }
   case eKindInteger:
-  case eKind32: {
-    uint32_t n = 0;
-    stream.Read(n);
-    if (m_pValue)
-      *static_cast<uint32_t*>(m_pValue) = n;
+  case eKind32:
+    ReadValue<uint32_t, uint32_t>(stream, m_pValue);
     break;
-  }
-  case eKindDouble: {
-    double d = 0;
-    stream.Read(d);
-    if (m_pValue)
-      *static_cast<double*>(m_pValue) = d;
+  case eKindDouble:
+    ReadValue<double, double>(stream, m_pValue);
     break;
-  }
   default:
     break;
   }
