@@ -58,35 +58,35 @@ ClGreyImage RenderPlacedFinger(const ClFinger& finger, double dResidue, int nWid
   return img;
 }
 
+namespace {
+
+// Appends a step of nFrames frames; a count of 0 or less leaves the step out.
+void AddStep(ClScript& s, EStep eKind, int nFrames, const ClFinger* pFinger = nullptr,
+             const ClRollSpec* pRoll = nullptr) {
+  if (nFrames <= 0)
+    return;
+  ClScriptStep step;
+  step.eKind = eKind;
+  step.nFrames = nFrames;
+  if (pFinger) {
+    step.bFinger = true;
+    step.finger = *pFinger;
+  }
+  if (pRoll)
+    step.roll = *pRoll;
+  s.Add(step);
+}
+
+} // namespace
+
 ClScript MakeRollScript(const ClFinger& finger, const ClRollSpec& roll, int nFrames, int nLeadEmpty, int nLift,
                         int nTrailEmpty) {
   ClScript s;
   s.SetLoop(false);
-  ClScriptStep step;
-  if (nLeadEmpty > 0) {
-    step.eKind = EStep::eEmpty;
-    step.nFrames = nLeadEmpty;
-    s.Add(step);
-  }
-  step = ClScriptStep();
-  step.eKind = EStep::eRoll;
-  step.nFrames = std::max(1, nFrames);
-  step.bFinger = true;
-  step.finger = finger;
-  step.roll = roll;
-  s.Add(step);
-  if (nLift > 0) {
-    step = ClScriptStep();
-    step.eKind = EStep::eLift;
-    step.nFrames = nLift;
-    s.Add(step);
-  }
-  if (nTrailEmpty > 0) {
-    step = ClScriptStep();
-    step.eKind = EStep::eEmpty;
-    step.nFrames = nTrailEmpty;
-    s.Add(step);
-  }
+  AddStep(s, EStep::eEmpty, nLeadEmpty);
+  AddStep(s, EStep::eRoll, std::max(1, nFrames), &finger, &roll);
+  AddStep(s, EStep::eLift, nLift);
+  AddStep(s, EStep::eEmpty, nTrailEmpty);
   return s;
 }
 
@@ -94,36 +94,15 @@ ClScript MakePlainScript(const ClFinger& finger, int nPlace, int nStill, int nLe
                          int nTrailEmpty) {
   ClScript s;
   s.SetLoop(false);
-  ClScriptStep step;
-  if (nLeadEmpty > 0) {
-    step.eKind = EStep::eEmpty;
-    step.nFrames = nLeadEmpty;
-    s.Add(step);
+  AddStep(s, EStep::eEmpty, nLeadEmpty);
+  if (nPlace > 0) {
+    AddStep(s, EStep::ePlace, nPlace, &finger);
+    AddStep(s, EStep::eStill, nStill);
+  } else {
+    AddStep(s, EStep::eStill, std::max(1, nStill), &finger);
   }
-  step = ClScriptStep();
-  step.eKind = nPlace > 0 ? EStep::ePlace : EStep::eStill;
-  step.nFrames = nPlace > 0 ? nPlace : std::max(1, nStill);
-  step.bFinger = true;
-  step.finger = finger;
-  s.Add(step);
-  if (nPlace > 0 && nStill > 0) {
-    step = ClScriptStep();
-    step.eKind = EStep::eStill;
-    step.nFrames = nStill;
-    s.Add(step);
-  }
-  if (nLift > 0) {
-    step = ClScriptStep();
-    step.eKind = EStep::eLift;
-    step.nFrames = nLift;
-    s.Add(step);
-  }
-  if (nTrailEmpty > 0) {
-    step = ClScriptStep();
-    step.eKind = EStep::eEmpty;
-    step.nFrames = nTrailEmpty;
-    s.Add(step);
-  }
+  AddStep(s, EStep::eLift, nLift);
+  AddStep(s, EStep::eEmpty, nTrailEmpty);
   return s;
 }
 
