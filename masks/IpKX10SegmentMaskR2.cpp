@@ -28,6 +28,37 @@ struct StPrecision
 constexpr StPrecision kLowPrecision = {500.0, 8.0, 1, 2, 1.5};
 constexpr StPrecision kHighPrecision = {5000.0, 4.0, 1, 1, 2.0};
 
+// Runs a square window filter member from one image into another.
+template <class TFilter>
+void RunWindow(TFilter& filter, ClImage* pIn, ClImage* pOut, int32_t nWidth)
+{
+  filter.m_pInImage = pIn;
+  filter.m_pOutImage = pOut;
+  filter.m_nFilterWidth = filter.m_nFilterHeight = nWidth;
+  filter.Process();
+}
+
+template <class TSubtract>
+void RunSubtract(TSubtract& subtract, ClImage* pIn1, ClImage* pIn2, ClImage* pOut)
+{
+  subtract.m_pInImage1 = pIn1;
+  subtract.m_pInImage2 = pIn2;
+  subtract.m_pOutImage = pOut;
+  subtract.Process();
+}
+
+template <class TBinarize>
+void RunBinarize(TBinarize& binarize, ClImage* pIn, ClImage* pOut, uint8_t nThreshold,
+                 uint8_t nLow, uint8_t nHigh)
+{
+  binarize.m_pInImage = pIn;
+  binarize.m_pOutImage = pOut;
+  binarize.m_nThreshold = nThreshold;
+  binarize.m_nLow = nLow;
+  binarize.m_nHigh = nHigh;
+  binarize.Process();
+}
+
 inline uint8_t CappedSample(double v)
 {
   // A rounding error of the float variance may leave a value just below 0.
@@ -88,84 +119,42 @@ int32_t ClIpKX10SegmentMaskR2::ProcessImage(ClImage* pIn, ClImage* pOut)
   int32_t nStatus = m_Variance.Run();
   if (nStatus != 0)
     return nStatus;
-  m_MinFloat.m_pInImage = &m_Variances;
-  m_MinFloat.m_pOutImage = &m_FloatWork1;
-  m_MinFloat.m_nFilterWidth = m_MinFloat.m_nFilterHeight = kVarianceWidth;
-  m_MinFloat.Process();
-  m_MaxFloat.m_pInImage = &m_FloatWork1;
-  m_MaxFloat.m_pOutImage = &m_FloatWork2;
-  m_MaxFloat.m_nFilterWidth = m_MaxFloat.m_nFilterHeight = kVarianceWidth;
-  m_MaxFloat.Process();
-  m_MidFloat.m_pInImage = &m_FloatWork2;
-  m_MidFloat.m_pOutImage = &m_Activity;
-  m_MidFloat.m_nFilterWidth = m_MidFloat.m_nFilterHeight = kVarianceWidth;
+  RunWindow(m_MinFloat, &m_Variances, &m_FloatWork1, kVarianceWidth);
+  RunWindow(m_MaxFloat, &m_FloatWork1, &m_FloatWork2, kVarianceWidth);
   m_MidFloat.m_bRunningSum2D = true;
-  m_MidFloat.Process();
+  RunWindow(m_MidFloat, &m_FloatWork2, &m_Activity, kVarianceWidth);
 
   m_Background.Copy(*pDown);
   ClassifyActivity(dUpper, dLower);
 
   if (m_pReference) {
     m_Downsample(m_pReference, &m_Reference);
-    m_Subtract.m_pInImage1 = &m_Background;
-    m_Subtract.m_pInImage2 = &m_Reference;
-    m_Subtract.m_pOutImage = &m_Background;
-    m_Subtract.Process();
+    RunSubtract(m_Subtract, &m_Background, &m_Reference, &m_Background);
   }
 
   CleanBackground();
 
   // Envelopes of the finger alone, pulled to 0 wherever background is close by.
-  m_Subtract.m_pInImage1 = pDown;
-  m_Subtract.m_pInImage2 = &m_Background;
-  m_Subtract.m_pOutImage = &m_Finger;
-  m_Subtract.Process();
-  m_Min.m_pInImage = &m_Finger;
-  m_Min.m_pOutImage = &m_Lower;
-  m_Min.m_nFilterWidth = m_Min.m_nFilterHeight = kEnvelopeWidth;
-  m_Min.Process();
-  m_Max.m_pInImage = &m_Finger;
-  m_Max.m_pOutImage = &m_Upper;
-  m_Max.m_nFilterWidth = m_Max.m_nFilterHeight = kEnvelopeWidth;
-  m_Max.Process();
+  RunSubtract(m_Subtract, pDown, &m_Background, &m_Finger);
+  RunWindow(m_Min, &m_Finger, &m_Lower, kEnvelopeWidth);
+  RunWindow(m_Max, &m_Finger, &m_Upper, kEnvelopeWidth);
 
   m_Mid.m_bRunningSum2D = true;
-  m_Mid.m_pInImage = &m_Background;
-  m_Mid.m_pOutImage = &m_Work1;
-  m_Mid.m_nFilterWidth = m_Mid.m_nFilterHeight = kNearWidth;
-  m_Mid.Process();
-  m_Binarize.m_pInImage = &m_Work1;
-  m_Binarize.m_pOutImage = &m_Near;
-  m_Binarize.m_nThreshold = 1;
-  m_Binarize.m_nLow = 0;
-  m_Binarize.m_nHigh = 255;
-  m_Binarize.Process();
+  RunWindow(m_Mid, &m_Background, &m_Work1, kNearWidth);
+  RunBinarize(m_Binarize, &m_Work1, &m_Near, 1, 0, 255);
 
   ClImage* const aEnvelopes[2] = {&m_Lower, &m_Upper};
   for (ClImage* pEnvelope : aEnvelopes) {
-    m_Subtract.m_pInImage1 = pEnvelope;
-    m_Subtract.m_pInImage2 = &m_Near;
-    m_Subtract.m_pOutImage = &m_Work1;
-    m_Subtract.Process();
-    m_Mid.m_pInImage = &m_Work1;
-    m_Mid.m_pOutImage = pEnvelope;
-    m_Mid.m_nFilterWidth = m_Mid.m_nFilterHeight = kEnvelopeWidth;
-    m_Mid.Process();
+    RunSubtract(m_Subtract, pEnvelope, &m_Near, &m_Work1);
+    RunWindow(m_Mid, &m_Work1, pEnvelope, kEnvelopeWidth);
   }
 
   // The finger is where the upper envelope reaches a quarter of its typical brightness.
   m_Histogram.Create(m_Upper);
   const double dTypical = std::max(m_Histogram.MeanInRange(10, 255), 20.0);
-  m_Binarize.m_pInImage = &m_Upper;
-  m_Binarize.m_pOutImage = &m_Work1;
-  m_Binarize.m_nThreshold = static_cast<uint8_t>(static_cast<int32_t>(dTypical * 0.25));
-  m_Binarize.m_nLow = 0;
-  m_Binarize.m_nHigh = 255;
-  m_Binarize.Process();
-  m_Mid.m_pInImage = &m_Work1;
-  m_Mid.m_pOutImage = &m_Soft;
-  m_Mid.m_nFilterWidth = m_Mid.m_nFilterHeight = kSoftWidth;
-  m_Mid.Process();
+  const auto nLimit = static_cast<uint8_t>(static_cast<int32_t>(dTypical * 0.25));
+  RunBinarize(m_Binarize, &m_Upper, &m_Work1, nLimit, 0, 255);
+  RunWindow(m_Mid, &m_Work1, &m_Soft, kSoftWidth);
 
   if (bLow) {
     m_LowerEnvelope.Copy(m_Lower);
@@ -211,12 +200,7 @@ void ClIpKX10SegmentMaskR2::CleanBackground()
   const int32_t nWidth = m_Background.Width(), nHeight = m_Background.Height();
 
   // Objects of the components are the areas of full activity.
-  m_Binarize.m_pInImage = &m_ActivityLower;
-  m_Binarize.m_pOutImage = &m_Blobs;
-  m_Binarize.m_nThreshold = 255;
-  m_Binarize.m_nLow = 255;
-  m_Binarize.m_nHigh = 0;
-  m_Binarize.Process();
+  RunBinarize(m_Binarize, &m_ActivityLower, &m_Blobs, 255, 255, 0);
   m_Components.m_pInImage = &m_Blobs;
   m_Components.m_pOutImage = &m_Labels;
   m_Components.m_pComponents = &m_aComponents;
