@@ -6,8 +6,10 @@
 // Text out follows one size protocol: nSize holds the bytes available on entry and the
 // bytes needed (terminator included) on return; a caller asks with a null buffer first.
 #include "imaging/TpArray.h"
+#include "sdk/Exceptions.h"
 
 #include <cstdint>
+#include <new>
 
 class ClParameter;
 class ClParameterContainer;
@@ -118,6 +120,23 @@ protected:
   // Copy of a text owned by a parameter; null stays null. -102 when allocation fails.
   static char* CopyText(const char* szText);
   static void FreeText(char*& szText);
+
+  // A new P filled by fill(p): -102 when allocation fails, nothing left over when filling
+  // throws. The common body of every Clone.
+  template <class P, class F>
+  static P* CloneWith(F&& fill)
+  {
+    P* p = new (std::nothrow) P();
+    if (!p)
+      throw ClExBadAlloc();
+    try {
+      fill(p);
+    } catch (...) {
+      delete p;
+      throw;
+    }
+    return p;
+  }
 
   ClParameterType m_pType = nullptr;
   char* m_pName = nullptr;

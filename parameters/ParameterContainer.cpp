@@ -150,17 +150,10 @@ ClParameter* ClParameterContainer::GetNextLeaf(ClParameter* pCurrent) const
 
 ClParameter* ClParameterContainer::Clone() const
 {
-  auto* p = new (std::nothrow) ClParameterContainer();
-  if (!p)
-    throw ClExBadAlloc();
-  try {
+  return CloneWith<ClParameterContainer>([this](ClParameterContainer* p) {
     p->SetName(m_pName);
     CopyTo(p);
-  } catch (...) {
-    delete p;
-    throw;
-  }
-  return p;
+  });
 }
 
 void ClParameterContainer::CopyTo(ClParameterBase* pTarget) const

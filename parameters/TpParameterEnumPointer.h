@@ -68,16 +68,7 @@ public:
 
   ClParameter* Clone() const override
   {
-    auto* p = new (std::nothrow) TpParameterEnumPointer();
-    if (!p)
-      throw ClExBadAlloc();
-    try {
-      CopyTo(p);
-    } catch (...) {
-      delete p;
-      throw;
-    }
-    return p;
+    return this->template CloneWith<TpParameterEnumPointer>([this](TpParameterEnumPointer* p) { CopyTo(p); });
   }
 
   void CopyTo(ClParameterBase* pTarget) const override

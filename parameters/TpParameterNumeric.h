@@ -92,16 +92,7 @@ public:
 
   ClParameter* Clone() const override
   {
-    auto* p = new (std::nothrow) TpParameterNumeric();
-    if (!p)
-      throw ClExBadAlloc();
-    try {
-      CopyTo(p);
-    } catch (...) {
-      delete p;
-      throw;
-    }
-    return p;
+    return this->template CloneWith<TpParameterNumeric>([this](TpParameterNumeric* p) { CopyTo(p); });
   }
 
   void CopyTo(ClParameterBase* pTarget) const override

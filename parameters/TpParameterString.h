@@ -16,17 +16,10 @@ class TpParameterString : public TpParameter<T, O>
 public:
   ClParameter* Clone() const override
   {
-    auto* p = new (std::nothrow) TpParameterString();
-    if (!p)
-      throw ClExBadAlloc();
-    try {
+    return this->template CloneWith<TpParameterString>([this](TpParameterString* p) {
       this->CopyTo(p);
       p->m_nSize = m_nSize;
-    } catch (...) {
-      delete p;
-      throw;
-    }
-    return p;
+    });
   }
 
   bool IsString() const override { return true; }
