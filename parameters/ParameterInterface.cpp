@@ -204,18 +204,25 @@ ClParameterInterface::ClParameter* ClParameterInterface::AddChoice(void* pValue,
   return p;
 }
 
+ClParameterInterface::ClParameter* ClParameterInterface::AppendNumber(
+    void* pValue, double dValue, const char* szName, const char* szDescription,
+    uint32_t nDirection, uint32_t nKind, double dMin, double dMax)
+{
+  ClParameter* p = Append(pValue, szName, szDescription, nDirection, nKind);
+  SuggestRange(dValue, &dMin, &dMax);
+  SetRange(p, dMin, dMax);
+  p->m_dDefault = dValue;
+  return p;
+}
+
 ClParameterInterface::ClParameter* ClParameterInterface::AddInteger(int32_t* pValue,
                                                                     const char* szName,
                                                                     const char* szDescription,
                                                                     uint32_t nDirection,
                                                                     double dMin, double dMax)
 {
-  ClParameter* p = Append(pValue, szName, szDescription, nDirection, eKindInteger);
-  double dValue = pValue ? *pValue : 0.0;
-  SuggestRange(dValue, &dMin, &dMax);
-  SetRange(p, dMin, dMax);
-  p->m_dDefault = dValue;
-  return p;
+  return AppendNumber(pValue, pValue ? *pValue : 0.0, szName, szDescription, nDirection, eKindInteger,
+                      dMin, dMax);
 }
 
 ClParameterInterface::ClParameter* ClParameterInterface::AddDouble(double* pValue,
@@ -224,12 +231,8 @@ ClParameterInterface::ClParameter* ClParameterInterface::AddDouble(double* pValu
                                                                    uint32_t nDirection,
                                                                    double dMin, double dMax)
 {
-  ClParameter* p = Append(pValue, szName, szDescription, nDirection, eKindDouble);
-  double dValue = pValue ? *pValue : 0.0;
-  SuggestRange(dValue, &dMin, &dMax);
-  SetRange(p, dMin, dMax);
-  p->m_dDefault = dValue;
-  return p;
+  return AppendNumber(pValue, pValue ? *pValue : 0.0, szName, szDescription, nDirection, eKindDouble,
+                      dMin, dMax);
 }
 
 ClParameterInterface::ClParameter* ClParameterInterface::AddImage(void* pValue, const char* szName,

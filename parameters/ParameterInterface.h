@@ -98,6 +98,11 @@ public:
   ClParameter* Find(const char* szName) const;
 
 private:
+  // A number record: range suggested from the value where the bounds ask for it, the
+  // value as default.
+  ClParameter* AppendNumber(void* pValue, double dValue, const char* szName,
+                            const char* szDescription, uint32_t nDirection, uint32_t nKind,
+                            double dMin, double dMax);
   ClParameter* Append(void* pValue, const char* szName, const char* szDescription,
                       uint32_t nDirection, uint32_t nKind);
 
