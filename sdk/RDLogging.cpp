@@ -11,15 +11,21 @@
 
 TpLogHook g_pfnLogHook = nullptr;
 
-void ClLoggingNone::Format(char (&buf)[eBufferSize], const char* szFormat, va_list args)
+int ClLoggingNone::Format(char (&buf)[eBufferSize], const char* szFormat, va_list args)
+{
+  if (!szFormat)
+    return -1;
+  return std::vsnprintf(buf, eBufferSize, szFormat, args);
+}
+
+void ClLoggingNone::Check(int nLength, const char* szFormat)
 {
   if (!szFormat)
     throw ClException("szFormat == NULL", -49, true, __FILE__, __LINE__);
-  int n = std::vsnprintf(buf, eBufferSize, szFormat, args);
-  if (n < 0)
+  if (nLength < 0)
     throw ClException(std::strerror(errno), -49, true, __FILE__, __LINE__);
   // Only the exact size is refused; longer texts are cut and go on.
-  if (n == eBufferSize)
+  if (nLength == eBufferSize)
     throw ClException("Logging Message bigger than 1024 bytes.", -49, true, __FILE__, __LINE__);
 }
 
@@ -28,13 +34,9 @@ void ClLoggingNone::Log(int32_t nLevel, const char* szFormat, ...)
   char buf[eBufferSize];
   va_list args;
   va_start(args, szFormat);
-  try {
-    Format(buf, szFormat, args);
-  } catch (...) {
-    va_end(args);
-    throw;
-  }
+  const int n = Format(buf, szFormat, args);
   va_end(args);
+  Check(n, szFormat);
   Write(nLevel, buf);
 }
 
@@ -82,7 +84,7 @@ void RDLog(int32_t nLevel, const char* szFormat, ...)
   char buf[ClLoggingNone::eBufferSize];
   va_list args;
   va_start(args, szFormat);
-  int n = szFormat ? std::vsnprintf(buf, sizeof(buf), szFormat, args) : -1;
+  const int n = ClLoggingNone::Format(buf, szFormat, args);
   va_end(args);
   TpLogHook hook = g_pfnLogHook;
   if (n >= 0 && hook)

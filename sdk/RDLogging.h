@@ -20,10 +20,13 @@ public:
   // "2002-Jan-01 10:00:01.123456", local time.
   static void TimeStamp(char* szOut, size_t nSize);
 
-protected:
-  // Formats into a 1024-byte buffer; -49 for a null format, a failed format or a
-  // result of exactly 1024 (longer ones are cut silently).
-  static void Format(char (&buf)[eBufferSize], const char* szFormat, va_list args);
+  // Formats into a 1024-byte buffer and gives the length the whole message would have
+  // had, -1 for a null format. Throws nothing, so callers can end their
+  // argument list before Check.
+  static int Format(char (&buf)[eBufferSize], const char* szFormat, va_list args);
+  // -49 for a null format, a failed format or a result of exactly 1024 (longer ones are
+  // cut silently).
+  static void Check(int nLength, const char* szFormat);
 };
 
 template <class TBase>
@@ -78,13 +81,9 @@ public:
     char buf[ClLoggingNone::eBufferSize];
     va_list args;
     va_start(args, szFormat);
-    try {
-      Format(buf, szFormat, args);
-    } catch (...) {
-      va_end(args);
-      throw;
-    }
+    const int n = ClLoggingNone::Format(buf, szFormat, args);
     va_end(args);
+    ClLoggingNone::Check(n, szFormat);
     if (m_bEnabled)
       TBase::Write(nLevel, buf);
   }
@@ -94,9 +93,6 @@ public:
     if (m_bEnabled && szText)
       TBase::Write(nLevel, szText);
   }
-
-private:
-  using TBase::Format;
 };
 
 template <class TLayers>
