@@ -5,6 +5,11 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
 dir=build; opts=(-DLSKX2_BENCH=OFF); targets=()
+# A compiler cache, when present, lets several checkouts of the tree share object files.
+if command -v ccache >/dev/null; then
+  export CCACHE_BASEDIR="${CCACHE_BASEDIR:-$(dirname "$PWD")}" CCACHE_NOHASHDIR=1
+  opts+=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
+fi
 case "${1:-}" in
   --asan) dir=build-asan; opts+=(-DLSKX2_SANITIZE=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo) ;;
   # Only the suites with threads of their own are worth the slow ThreadSanitizer build.
