@@ -22,6 +22,13 @@ public:
                     std::make_tuple(args...), static_cast<TBody&&>(body));
   }
 
+  // The exports that log their name alone, with an empty second part: "%s%s Enter".
+  template <class TBody>
+  static int32_t RunNamed(const char* szFunc, TBody&& body)
+  {
+    return Run(szFunc, "%s%s", static_cast<TBody&&>(body), "");
+  }
+
   // Where the Enter line also takes other arguments than the Leave and Error lines.
   template <class TBody, class TEnterArgs, class TExitArgs>
   static int32_t RunLines(const char* szFunc, const char* szEnterSignature,
