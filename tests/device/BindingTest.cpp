@@ -56,7 +56,44 @@ TEST(Binding, SdkStartsBindingAndQueries)
   EXPECT_EQ(r["count"], "1");
 }
 
+TEST(Binding, EndedBindingGivesCleanCodes)
+{
+  ClProbeResult r = RunProbe("", {"end"});
+  ASSERT_EQ(r.nExit, 0) << r.sOutput;
+  EXPECT_EQ(r["open"], "0");
+  EXPECT_EQ(r["instance"], "0");
+  EXPECT_EQ(r["resident"], "0") << "version 10 goes with the binding";
+  EXPECT_EQ(r["start"], "-2") << "the binding is not made again";
+  EXPECT_EQ(r["setled"], "-2");
+  EXPECT_EQ(r["query"], "-2");
+  EXPECT_EQ(r["close"], "0");
+
+  // The same at process exit, from a destructor that runs after the binding's owner.
+  r = RunProbe("", {"late"});
+  ASSERT_EQ(r.nExit, 0) << r.sOutput;
+  EXPECT_EQ(r["open"], "0");
+  EXPECT_EQ(r["late.setled"], "-2");
+  EXPECT_EQ(r["late.query"], "-2");
+  EXPECT_EQ(r["late.close"], "0");
+  EXPECT_EQ(r["late.done"], "1");
+}
+
+TEST(Binding, FailedUnloadInDestructorIsLoggedNotRaised)
+{
+  ClProbeResult r = RunProbe("", {"unload"});
+  ASSERT_EQ(r.nExit, 0) << r.sOutput;
+  EXPECT_EQ(r["unload"], "-204");
+  EXPECT_EQ(r["survived"], "1");
+  EXPECT_NE(r["debug"].find("stubborn-module"), std::string::npos) << r.sOutput;
+}
+
 namespace {
+// Whether the debug output of a probe holds exactly this message.
+bool HasDebugLine(const ClProbeResult& r, const std::string& sLine)
+{
+  return ("|" + r["debug"]).find("|" + sLine + "|") != std::string::npos;
+}
+
 const char szFaults[] = R"({"devices":[{"interface":0,"compatibility":7,"serial":"21234567",
   "script":[{"empty":4}],
   "faults":[{"call":"ftrScanSetDiodesStatus","error":121,"count":1},
@@ -72,6 +109,7 @@ TEST(Wrapper, WithoutLastErrorNoRetryAndVltErrText)
   EXPECT_NE(r["nothing.message"].find("KXScanAPI - Unable to open device: VltErr: -101"),
             std::string::npos)
       << r.sOutput;
+  EXPECT_TRUE(HasDebugLine(r, "Unable to open device")) << "the bare message: " << r["debug"];
   EXPECT_EQ(r["open"], "0");
   // No last error, so no way to see 121: one call, no repeat.
   EXPECT_EQ(r["setled"], "-60");
@@ -87,6 +125,7 @@ TEST(Wrapper, WithoutLastErrorNoRetryAndVltErrText)
   EXPECT_EQ(r["image"], "0");
   EXPECT_EQ(r["image.calls"], "2");
   EXPECT_NE(r["nothing.message"].find("KXScanAPI - Unable to open device:2|"), std::string::npos);
+  EXPECT_TRUE(HasDebugLine(r, "KXScanAPI - Unable to open device:2")) << r["debug"];
   EXPECT_EQ(r["names"], "KX2 21234567;");
 }
 
