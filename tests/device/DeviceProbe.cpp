@@ -170,6 +170,17 @@ void ScenarioDevice(const char* szConfig)
   });
 }
 
+// Uses of a device after the binding has ended.
+void UseAfterEnd(ClRDKX2ScanAPIWrapper& scanner)
+{
+  PutCode("setled", [&] { scanner.SetLed(1); });
+  PutCode("query", [] {
+    std::list<ScannerEntry> list;
+    ClRDKXScanAPIWrapper::QueryScanners(list, 0, true);
+  });
+  PutCode("close", [&] { scanner.Close(); });
+}
+
 // The binding ended by hand: every later use gets -2, nothing calls into the library.
 void ScenarioEnd()
 {
@@ -180,12 +191,7 @@ void ScenarioEnd()
   Put("instance", ClVeltranoKX1Wrapper::Instance() ? "1" : "0");
   Put("resident", Resident(name) ? "1" : "0");
   PutCode("start", [] { ClVeltranoKX1Wrapper::Start(); });
-  PutCode("setled", [&] { scanner.SetLed(1); });
-  PutCode("query", [] {
-    std::list<ScannerEntry> list;
-    ClRDKXScanAPIWrapper::QueryScanners(list, 0, true);
-  });
-  PutCode("close", [&] { scanner.Close(); });
+  UseAfterEnd(scanner);
 }
 
 // A device left open for a static destructor that runs after the binding's owner.
@@ -200,15 +206,8 @@ void ScenarioLate()
 // Runs from the loader's exit processing, after every static destructor of the program.
 __attribute__((destructor)) void LateCalls()
 {
-  if (!g_pLate)
-    return;
-  PutCode("late.setled", [] { g_pLate->SetLed(1); });
-  PutCode("late.query", [] {
-    std::list<ScannerEntry> list;
-    ClRDKXScanAPIWrapper::QueryScanners(list, 0, true);
-  });
-  PutCode("late.close", [] { g_pLate->Close(); });
-  Put("late.done", "1");
+  if (g_pLate)
+    UseAfterEnd(*g_pLate);
 }
 
 // A module the system refuses to close: the explicit Unload raises, the destructor
