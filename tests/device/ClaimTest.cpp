@@ -45,8 +45,12 @@ struct ClSharedLockDir
 {
   ClSharedLockDir()
   {
+    // The other user must be able to pass through this run's folder to reach it.
     const char* base = std::getenv(ClInterprocessLock::szDirVariable);
-    sPath = std::string(base && *base ? base : "/tmp") + "/shared-" + std::to_string(getpid());
+    struct stat st;
+    if (!base || !*base || stat(base, &st) != 0 || !(st.st_mode & S_IXOTH))
+      base = "/tmp";
+    sPath = std::string(base) + "/shared-" + std::to_string(getpid());
     mkdir(sPath.c_str(), 0700);
     chmod(sPath.c_str(), 01777);
   }
