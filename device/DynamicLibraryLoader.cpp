@@ -1,6 +1,7 @@
 #include "device/DynamicLibraryLoader.h"
 
 #include "sdk/Exceptions.h"
+#include "sdk/RDLogging.h"
 
 #include <climits>
 #include <cstdlib>
@@ -37,7 +38,15 @@ std::string OwnDirectory()
 
 ClDynamicLibrary::~ClDynamicLibrary()
 {
-  Unload();
+  // A raise from a destructor would end the process: the failure is logged instead.
+  try {
+    Unload();
+  } catch (const ClException& e) {
+    try {
+      RDDebugOut(e.GetMessage());
+    } catch (...) {
+    }
+  }
 }
 
 void ClDynamicLibrary::Unload()

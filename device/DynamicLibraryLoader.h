@@ -10,7 +10,7 @@ public:
   ClDynamicLibrary() = default;
   ClDynamicLibrary(const ClDynamicLibrary&) = delete;
   ClDynamicLibrary& operator=(const ClDynamicLibrary&) = delete;
-  // Unloads; a failing dlclose is not caught here.
+  // Unloads; a failing dlclose is logged, never raised.
   virtual ~ClDynamicLibrary();
 
 protected:

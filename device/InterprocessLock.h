@@ -17,6 +17,9 @@ public:
   void Unlock();
 
   bool IsHeld() const { return m_nFile >= 0; }
+  // Environment variable naming the folder of the claims; without it /run/lock, or /tmp
+  // where that is missing.
+  static constexpr const char* szDirVariable = "VELTRANO_SDK_LOCK_DIR";
   // The file that carries the claim for a name.
   static std::string LockPath(const std::string& sName);
 

@@ -1,9 +1,31 @@
 #include "device/RDKX2ScanAPIWrapper.h"
 
+#include "device/VeltranoKX1Wrapper.h"
 #include "imaging/Bitmap.h"
 
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
+#include <string>
+
+namespace {
+
+// The library writes packed rows of nImageSize bytes into a bitmap whose rows are padded
+// to 4 bytes: a width that is no multiple of 4 would shear the frame, and more bytes than
+// width times height would overrun it.
+void CheckGeometry(const KXImageSize& s, const char* szKind)
+{
+  if (s.nWidth > 0 && s.nHeight > 0 && s.nWidth % 4 == 0 && s.nImageSize >= 0 &&
+      int64_t(s.nImageSize) <= int64_t(s.nWidth) * s.nHeight)
+    return;
+  LSKX2_THROW_MSG(("KXScanAPI - unusable " + std::string(szKind) + " image size: " +
+                   std::to_string(s.nWidth) + " x " + std::to_string(s.nHeight) + ", " +
+                   std::to_string(s.nImageSize) + " bytes")
+                      .c_str(),
+                  -62);
+}
+
+} // namespace
 
 ClRDKX2ScanAPIWrapper::ClRDKX2ScanAPIWrapper(KXDeviceHandle hDevice)
   : ClRDKXScanAPIWrapper(hDevice)
@@ -11,7 +33,7 @@ ClRDKX2ScanAPIWrapper::ClRDKX2ScanAPIWrapper(KXDeviceHandle hDevice)
   if (!hDevice)
     return;
   m_DeviceInfo.nStructSize = sizeof(KXDeviceInfo);
-  if (!g_KXScanAPI.ftrScanGetDeviceInfo(m_hDevice, &m_DeviceInfo))
+  if (!KXApi().ftrScanGetDeviceInfo(m_hDevice, &m_DeviceInfo))
     RaiseLibraryError("Unable to get device info", -101);
   InitDevice();
 }
@@ -22,14 +44,19 @@ void ClRDKX2ScanAPIWrapper::InitDevice()
     throw ClException("device not supported", -103, true, __FILE__, __LINE__);
   m_nDeviceType = eTypeKX2;
   // Liveness is judged above the device; the library's own check stays off.
-  if (!g_KXScanAPI.ftrScanSetOptions(m_hDevice, 1, 0))
+  if (!KXApi().ftrScanSetOptions(m_hDevice, 1, 0))
     RaiseLibraryError("Option failed: FTR_OPTIONS_CHECK_FAKE_REPLICA", -101);
-  if (!g_KXScanAPI.ftrScanGetImageSize(m_hDevice, &m_NormalSize))
+  KXImageSize normal = {}, raw = {};
+  if (!KXApi().ftrScanGetImageSize(m_hDevice, &normal))
     RaiseLibraryError("Unable to get image size", -101);
-  if (!g_KXScanAPI.ftrScanGetRawImageSize)
+  if (!KXApi().ftrScanGetRawImageSize)
     RaiseMissingEntry("ftrScanGetRawImageSize");
-  if (!g_KXScanAPI.ftrScanGetRawImageSize(m_hDevice, &m_RawSize))
+  if (!KXApi().ftrScanGetRawImageSize(m_hDevice, &raw))
     RaiseLibraryError("Unable to get raw image size", -101);
+  CheckGeometry(normal, "normal");
+  CheckGeometry(raw, "raw");
+  m_NormalSize = normal;
+  m_RawSize = raw;
   SetImageMode(eModeNormal);
 }
 
@@ -50,20 +77,23 @@ bool ClRDKX2ScanAPIWrapper::GetImage(ClBitmap* pBitmap, uint8_t nDose, uint32_t 
   if (!view.Header())
     LSKX2_THROW(-44);
   BITMAPINFOHEADER bih = view.HeaderInfo();
-  // The library writes width times height bytes: only an 8-bit block of that size fits.
+  // Only an 8-bit block of the mode's size, with room for all the device writes, fits.
   if (bih.biWidth != m_ImageSize.nWidth || bih.biHeight != m_ImageSize.nHeight ||
       bih.biBitCount != 8 || !view.Bits())
+    LSKX2_THROW(-44);
+  const int64_t nRoom = ClBitmap::Stride(bih.biWidth, 8) * std::abs(int64_t(bih.biHeight));
+  if (nRoom < int64_t(m_ImageSize.nWidth) * m_ImageSize.nHeight || nRoom < m_ImageSize.nImageSize)
     LSKX2_THROW(-44);
 
   int32_t (*pfnGet)(KXDeviceHandle, int32_t, void*);
   const char* szFailure;
   switch (m_nImageMode) {
   case eModeNormal:
-    pfnGet = g_KXScanAPI.ftrScanGetImage;
+    pfnGet = KXApi().ftrScanGetImage;
     szFailure = "GetImage";
     break;
   case eModeRaw:
-    pfnGet = g_KXScanAPI.ftrScanGetRawImageByVariableDose;
+    pfnGet = KXApi().ftrScanGetRawImageByVariableDose;
     szFailure = "GetImageByVariableDose";
     if (!pfnGet)
       RaiseMissingEntry("ftrScanGetRawImageByVariableDose");
@@ -73,7 +103,7 @@ bool ClRDKX2ScanAPIWrapper::GetImage(ClBitmap* pBitmap, uint8_t nDose, uint32_t 
   }
   if (!pfnGet(m_hDevice, nDose, view.Bits())) {
     // A transient error gets one more exposure, never two.
-    if (!g_KXScanAPI.ftrScanGetLastError || g_KXScanAPI.ftrScanGetLastError() != eKXErrorRetry ||
+    if (!KXApi().ftrScanGetLastError || KXApi().ftrScanGetLastError() != eKXErrorRetry ||
         !pfnGet(m_hDevice, nDose, view.Bits()))
       RaiseLibraryError(szFailure, -60);
   }

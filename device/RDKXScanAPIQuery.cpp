@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <mutex>
+#include <new>
 
 namespace {
 
@@ -19,6 +20,21 @@ bool IsQ7Firmware(const KXVersionNumber& fw)
   const uint16_t* n = fw.aNumber;
   return (n[0] == 17 && n[1] == 0 && n[2] == 10) || (n[0] == 18 && n[1] == 0);
 }
+
+// Closes a device the enumeration opened, on every way out of its turn.
+struct ClDeviceCloser
+{
+  KXDeviceHandle h = nullptr;
+  ~ClDeviceCloser()
+  {
+    // Read without KXApi(): a destructor must not raise, even after the binding ended.
+    if (!h || !g_KXScanAPI.ftrScanCloseDevice)
+      return;
+    KXTrail("QueryScanners - close\n");
+    g_KXScanAPI.ftrScanCloseDevice(h);
+    KXTrail("QueryScanners - close done\n");
+  }
+};
 
 // Appends an entry when the filter lets the model through.
 void Append(std::list<ScannerEntry>& list, uint32_t nWantedType, uint32_t nType,
@@ -35,7 +51,7 @@ void Append(std::list<ScannerEntry>& list, uint32_t nWantedType, uint32_t nType,
 std::string ClRDKXScanAPIWrapper::MakeScannerName(uint8_t nCompatibility, KXDeviceHandle hDevice)
 {
   uint8_t buf[eKXSerialBufferSize] = {};
-  if (!g_KXScanAPI.ftrScanGetSerialNumber(hDevice, buf))
+  if (!KXApi().ftrScanGetSerialNumber(hDevice, buf))
     RaiseLibraryError("GetSerialNumber", -101);
   static const uint8_t unprogrammed[8] = {255, 255, 255, 255, 255, 255, 255, 255};
   if (std::memcmp(buf, unprogrammed, 8) == 0)
@@ -51,9 +67,9 @@ std::string ClRDKXScanAPIWrapper::MakeScannerName(uint8_t nCompatibility, KXDevi
   case 13: {
     KXVersionInfo v = {};
     v.nStructSize = sizeof(v);
-    if (!g_KXScanAPI.ftrScanGetVersion)
+    if (!KXApi().ftrScanGetVersion)
       RaiseMissingEntry("ftrScanGetVersion");
-    if (!g_KXScanAPI.ftrScanGetVersion(hDevice, &v))
+    if (!KXApi().ftrScanGetVersion(hDevice, &v))
       RaiseLibraryError("ftrScanGetVersion", -101);
     prefix = IsQ7Firmware(v.Firmware) ? "Q7 " : "KX1 ";
     break;
@@ -80,13 +96,13 @@ std::string ClRDKXScanAPIWrapper::MakeScannerName(uint8_t nCompatibility, KXDevi
 
 bool ClRDKXScanAPIWrapper::HasCalibrationData(KXDeviceHandle hDevice)
 {
-  if (!hDevice || !g_KXScanAPI.ftrScanGetExtMemorySize || !g_KXScanAPI.ftrScanRestoreExtMemory)
+  if (!hDevice || !KXApi().ftrScanGetExtMemorySize || !KXApi().ftrScanRestoreExtMemory)
     return false;
   int32_t nSize = 0;
-  if (!g_KXScanAPI.ftrScanGetExtMemorySize(hDevice, &nSize) || nSize < eCalibrationMemorySize)
+  if (!KXApi().ftrScanGetExtMemorySize(hDevice, &nSize) || nSize < eCalibrationMemorySize)
     return false;
   uint8_t m[eCalibrationMemorySize];
-  if (!g_KXScanAPI.ftrScanRestoreExtMemory(hDevice, m, 0, eCalibrationMemorySize))
+  if (!KXApi().ftrScanRestoreExtMemory(hDevice, m, 0, eCalibrationMemorySize))
     return false;
   // Byte 20 is the length of a variable part in front of the marker.
   static const uint8_t marker[8] = {'C', 'A', 'L', 0, 'G', 'E', 'O', 0};
@@ -103,7 +119,7 @@ void ClRDKXScanAPIWrapper::QueryScanners(std::list<ScannerEntry>& list, uint32_t
 
   KXTrail("QueryScanners - get\n");
   uint32_t interfaces[eKXInterfaceCount] = {};
-  int32_t ok = g_KXScanAPI.ftrScanGetInterfaces(interfaces);
+  int32_t ok = KXApi().ftrScanGetInterfaces(interfaces);
   KXTrail("QueryScanners - get done\n");
   if (!ok)
     RaiseLibraryError("Unable to scan interfaces", -101);
@@ -112,17 +128,18 @@ void ClRDKXScanAPIWrapper::QueryScanners(std::list<ScannerEntry>& list, uint32_t
   for (int32_t i = 0; i < eKXInterfaceCount; ++i) {
     if (interfaces[i] != 0)
       continue;
-    KXDeviceHandle h = nullptr;
     try {
+      ClDeviceCloser device;
+      KXDeviceHandle& h = device.h;
       KXTrail("QueryScanners - open\n");
-      h = g_KXScanAPI.ftrScanOpenDeviceOnInterface(i);
+      h = KXApi().ftrScanOpenDeviceOnInterface(i);
       KXTrail("QueryScanners - open done\n");
       if (!h)
         RaiseLibraryError("skip - unable to open device", -101);
       KXTrail("QueryScanners - info\n");
       KXDeviceInfo info = {};
       info.nStructSize = sizeof(info);
-      int32_t bInfo = g_KXScanAPI.ftrScanGetDeviceInfo(h, &info);
+      int32_t bInfo = KXApi().ftrScanGetDeviceInfo(h, &info);
       KXTrail("QueryScanners - info done\n");
       if (!bInfo)
         RaiseLibraryError("skip - unable to get device info", -101);
@@ -154,11 +171,9 @@ void ClRDKXScanAPIWrapper::QueryScanners(std::list<ScannerEntry>& list, uint32_t
       KXTrail("QueryScanners - serial done\n");
     } catch (const ClException&) {
       // One bad device never ends the enumeration; its message went to the debug output.
-    }
-    if (h) {
-      KXTrail("QueryScanners - close\n");
-      g_KXScanAPI.ftrScanCloseDevice(h);
-      KXTrail("QueryScanners - close done\n");
+    } catch (const std::bad_alloc&) {
+      // Out of memory ends it, with the device closed and a code the exports know.
+      throw ClExBadAlloc();
     }
   }
   KXTrail("QueryScanners - iterate done\n");

@@ -35,7 +35,7 @@ void ClRDKXScanAPIWrapper::RaiseLibraryError(const char* szMessage, int32_t nCod
   std::string text = std::string("KXScanAPI - ") + szMessage + ":";
   if (!g_KXScanAPI.ftrScanGetLastError) {
     text += " VltErr: " + std::to_string(nCode);
-    RDDebugOut(text.c_str());
+    RDDebugOut(szMessage);
     throw ClException(text.c_str(), nCode, true, __FILE__, __LINE__);
   }
   uint32_t nError = g_KXScanAPI.ftrScanGetLastError();
@@ -52,7 +52,7 @@ void ClRDKXScanAPIWrapper::RaiseMissingEntry(const char* szEntry)
 
 bool ClRDKXScanAPIWrapper::Open(int32_t nInterface)
 {
-  m_hDevice = g_KXScanAPI.ftrScanOpenDeviceOnInterface(nInterface);
+  m_hDevice = KXApi().ftrScanOpenDeviceOnInterface(nInterface);
   if (!m_hDevice)
     RaiseLibraryError("Unable to open device", -101);
   return Identify();
@@ -60,9 +60,9 @@ bool ClRDKXScanAPIWrapper::Open(int32_t nInterface)
 
 bool ClRDKXScanAPIWrapper::OpenWithContext(void* pContext)
 {
-  if (!g_KXScanAPI.ftrScanOpenDeviceWithIoContext)
+  if (!KXApi().ftrScanOpenDeviceWithIoContext)
     throw ClException("Unsupported KXScanAPI Version", -725, true, __FILE__, __LINE__);
-  m_hDevice = g_KXScanAPI.ftrScanOpenDeviceWithIoContext(pContext);
+  m_hDevice = KXApi().ftrScanOpenDeviceWithIoContext(pContext);
   if (!m_hDevice)
     RaiseLibraryError("Unable to open device", -101);
   return Identify();
@@ -73,7 +73,7 @@ bool ClRDKXScanAPIWrapper::Identify()
   m_DeviceInfo = KXDeviceInfo{};
   m_DeviceInfo.nStructSize = sizeof(KXDeviceInfo);
   // On failure here the device stays open; the owner's Close ends it.
-  if (!g_KXScanAPI.ftrScanGetDeviceInfo(m_hDevice, &m_DeviceInfo))
+  if (!KXApi().ftrScanGetDeviceInfo(m_hDevice, &m_DeviceInfo))
     RaiseLibraryError("Unable to get device info", -101);
   m_sSerial = MakeScannerName(m_DeviceInfo.nCompatibility, m_hDevice);
   try {
@@ -94,18 +94,22 @@ bool ClRDKXScanAPIWrapper::Close()
   } catch (const ClException&) {
     // A device that is gone cannot switch its LEDs off; closing must still happen.
   }
-  g_KXScanAPI.ftrScanCloseDevice(m_hDevice);
+  // Once the binding has ended there is no library left to close the device with.
+  if (ClVeltranoKX1Wrapper::Instance())
+    g_KXScanAPI.ftrScanCloseDevice(m_hDevice);
   m_hDevice = nullptr;
   return true;
 }
 
 void ClRDKXScanAPIWrapper::GetVersionRecord(KXVersionInfo* pVersion)
 {
+  if (!pVersion)
+    LSKX2_THROW(-701);
   std::memset(pVersion, 0, sizeof(KXVersionInfo));
   pVersion->nStructSize = sizeof(KXVersionInfo);
-  if (!g_KXScanAPI.ftrScanGetVersion)
+  if (!KXApi().ftrScanGetVersion)
     RaiseMissingEntry("ftrScanGetVersion");
-  if (!g_KXScanAPI.ftrScanGetVersion(m_hDevice, pVersion))
+  if (!KXApi().ftrScanGetVersion(m_hDevice, pVersion))
     RaiseLibraryError("GetVersion", -101);
 }
 
@@ -171,11 +175,11 @@ void ClRDKXScanAPIWrapper::SetLed(uint32_t nMask)
 
 void ClRDKXScanAPIWrapper::SetDiodesStatus(uint8_t nStatus1, uint8_t nStatus2)
 {
-  if (g_KXScanAPI.ftrScanSetDiodesStatus(m_hDevice, nStatus1, nStatus2))
+  if (KXApi().ftrScanSetDiodesStatus(m_hDevice, nStatus1, nStatus2))
     return;
   // One repeat on a transient error is the whole policy.
-  if (g_KXScanAPI.ftrScanGetLastError && g_KXScanAPI.ftrScanGetLastError() == eKXErrorRetry &&
-      g_KXScanAPI.ftrScanSetDiodesStatus(m_hDevice, nStatus1, nStatus2))
+  if (KXApi().ftrScanGetLastError && KXApi().ftrScanGetLastError() == eKXErrorRetry &&
+      KXApi().ftrScanSetDiodesStatus(m_hDevice, nStatus1, nStatus2))
     return;
   RaiseLibraryError("SetDiodesStatus", -60);
 }
@@ -193,11 +197,12 @@ void ClRDKXScanAPIWrapper::GetExtMemorySize(uint16_t* pnSize)
   if (!pnSize)
     LSKX2_THROW(-701);
   int32_t n = 0;
-  if (!g_KXScanAPI.ftrScanGetExtMemorySize)
+  if (!KXApi().ftrScanGetExtMemorySize)
     RaiseMissingEntry("ftrScanGetExtMemorySize");
-  if (!g_KXScanAPI.ftrScanGetExtMemorySize(m_hDevice, &n))
+  if (!KXApi().ftrScanGetExtMemorySize(m_hDevice, &n))
     RaiseLibraryError("ScanGetExtMemorySize", -101);
-  if (static_cast<uint32_t>(n) > 65535)
+  // Only a size above the 16-bit range is refused; a negative one is kept in 16 bits.
+  if (n > 65535)
     LSKX2_THROW(-35);
   *pnSize = static_cast<uint16_t>(n);
 }
@@ -206,9 +211,9 @@ void ClRDKXScanAPIWrapper::RestoreExtMemory(uint16_t nOffset, uint16_t nLength, 
 {
   if (!pBuffer)
     LSKX2_THROW(-701);
-  if (!g_KXScanAPI.ftrScanRestoreExtMemory)
+  if (!KXApi().ftrScanRestoreExtMemory)
     RaiseMissingEntry("ftrScanRestoreExtMemory");
-  if (!g_KXScanAPI.ftrScanRestoreExtMemory(m_hDevice, pBuffer, nOffset, nLength))
+  if (!KXApi().ftrScanRestoreExtMemory(m_hDevice, pBuffer, nOffset, nLength))
     RaiseLibraryError("ScanRestoreExtMemory", -101);
 }
 
@@ -216,29 +221,29 @@ void ClRDKXScanAPIWrapper::SaveExtMemory(uint16_t nOffset, uint16_t nLength, con
 {
   if (!pBuffer)
     LSKX2_THROW(-701);
-  if (!g_KXScanAPI.ftrScanSaveExtMemory)
+  if (!KXApi().ftrScanSaveExtMemory)
     RaiseMissingEntry("ftrScanSaveExtMemory");
-  if (!g_KXScanAPI.ftrScanSaveExtMemory(m_hDevice, const_cast<void*>(pBuffer), nOffset, nLength))
+  if (!KXApi().ftrScanSaveExtMemory(m_hDevice, const_cast<void*>(pBuffer), nOffset, nLength))
     RaiseLibraryError("ScanSaveExtMemory", -101);
 }
 
 void ClRDKXScanAPIWrapper::RestoreControlBytes(uint8_t* pBlock)
 {
-  if (!g_KXScanAPI.ftrScanRestore7ControlBytes)
+  if (!KXApi().ftrScanRestore7ControlBytes)
     throw ClExBadAlloc();
   if (!pBlock)
     LSKX2_THROW(-701);
-  if (!g_KXScanAPI.ftrScanRestore7ControlBytes(m_hDevice, pBlock))
+  if (!KXApi().ftrScanRestore7ControlBytes(m_hDevice, pBlock))
     RaiseLibraryError("Unable to restore control bytes", -60);
 }
 
 void ClRDKXScanAPIWrapper::SaveControlBytes(const uint8_t* pBlock, bool bFlag)
 {
-  if (!g_KXScanAPI.ftrScanSave7ControlBytes)
+  if (!KXApi().ftrScanSave7ControlBytes)
     throw ClExBadAlloc();
   if (!pBlock)
     LSKX2_THROW(-701);
-  if (!g_KXScanAPI.ftrScanSave7ControlBytes(m_hDevice, const_cast<uint8_t*>(pBlock),
+  if (!KXApi().ftrScanSave7ControlBytes(m_hDevice, const_cast<uint8_t*>(pBlock),
                                             bFlag ? 1 : 0))
     RaiseLibraryError("Unable to save control bytes", -60);
 }

@@ -14,12 +14,35 @@ void Bind(TpEntry& slot, void* pSymbol)
   slot = reinterpret_cast<TpEntry>(pSymbol);
 }
 
-// The liveness path reports in wide characters.
+// One character of UTF-8 text; a byte that starts no valid sequence gives U+FFFD and
+// counts alone. Never reads past the terminator.
+uint32_t DecodeUtf8(const unsigned char*& p)
+{
+  const uint32_t c = *p++;
+  int nMore = c < 0x80 ? 0 : (c & 0xE0) == 0xC0 ? 1 : (c & 0xF0) == 0xE0 ? 2 : (c & 0xF8) == 0xF0 ? 3 : -1;
+  if (nMore <= 0)
+    return nMore == 0 ? c : 0xFFFD;
+  static const uint32_t least[4] = {0, 0x80, 0x800, 0x10000};
+  uint32_t cp = c & (0x3F >> nMore);
+  for (int i = 0; i < nMore; ++i) {
+    if ((p[i] & 0xC0) != 0x80)
+      return 0xFFFD;
+    cp = (cp << 6) | (p[i] & 0x3F);
+  }
+  if (cp < least[nMore] || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF))
+    return 0xFFFD;
+  p += nMore;
+  return cp;
+}
+
+// The liveness path reports in wide characters; its texts are UTF-8 (a loader message
+// may carry a path), not one character a byte.
 void DebugOutWide(const char* szText)
 {
   std::wstring w;
-  for (const char* p = szText ? szText : ""; *p; ++p)
-    w += static_cast<wchar_t>(static_cast<unsigned char>(*p));
+  const unsigned char* p = reinterpret_cast<const unsigned char*>(szText ? szText : "");
+  while (*p)
+    w += static_cast<wchar_t>(DecodeUtf8(p));
   RDDebugOutW(w.c_str());
 }
 } // namespace

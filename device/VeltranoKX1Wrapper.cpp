@@ -15,20 +15,22 @@ std::atomic<void*> ClVeltranoKX1Wrapper::s_hPinned{nullptr};
 
 namespace {
 
-// Serialises the creation only; once published the binding is read without a lock.
+// Serialises creation and end; once published the binding is read without a lock.
 std::mutex s_StartMutex;
+bool s_bEnded = false;
 
 // The binding lives until the process ends.
 struct ClBindingOwner
 {
-  ~ClBindingOwner()
-  {
-    std::lock_guard<std::mutex> lock(s_StartMutex);
-    delete ClVeltranoKX1Wrapper::Instance();
-  }
+  ~ClBindingOwner() { ClVeltranoKX1Wrapper::End(); }
 } s_BindingOwner;
 
 } // namespace
+
+void KXRaiseUnbound()
+{
+  LSKX2_THROW_MSG("KXScanAPI - device library not loaded", -2);
+}
 
 void KXTrail(const char* szText)
 {
@@ -148,6 +150,8 @@ void ClVeltranoKX1Wrapper::Start()
   std::lock_guard<std::mutex> lock(s_StartMutex);
   if (Instance())
     return;
+  if (s_bEnded)
+    KXRaiseUnbound();
   std::unique_ptr<ClVeltranoKX1Wrapper> p(new ClVeltranoKX1Wrapper(nullptr, szLibraryFile));
   // No embedded edition of the system exists here, so the library's power event handling
   // (ftrScanChangeSystemNotification) is left as it is.
@@ -158,4 +162,13 @@ void ClVeltranoKX1Wrapper::Start()
     KXTrail(("KXScanAPI: " + KXJoinNumbers(v.Library.aNumber, 4) + "\n").c_str());
   }
   s_pInstance.store(p.release(), std::memory_order_release);
+}
+
+void ClVeltranoKX1Wrapper::End()
+{
+  std::lock_guard<std::mutex> lock(s_StartMutex);
+  s_bEnded = true;
+  ClVeltranoKX1Wrapper* p = s_pInstance.exchange(nullptr, std::memory_order_acq_rel);
+  g_KXScanAPI = ClKXScanAPITable{};
+  delete p;
 }

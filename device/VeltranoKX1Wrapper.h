@@ -21,6 +21,10 @@ public:
   // next call tries again. Run by the SDK object's first use, every device wrapper and
   // every enumeration.
   static void Start();
+  // Ends the binding for good, as the process exits: the pointer and the table are
+  // cleared before the library goes, so that a late call (a static destructor, a thread
+  // still running) gets -2 rather than a jump into unmapped code. Start gives -2 after it.
+  static void End();
   static ClVeltranoKX1Wrapper* Instance() { return s_pInstance.load(std::memory_order_acquire); }
   // Module of the second load that keeps a library older than version 10 loaded.
   static void* PinnedModule() { return s_hPinned.load(std::memory_order_acquire); }
@@ -32,6 +36,16 @@ private:
   static std::atomic<ClVeltranoKX1Wrapper*> s_pInstance;
   static std::atomic<void*> s_hPinned;
 };
+
+[[noreturn]] void KXRaiseUnbound();
+
+// The table of the live binding; -2 when there is none (not started, or ended).
+inline const ClKXScanAPITable& KXApi()
+{
+  if (!ClVeltranoKX1Wrapper::Instance())
+    KXRaiseUnbound();
+  return g_KXScanAPI;
+}
 
 // Trail of the binding and the enumeration; off unless switched on in a debugger or a
 // test. Lines go to the debug output, which is the SDK's logging.

@@ -6,6 +6,7 @@
 // hex after the last of the first 'x'/'X', "1e2" storing 1, trailing zeros cut on output.
 #include "parameters/TpParameter.h"
 
+#include <cctype>
 #include <cerrno>
 #include <cfloat>
 #include <cmath>
@@ -160,12 +161,21 @@ public:
     if (pHex) {
       // What stands in front of the x is ignored on purpose.
       char* pEnd = nullptr;
+      errno = 0;
       unsigned long long n = std::strtoull(pHex + 1, &pEnd, 16);
       if (*pEnd)
         throw ClException(ParameterSetFailedText(this->m_pName, szText).c_str(), -44, true,
                           __FILE__, __LINE__);
-      // A 32-bit conversion saturates, and its result is sign-extended afterwards.
-      uint32_t n32 = n > 0xFFFFFFFFull ? 0xFFFFFFFFu : static_cast<uint32_t>(n);
+      // A 32-bit unsigned conversion: a magnitude beyond 32 bits saturates, a sign negates
+      // within 32 bits ("0x-2" is 0xFFFFFFFE); the result is sign-extended afterwards.
+      const char* pDigits = pHex + 1;
+      while (std::isspace(static_cast<unsigned char>(*pDigits)))
+        ++pDigits;
+      const bool bNegative = *pDigits == '-';
+      const unsigned long long nMagnitude = errno == ERANGE ? ~0ull : bNegative ? 0ull - n : n;
+      uint32_t n32 = 0xFFFFFFFFu;
+      if (nMagnitude <= 0xFFFFFFFFull)
+        n32 = bNegative ? 0u - static_cast<uint32_t>(nMagnitude) : static_cast<uint32_t>(nMagnitude);
       int64_t nValue = static_cast<int32_t>(n32);
       TestDomain(nValue);
       WriteChecked(static_cast<T>(nValue));

@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <cwchar>
+#include <string>
 
 TpLogHook g_pfnLogHook = nullptr;
 
@@ -101,12 +101,28 @@ void RDDebugOutW(const wchar_t* wszText)
 {
   if (!wszText)
     return;
-  char buf[ClLoggingNone::eBufferSize];
-  std::mbstate_t st{};
-  const wchar_t* src = wszText;
-  size_t n = std::wcsrtombs(buf, &src, sizeof(buf) - 1, &st);
-  if (n == static_cast<size_t>(-1))
-    return;
-  buf[n < sizeof(buf) ? n : sizeof(buf) - 1] = 0;
-  RDDebugOut(buf);
+  // UTF-8 whatever the locale: a conversion through the C locale would drop the whole
+  // line at the first character above 127.
+  std::string text;
+  for (const wchar_t* p = wszText; *p; ++p) {
+    uint32_t c = static_cast<uint32_t>(*p);
+    if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF))
+      c = 0xFFFD;
+    if (c < 0x80) {
+      text += static_cast<char>(c);
+    } else if (c < 0x800) {
+      text += static_cast<char>(0xC0 | (c >> 6));
+      text += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+      text += static_cast<char>(0xE0 | (c >> 12));
+      text += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      text += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+      text += static_cast<char>(0xF0 | (c >> 18));
+      text += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+      text += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      text += static_cast<char>(0x80 | (c & 0x3F));
+    }
+  }
+  RDDebugOut(text.c_str());
 }

@@ -146,7 +146,7 @@ int ImageSize(void* h, void* pRecord, bool bRaw, EEntry e) {
   ClImageSizeRecord r;
   r.nWidth = bRaw ? c.nRawWidth : c.nNormalWidth;
   r.nHeight = bRaw ? c.nRawHeight : c.nNormalHeight;
-  r.nImageSize = r.nWidth * r.nHeight;
+  r.nImageSize = int32_t(call.Device().ImageBytes(bRaw));
   std::memcpy(pRecord, &r, sizeof r);
   return Succeed();
 }
@@ -299,8 +299,9 @@ KXSIM_API int ftrScanGetExtMemorySize(void* h, int32_t* pnSize) {
   ClDeviceCall call(h, EEntry::eGetExtMemorySize);
   if (call.Error()) return Fail(call.Error());
   if (!pnSize) return Fail(kErrInvalidParameter);
-  if (!call.Device().Config().ext.bPresent) return Fail(kErrNotSupported);
-  *pnSize = int32_t(call.Device().Memory().size());
+  const ClExtMemoryConfig& ext = call.Device().Config().ext;
+  if (!ext.bPresent) return Fail(kErrNotSupported);
+  *pnSize = ext.bReportSize ? ext.nReportedSize : int32_t(call.Device().Memory().size());
   return Succeed();
 }
 

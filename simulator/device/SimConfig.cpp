@@ -60,7 +60,7 @@ std::vector<ClFault> Faults(const Tree& node, const std::string& where, int64_t*
       *pDisconnect = json::Integer(*v, Key(w, "disconnect_at_frame"), 0, 1ll << 60);
       continue;
     }
-    json::CheckKeys(f, w, {"call", "at", "error", "count"});
+    json::CheckKeys(f, w, {"call", "at", "error", "count", "bad_alloc"});
     ClFault fault;
     const auto call = f.get_child_optional("call");
     if (!call) json::Fail(w, "a fault needs \"call\" (an entry point name) or \"disconnect_at_frame\"");
@@ -70,6 +70,7 @@ std::vector<ClFault> Faults(const Tree& node, const std::string& where, int64_t*
     if (auto v = f.get_child_optional("at")) fault.nAt = json::Integer(*v, Key(w, "at"), 0, 1ll << 60);
     if (auto v = f.get_child_optional("error")) fault.nError = Error(*v, Key(w, "error"));
     if (auto v = f.get_child_optional("count")) fault.nCount = json::Integer(*v, Key(w, "count"), -1, 1ll << 60);
+    if (auto v = f.get_child_optional("bad_alloc")) fault.bBadAlloc = json::Boolean(*v, Key(w, "bad_alloc"));
     faults.push_back(fault);
   }
   return faults;
@@ -90,7 +91,8 @@ void Serial(ClDeviceConfig& d, const Tree& node, const std::string& where) {
 ClDeviceConfig Device(const Tree& node, const std::string& where) {
   json::CheckKeys(node, where, {"interface", "compatibility", "serial", "serial_bytes", "normal_size", "raw_size",
                                 "pixel_size", "version", "ext_memory", "faults", "fail_open", "fail_info",
-                                "control_bytes", "platen_seed", "loop", "script"});
+                                "control_bytes", "platen_seed", "loop", "script",
+                                "image_bytes"});
   ClDeviceConfig d;
   for (const auto& kv : node) {
     const std::string& k = kv.first;
@@ -128,11 +130,15 @@ ClDeviceConfig Device(const Tree& node, const std::string& where) {
         d.ext.bPresent = false;
         continue;
       }
-      json::CheckKeys(v, w, {"size", "calibration", "marker_offset"});
+      json::CheckKeys(v, w, {"size", "calibration", "marker_offset", "reported_size"});
       if (auto s = v.get_child_optional("size")) d.ext.nSize = int(json::Integer(*s, Key(w, "size"), 0, 1 << 20));
       if (auto c = v.get_child_optional("calibration")) d.ext.bCalibration = json::Boolean(*c, Key(w, "calibration"));
       if (auto o = v.get_child_optional("marker_offset"))
         d.ext.nMarkerOffset = int(json::Integer(*o, Key(w, "marker_offset"), 0, 255));
+      if (auto r = v.get_child_optional("reported_size")) {
+        d.ext.bReportSize = true;
+        d.ext.nReportedSize = int32_t(json::Integer(*r, Key(w, "reported_size"), INT32_MIN, INT32_MAX));
+      }
     } else if (k == "faults") {
       d.aFaults = Faults(v, w, &d.nDisconnectAtFrame);
     } else if (k == "fail_open") {
@@ -143,6 +149,11 @@ ClDeviceConfig Device(const Tree& node, const std::string& where) {
       const std::vector<long long> b = json::Integers(v, w, 0, 255);
       if (b.size() != size_t(kControlBytes)) json::Fail(w, "seven bytes");
       for (int i = 0; i < kControlBytes; ++i) d.aControl[size_t(i)] = uint8_t(b[size_t(i)]);
+    } else if (k == "image_bytes") {
+      const std::vector<long long> b = json::Integers(v, w, 0, 1 << 24);
+      if (b.size() != 2) json::Fail(w, "expected [normal, raw]");
+      d.nNormalBytes = b[0];
+      d.nRawBytes = b[1];
     } else if (k == "platen_seed") {
       d.nPlatenSeed = uint32_t(json::Integer(v, w, 0, 0xFFFFFFFFll));
     } else if (k == "script") {

@@ -20,6 +20,7 @@ struct ClFault {
   int64_t nAt = 0;
   int64_t nCount = 1;         // -1: from nAt on, for ever
   uint32_t nError = kErrTimeout;
+  bool bBadAlloc = false;     // the call throws std::bad_alloc instead of failing
   bool Hits(int64_t nIndex) const { return nIndex >= nAt && (nCount < 0 || nIndex < nAt + nCount); }
 };
 
@@ -28,6 +29,8 @@ struct ClExtMemoryConfig {
   int nSize = 2048;
   bool bCalibration = true;   // calibration marker "CAL\0GEO\0" at byte nMarkerOffset + 25
   int nMarkerOffset = 3;      // stored in byte 20
+  bool bReportSize = false;   // the size query reports nReportedSize, not the real size
+  int32_t nReportedSize = 0;
 };
 
 struct ClDeviceConfig {
@@ -46,6 +49,8 @@ struct ClDeviceConfig {
   int64_t nDisconnectAtFrame = -1;   // frames delivered before the device goes away
   uint32_t nOpenError = 0;           // opening fails with this error (0: it works)
   uint32_t nInfoError = 0;           // the info query fails with this error
+  // Bytes the image size records report and the image calls write; -1: width times height.
+  int64_t nNormalBytes = -1, nRawBytes = -1;
   std::array<uint8_t, kControlBytes> aControl{{0x35, 0x00, 0x08, 0x40, 0x11, 0x22, 0x33}};
   uint32_t nPlatenSeed = 1;
   ClScript script;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 namespace kxsim {
 
@@ -23,8 +24,18 @@ ClSimDevice::ClSimDevice(const ClDeviceConfig& config)
 uint32_t ClSimDevice::Fault(EEntry e) {
   const int64_t index = m_aCalls[size_t(e)]++;
   for (const ClFault& f : m_Config.aFaults)
-    if (f.eCall == e && f.Hits(index)) return f.nError;
+    if (f.eCall == e && f.Hits(index)) {
+      if (f.bBadAlloc) throw std::bad_alloc();
+      return f.nError;
+    }
   return 0;
+}
+
+int64_t ClSimDevice::ImageBytes(bool bRaw) const {
+  const int64_t n = bRaw ? m_Config.nRawBytes : m_Config.nNormalBytes;
+  if (n >= 0) return n;
+  return bRaw ? int64_t(m_Config.nRawWidth) * m_Config.nRawHeight
+              : int64_t(m_Config.nNormalWidth) * m_Config.nNormalHeight;
 }
 
 uint32_t ClSimDevice::Image(bool bRaw, int nDose, uint8_t* pOut) {
@@ -33,6 +44,11 @@ uint32_t ClSimDevice::Image(bool bRaw, int nDose, uint8_t* pOut) {
     return kErrBusy;
   }
   Peek(m_nFrames, bRaw, nDose, EOrientation::eDevice, pOut);
+  // A device that claims more bytes than its frame has writes them all.
+  const int64_t nFrame = bRaw ? int64_t(m_Config.nRawWidth) * m_Config.nRawHeight
+                              : int64_t(m_Config.nNormalWidth) * m_Config.nNormalHeight;
+  const int64_t nBytes = ImageBytes(bRaw);
+  if (nBytes > nFrame) std::memset(pOut + nFrame, 0x80, size_t(nBytes - nFrame));
   m_nLastDose = nDose;
   m_nLastMode = bRaw ? 2 : 1;
   ++m_nFrames;

@@ -21,8 +21,10 @@ class ClSimDevice {
   std::mutex& Mutex() { return m_Mutex; }
 
   // Counts a call of an entry on this device and answers the error of a scripted fault
-  // for it, 0 when the call is to go through.
+  // for it, 0 when the call is to go through; a bad_alloc fault throws.
   uint32_t Fault(EEntry eEntry);
+  // What the image size record reports as the image size, and an image call writes.
+  int64_t ImageBytes(bool bRaw) const;
   int64_t Calls(EEntry eEntry) const { return m_aCalls[size_t(eEntry)]; }
 
   bool Connected() const { return m_bConnected; }

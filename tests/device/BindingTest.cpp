@@ -56,7 +56,40 @@ TEST(Binding, SdkStartsBindingAndQueries)
   EXPECT_EQ(r["count"], "1");
 }
 
+TEST(Binding, EndedBindingGivesCleanCodes)
+{
+  // Ended by hand, and at process exit from a destructor that runs after the binding's
+  // owner: later calls get -2 instead of jumping into the unloaded library.
+  for (const char* scenario : {"end", "late"}) {
+    ClProbeResult r = RunProbe("", {scenario});
+    ASSERT_EQ(r.nExit, 0) << scenario << ": " << r.sOutput;
+    EXPECT_EQ(r["open"], "0") << scenario;
+    EXPECT_EQ(r["setled"], "-2") << scenario;
+    EXPECT_EQ(r["query"], "-2") << scenario;
+    EXPECT_EQ(r["close"], "0") << scenario;
+  }
+  ClProbeResult r = RunProbe("", {"end"});
+  EXPECT_EQ(r["instance"], "0");
+  EXPECT_EQ(r["resident"], "0") << "version 10 goes with the binding";
+  EXPECT_EQ(r["start"], "-2") << "the binding is not made again";
+}
+
+TEST(Binding, FailedUnloadInDestructorIsLoggedNotRaised)
+{
+  ClProbeResult r = RunProbe("", {"unload"});
+  ASSERT_EQ(r.nExit, 0) << r.sOutput;
+  EXPECT_EQ(r["unload"], "-204");
+  EXPECT_EQ(r["survived"], "1");
+  EXPECT_NE(r["debug"].find("stubborn-module"), std::string::npos) << r.sOutput;
+}
+
 namespace {
+// Whether the debug output of a probe holds exactly this message.
+bool HasDebugLine(const ClProbeResult& r, const std::string& sLine)
+{
+  return ("|" + r["debug"]).find("|" + sLine + "|") != std::string::npos;
+}
+
 const char szFaults[] = R"({"devices":[{"interface":0,"compatibility":7,"serial":"21234567",
   "script":[{"empty":4}],
   "faults":[{"call":"ftrScanSetDiodesStatus","error":121,"count":1},
@@ -72,6 +105,7 @@ TEST(Wrapper, WithoutLastErrorNoRetryAndVltErrText)
   EXPECT_NE(r["nothing.message"].find("KXScanAPI - Unable to open device: VltErr: -101"),
             std::string::npos)
       << r.sOutput;
+  EXPECT_TRUE(HasDebugLine(r, "Unable to open device")) << "the bare message: " << r["debug"];
   EXPECT_EQ(r["open"], "0");
   // No last error, so no way to see 121: one call, no repeat.
   EXPECT_EQ(r["setled"], "-60");
@@ -87,6 +121,7 @@ TEST(Wrapper, WithoutLastErrorNoRetryAndVltErrText)
   EXPECT_EQ(r["image"], "0");
   EXPECT_EQ(r["image.calls"], "2");
   EXPECT_NE(r["nothing.message"].find("KXScanAPI - Unable to open device:2|"), std::string::npos);
+  EXPECT_TRUE(HasDebugLine(r, "KXScanAPI - Unable to open device:2")) << r["debug"];
   EXPECT_EQ(r["names"], "KX2 21234567;");
 }
 

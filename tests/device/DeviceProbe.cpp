@@ -5,6 +5,7 @@
 #include "device/VeltranoKX1Wrapper.h"
 #include "imaging/Bitmap.h"
 #include "livescannerkx2.h"
+#include "sdk/RDLogging.h"
 #include "simulator/kxsim.h"
 
 #include <cstdio>
@@ -21,6 +22,19 @@ void Put(const char* szKey, const std::string& sValue)
     if (c == '\n')
       c = '|';
   std::printf("%s=%s\n", szKey, v.c_str());
+  std::fflush(stdout);
+}
+
+// What went to the debug output, one message a line, without time stamps.
+std::string g_sDebug;
+void CaptureDebug(const char* szLine)
+{
+  std::string s = szLine;
+  size_t at = s.find(": ");
+  s = at == std::string::npos ? s : s.substr(at + 2);
+  while (!s.empty() && s.back() == '\n')
+    s.pop_back();
+  g_sDebug += s + "\n";
 }
 
 template <class TpFn>
@@ -156,10 +170,76 @@ void ScenarioDevice(const char* szConfig)
   });
 }
 
+// Uses of a device after the binding has ended.
+void UseAfterEnd(ClRDKX2ScanAPIWrapper& scanner)
+{
+  PutCode("setled", [&] { scanner.SetLed(1); });
+  PutCode("query", [] {
+    std::list<ScannerEntry> list;
+    ClRDKXScanAPIWrapper::QueryScanners(list, 0, true);
+  });
+  PutCode("close", [&] { scanner.Close(); });
+}
+
+// The binding ended by hand: every later use gets -2, nothing calls into the library.
+void ScenarioEnd()
+{
+  ClRDKX2ScanAPIWrapper scanner;
+  PutCode("open", [&] { scanner.Open(0); });
+  std::string name = ClVeltranoKX1Wrapper::Instance()->LoadedName();
+  ClVeltranoKX1Wrapper::End();
+  Put("instance", ClVeltranoKX1Wrapper::Instance() ? "1" : "0");
+  Put("resident", Resident(name) ? "1" : "0");
+  PutCode("start", [] { ClVeltranoKX1Wrapper::Start(); });
+  UseAfterEnd(scanner);
+}
+
+// A device left open for a static destructor that runs after the binding's owner.
+ClRDKX2ScanAPIWrapper* g_pLate = nullptr;
+
+void ScenarioLate()
+{
+  g_pLate = new ClRDKX2ScanAPIWrapper();
+  PutCode("open", [] { g_pLate->Open(0); });
+}
+
+// Runs from the loader's exit processing, after every static destructor of the program.
+__attribute__((destructor)) void LateCalls()
+{
+  if (g_pLate)
+    UseAfterEnd(*g_pLate);
+}
+
+// A module the system refuses to close: the explicit Unload raises, the destructor
+// logs and the process goes on.
+struct ClStubbornModule : ClDynamicLibrary
+{
+  ClStubbornModule()
+  {
+    m_hModule = dlopen(nullptr, RTLD_NOW);
+    // Closed until the count is used up, so that the next dlclose fails.
+    for (int i = 0; i < 100 && dlclose(m_hModule) == 0; ++i) {
+    }
+    SetFile("stubborn-module");
+  }
+  void UnloadNow() { Unload(); }
+};
+
+void ScenarioUnload()
+{
+  {
+    ClStubbornModule module;
+    PutCode("unload", [&] { module.UnloadNow(); });
+  }
+  Put("survived", "1");
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
+  ClSDKLoggingLayers::m_bEnabled = true;
+  ClSDKLoggingLayers::m_pfnOutputDebugString = CaptureDebug;
   std::string scenario = argc > 1 ? argv[1] : "";
   if (scenario == "start")
     ScenarioStart();
@@ -169,9 +249,17 @@ int main(int argc, char** argv)
     ScenarioSdk();
   else if (scenario == "device")
     ScenarioDevice(argc > 2 ? argv[2] : nullptr);
+  else if (scenario == "end")
+    ScenarioEnd();
+  else if (scenario == "late")
+    ScenarioLate();
+  else if (scenario == "unload")
+    ScenarioUnload();
   else {
-    std::fprintf(stderr, "usage: %s start|pin|sdk|device [configuration]\n", argv[0]);
+    std::fprintf(stderr, "usage: %s start|pin|sdk|device|end|late|unload [configuration]\n",
+                 argv[0]);
     return 2;
   }
+  Put("debug", g_sDebug);
   return 0;
 }

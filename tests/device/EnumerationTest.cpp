@@ -148,6 +148,25 @@ TEST(Enumeration, BadDeviceSkippedOthersListed)
   EXPECT_CL_THROW(Query(0), -101, "KXScanAPI - Unable to scan interfaces:31\n");
 }
 
+TEST(Enumeration, AllocationFailureWhileNamingClosesTheDevice)
+{
+  const std::string config =
+      Config({Device(0, 7, R"("serial":"20000001")"),
+              Device(1, 7, R"("serial":"20000002",
+                "faults":[{"call":"ftrScanGetSerialNumber","bad_alloc":true}])"),
+              Device(2, 7, R"("serial":"20000003")")});
+  Sim().Load(config);
+  EXPECT_CL_THROW(Query(0), -102, "Memory allocation failed");
+  for (int i : {0, 1, 2})
+    EXPECT_EQ(Sim().State(i).nOpenHandles, 0) << "interface " << i;
+  EXPECT_EQ(Query(0).size(), 3u) << "the interface is free for the next enumeration";
+
+  Sim().Load(config);
+  uint64_t n = 0;
+  EXPECT_EQ(LS_KX2QueryScanners(nullptr, &n), -102);
+  EXPECT_EQ(Sim().State(1).nOpenHandles, 0);
+}
+
 TEST(Enumeration, ConcurrentQueriesSeeEveryScanner)
 {
   Sim().Load(Config({Device(0, 7, R"("serial":"20000001")"),

@@ -1,4 +1,5 @@
 #include "device/VeltranoFakeFingerDetectionKX2Wrapper.h"
+#include "sdk/RDLogging.h"
 #include "simulator/kxsim.h"
 #include "tests/common/SharedLibrary.h"
 
@@ -9,6 +10,7 @@
 #include <dlfcn.h>
 #include <string>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -130,4 +132,33 @@ TEST(FakeFinger, SearchPathAndVariants)
     void* h = dlopen((dir + "/" + ClFD::szLibraryFile).c_str(), RTLD_NOW | RTLD_NOLOAD);
     EXPECT_EQ(h, nullptr) << "and the library did not stay";
   }
+}
+
+namespace {
+std::vector<std::string> g_DebugLines;
+void CaptureDebug(const char* szLine)
+{
+  g_DebugLines.push_back(szLine);
+}
+} // namespace
+
+TEST(FakeFinger, NonAsciiPathKeepsItsDebugLine)
+{
+  // A UTF-8 path in the loader's message must reach the debug output whole.
+  const std::string file = "libkein_lebendtest_\xC3\xBC\xE2\x82\xAC.so";
+  bool bWasEnabled = ClSDKLoggingLayers::m_bEnabled;
+  ClSDKLoggingLayers::m_bEnabled = true;
+  ClSDKLoggingLayers::m_pfnOutputDebugString = CaptureDebug;
+  g_DebugLines.clear();
+  {
+    ClBinding b;
+    b.Start(ClFD::szSearchPath, file.c_str());
+    EXPECT_EQ(b.hHandle, nullptr);
+  }
+  ClSDKLoggingLayers::m_pfnOutputDebugString = nullptr;
+  ClSDKLoggingLayers::m_bEnabled = bWasEnabled;
+  bool bFound = false;
+  for (const std::string& line : g_DebugLines)
+    bFound = bFound || line.find(file) != std::string::npos;
+  EXPECT_TRUE(bFound) << g_DebugLines.size() << " lines";
 }

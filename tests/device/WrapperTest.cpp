@@ -108,6 +108,7 @@ TEST_F(WrapperTest, TextGettersTestSizeBeforeBuffer)
   EXPECT_EQ(n, 12u);
   EXPECT_EQ(CodeOf([&] { m_Scanner.GetSerialText(nullptr, &n); }), -701);
   EXPECT_EQ(CodeOf([&] { m_Scanner.GetSerialText(buf, nullptr); }), -701);
+  EXPECT_EQ(CodeOf([&] { m_Scanner.GetVersionRecord(nullptr); }), -701);
 }
 
 TEST_F(WrapperTest, LedStateCachedAndRetriedOnce)
@@ -191,6 +192,38 @@ TEST_F(WrapperTest, DeviceMemoryAndControlBytes)
                  "faults":[{"call":"ftrScanRestore7ControlBytes","error":5}])"));
   EXPECT_EQ(CodeOf([&] { m_Scanner.GetExtMemorySize(&size); }), -35);
   EXPECT_CL_THROW(m_Scanner.RestoreControlBytes(block), -60, "Unable to restore control bytes:5");
+  m_Scanner.Close();
+
+  // Only sizes above the 16-bit range are refused: a negative one is kept in 16 bits.
+  Open(OneKX2(R"("ext_memory":{"reported_size":-2})"));
+  m_Scanner.GetExtMemorySize(&size);
+  EXPECT_EQ(size, 65534);
+}
+
+TEST_F(WrapperTest, UnusableFrameGeometryRefusedAtOpen)
+{
+  // Rows the bitmap pads, or more bytes than the frame has, would shear or overrun it.
+  const struct
+  {
+    const char* szConfig;
+    int32_t nWidth, nHeight;
+  } cases[] = {{R"("normal_size":[801,750])", 801, 750},
+               {R"("image_bytes":[604096,2400000])", 800, 750},
+               {R"("raw_size":[1602,1500])", 800, 750},
+               {R"("image_bytes":[600000,2400001])", 800, 750}};
+  for (const auto& c : cases) {
+    Sim().Load(OneKX2(std::string(c.szConfig) + R"(,"script":[{"empty":4}])"));
+    EXPECT_EQ(CodeOf([&] { m_Scanner.Open(0); }), -62) << c.szConfig;
+    EXPECT_EQ(Sim().State(0).nOpenHandles, 0) << c.szConfig;
+    // No frame can be taken into a bitmap of the size the device reports.
+    ClBitmap bmp;
+    bmp.Create(c.nWidth, c.nHeight, 8);
+    EXPECT_EQ(CodeOf([&] { m_Scanner.GetImage(&bmp, 2, 255); }), -44) << c.szConfig;
+    EXPECT_EQ(Sim().Calls("ftrScanGetImage"), 0);
+  }
+  Sim().Load(OneKX2(R"("normal_size":[801,750])"));
+  EXPECT_CL_THROW(m_Scanner.Open(0), -62,
+                  "KXScanAPI - unusable normal image size: 801 x 750, 600750 bytes");
 }
 
 TEST_F(WrapperTest, FrameIntoBitmapWithOneRetry)

@@ -262,4 +262,10 @@ TEST(MaskSegment, ReferenceIsHalvedEvenAtLowResolution)
   small.Fill(static_cast<unsigned char>(16));
   seg.m_pReference = &small;
   EXPECT_THROW(seg.Compute(&small, &out), ClException);
+  // A reference of another height is taken off where it covers the frame.
+  ClImage shorter(800, 748, 1, 19685, 19685);
+  shorter.Fill(static_cast<unsigned char>(16));
+  seg.m_pReference = &shorter;
+  EXPECT_EQ(0, seg.Compute(&half, &out));
+  EXPECT_EQ(375, out.Height());
 }

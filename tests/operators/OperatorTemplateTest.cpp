@@ -14,6 +14,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <functional>
+#include <utility>
 
 namespace {
 
@@ -71,11 +72,21 @@ TEST(OperatorTemplate, PairsSampleBySample)
   // In place into the first input.
   Run2(sub, q, p, q);
   EXPECT_EQ(At<uint8_t>(q, 0, 0), 197);
-  // Input 2 must cover input 1.
-  MakeRandom<uint8_t>(b, 200, 37, 2);
-  sub.m_pInImage2 = &b;
-  sub.m_pOutImage = &out;
-  EXPECT_THROW(sub.Process(), ClException);
+  // Input 2 of another size is taken off where it covers input 1; the output keeps
+  // input 1's size, and beyond input 2 nothing is taken off.
+  for (auto size : {std::make_pair(200, 30), std::make_pair(210, 40), std::make_pair(150, 50)}) {
+    MakeRandom<uint8_t>(b, size.first, size.second, 2);
+    Run2(sub, a, b, out);
+    ASSERT_EQ(out.Width(), 203);
+    ASSERT_EQ(out.Height(), 37);
+    for (int32_t y = 0; y < 37; ++y)
+      for (int32_t x = 0; x < 203; ++x) {
+        const bool bCovered = x < size.first && y < size.second;
+        const int nExpected = bCovered ? std::max(At<uint8_t>(a, x, y) - At<uint8_t>(b, x, y), 0)
+                                       : At<uint8_t>(a, x, y);
+        ASSERT_EQ(At<uint8_t>(out, x, y), nExpected) << size.first << "x" << size.second;
+      }
+  }
 }
 
 TEST(OperatorTemplate, OneInputOperators)

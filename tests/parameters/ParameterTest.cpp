@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -119,6 +120,15 @@ TEST(ParameterNumeric, TextIsHexBehindTheLastXElseDecimalStoppingSilently)
   Bound<int> i(0);
   i.p.SetFromString("0xFFFFFFFF");
   EXPECT_EQ(-1, i.value);
+  // A sign behind the x negates within 32 bits; a magnitude beyond them saturates.
+  const struct { const char* szText; int nValue; } signed_cases[] = {
+      {"0x-2", -2}, {"0x-80000000", INT32_MIN}, {"0x+7f", 127}, {"0x-0", 0},
+      {"0x-1FFFFFFFF", -1}, {"0x123456789", -1}};
+  for (const auto& c : signed_cases) {
+    i.p.SetFromString(c.szText);
+    EXPECT_EQ(c.nValue, i.value) << c.szText;
+  }
+  EXPECT_CL_THROW(u.p.SetFromString("0x-2"), -35, "Value out of range");
 
   Bound<double> d(0);
   d.p.SetFromString("0xFFFFFFFF");
