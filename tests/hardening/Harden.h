@@ -1,0 +1,136 @@
+#pragma once
+// What the hardening suites share: a short simulator script, the scripted sequence of
+// export calls, and the checks that nothing is left behind after a run.
+#include "device/InterprocessLock.h"
+#include "livescannerkx2.h"
+#include "tests/device/SimControl.h"
+
+#include <dirent.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace harden {
+
+constexpr const char* szScanner = "KX2 21234567";
+
+// A script short enough to run hundreds of times: a placed, held and lifted finger, then a
+// roll, looping.
+inline std::string Script()
+{
+  return R"("script":[{"empty":2},{"place":3,"finger":{"seed":7,"pressure":0.8}},{"still":10},)"
+         R"({"lift":2},{"empty":2},{"roll":24,"from_x":260,"to_x":540},{"lift":2},{"empty":2}])";
+}
+
+// One device with the script and the given device faults; sTopFaults go to the calls made
+// without a device.
+inline std::string Config(const std::string& sDeviceFaults = "", const std::string& sTopFaults = "")
+{
+  return "{\"frame_interval_ms\":0,\"faults\":[" + sTopFaults + "],\"devices\":[{\"interface\":0,\"faults\":[" +
+         sDeviceFaults + "]," + Script() + "}]}";
+}
+
+inline ClSimControl& Sim()
+{
+  return ClSimControl::Get();
+}
+
+inline int Threads()
+{
+  int n = 0;
+  if (DIR* d = opendir("/proc/self/task")) {
+    while (dirent* e = readdir(d))
+      n += e->d_name[0] != '.';
+    closedir(d);
+  }
+  return n;
+}
+
+// True when no one holds the machine-wide claim of the scanner.
+inline bool ClaimFree()
+{
+  ClInterprocessLock lock(szScanner);
+  return lock.TryLock();
+}
+
+using FnImage = int32_t (*)(LS_KX2_HANDLE, uint8_t*, double*, uint8_t*, int32_t*);
+
+// Codes the exports answered during a run, by code (0 left out).
+struct StOutcome
+{
+  std::map<int32_t, int> codes;
+  bool bCompleted = true; // every step answered 0
+  void Note(int32_t n)
+  {
+    if (n != 0) {
+      ++codes[n];
+      bCompleted = false;
+    }
+  }
+};
+
+// Triggers and fetches until the finger flag; stops at the first refusal.
+inline int32_t CaptureUntilFinger(LS_KX2_HANDLE h, FnImage fn, int nMaxFrames, StOutcome& out)
+{
+  std::vector<uint8_t> image(800 * 750);
+  double d = 0;
+  uint8_t bFinger = 0;
+  int32_t nStatus = 0;
+  for (int i = 0; i < nMaxFrames; ++i) {
+    int32_t n = LS_KX2TriggerScanner(h);
+    if (n == 0)
+      n = fn(h, image.data(), &d, &bFinger, &nStatus);
+    out.Note(n);
+    if (n != 0 || bFinger)
+      return n;
+  }
+  out.Note(-9999); // never saw the finger
+  return -9999;
+}
+
+// One plain image without trigger: what an application tries after a fault has passed.
+inline int32_t FreshCapture(LS_KX2_HANDLE h)
+{
+  std::vector<uint8_t> image(800 * 750);
+  double d = 0;
+  uint8_t b = 0;
+  int32_t s = 0;
+  int32_t n = LS_KX2SetCaptureMode(h, LS_KX2_MODE_SINGLE_SHOT);
+  return n ? n : LS_KX2GetImage(h, image.data(), &d, &b, &s);
+}
+
+// Every mode, a plain capture, a roll, the JSON document read and written. Returns with the
+// handle still open (or null when the open failed).
+inline LS_KX2_HANDLE Sequence(StOutcome& out)
+{
+  LS_KX2_HANDLE h = nullptr;
+  out.Note(LS_KX2OpenScanner(szScanner, &h));
+  if (!h)
+    return nullptr;
+  for (uint32_t m : {LS_KX2_MODE_PREVIEW, LS_KX2_MODE_TRIGGERED, LS_KX2_MODE_SINGLE_SHOT, LS_KX2_MODE_LIVENESS,
+                     LS_KX2_MODE_ROLL, LS_KX2_MODE_PLAIN})
+    out.Note(LS_KX2SetCaptureMode(h, m));
+  std::vector<uint8_t> image(800 * 750);
+  double d = 0;
+  uint8_t b = 0;
+  int32_t s = 0;
+  if (CaptureUntilFinger(h, LS_KX2GetPreviewImage, 60, out) == 0)
+    out.Note(LS_KX2GetImage(h, image.data(), &d, &b, &s));
+  int32_t n = LS_KX2SetCaptureMode(h, LS_KX2_MODE_ROLL);
+  out.Note(n);
+  if (n == 0)
+    CaptureUntilFinger(h, LS_KX2GetRollImage, 120, out);
+  uint64_t nSize = 0;
+  n = LS_KX2ExtendedScannerAccess(h, 6, nullptr, &nSize);
+  if (n != -702)
+    out.Note(n == 0 ? -9998 : n);
+  std::string text(nSize + 1, '\0');
+  out.Note(LS_KX2ExtendedScannerAccess(h, 6, reinterpret_cast<uint8_t*>(text.data()), &nSize));
+  std::string sWrite = R"({"KX2":{"ROLLFINGER":{"MERGED_LEN_THRESHOLD":"40"}}})";
+  nSize = sWrite.size() + 1;
+  out.Note(LS_KX2ExtendedScannerAccess(h, 7, reinterpret_cast<uint8_t*>(sWrite.data()), &nSize));
+  return h;
+}
+
+} // namespace harden
