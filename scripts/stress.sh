@@ -1,0 +1,12 @@
+#!/usr/bin/env bash
+# Full hardening counts: the stress at 8 threads x 1000 rounds and the fault injection at
+# every position of every device call, in the ASan build (or the folder given).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+dir=${1:-$(bash scripts/build.sh --asan | tail -1)}
+cmake --build "$dir" -j"$(nproc)" --target hardening_fault_tests hardening_stress_tests hardening_lifecycle_tests >/dev/null
+export VELTRANO_SDK_LOCK_DIR=${VELTRANO_SDK_LOCK_DIR:-$(mktemp -d)}
+export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:halt_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+LSKX2_STRESS_ROUNDS=1000 "$dir/bin/hardening_stress_tests"
+LSKX2_FAULT_FULL=1 "$dir/bin/hardening_fault_tests"
+"$dir/bin/hardening_lifecycle_tests"
