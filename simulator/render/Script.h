@@ -24,6 +24,8 @@ struct ClRollSpec {
   int nSlipX = 0, nSlipY = 0;
   double dLiftAt = -1.0;    // fraction of the move at which the finger leaves the platen
   int nLiftFrames = 0;      // ... for this many frames
+  int nTouchdown = 3;       // frames over which the contact grows at the start (0: at once)
+  double dDrift = 6.0;      // vertical drift of the finger over the whole roll, pixels
 };
 
 struct ClScriptStep {
@@ -34,6 +36,8 @@ struct ClScriptStep {
   bool bFinger = false;     // the finger changes from this step on
   ClFinger finger;
   ClRollSpec roll;
+  int nSettle = 0;          // place: frames after placing in which the finger still settles
+  ClLatentPrint latent;     // lift: the print left behind (strength 0: none)
 };
 
 // What the script does at one frame.
@@ -43,6 +47,11 @@ struct ClFrameInfo {
   int nFrameInStep = 0;
   int nKindIndex = 0;       // this step is the n-th step of its kind (0-based)
 };
+
+// A finger of a named kind: "rigid" (no distortion, tremor, shaped roll contact or uneven
+// light), "faint", "light", "normal", "strong" (central contrast about 30 to 150), "dry",
+// "wet"; other settings are kept from base. Throws ClSimConfigError for other names.
+ClFinger FingerPreset(const std::string& sName, const ClFinger& base = ClFinger());
 
 class ClScript {
  public:
@@ -80,12 +89,17 @@ class ClScript {
     double dResidue = 0.0;
     ClFinger finger;
     ClScene before;         // last contact before this step (for still and lift)
+    ClLatentPrint latent;   // the print on the platen when this step begins
+    std::shared_ptr<const ClScene> pLatentScene;
   };
   void Expand();
   int RunAt(uint64_t nFrame, int64_t& nLocal) const;
-  ClScene SceneOf(int nRun, int64_t nLocal) const;
+  ClScene SceneOf(int nRun, int64_t nLocal, bool bTremor = true) const;
   ClScene LastScene(int nRun) const;
   ClScene RollScene(int nRun, double dFraction) const;
+  // Small movements of a held finger at frame nFrame of the pass.
+  static void Tremble(ClScene& scene, int64_t nFrame);
+  static void Settle(ClScene& scene, double dProgress);
 
   std::vector<ClScriptStep> m_aSteps;
   std::vector<ClRun> m_aRuns;

@@ -113,7 +113,8 @@ TEST(SimScript, GroundTruthExistsForEachRollAndStill) {
   EXPECT_FALSE(sim.RollTruth(1, EOrientation::eDisplay, image, mask));
   ASSERT_TRUE(sim.PlainTruth(0, EOrientation::eDisplay, image, mask));
   const int64_t touched = std::count(mask.aPixels.begin(), mask.aPixels.end(), 255);
-  EXPECT_EQ(touched, sim.ContactPixels(20)) << "the plain truth covers the held finger";
+  // The held finger trembles a little about the place the truth shows.
+  EXPECT_NEAR(double(touched), double(sim.ContactPixels(20)), 0.01 * double(touched));
   // Noise and residue are absent: the background is one grey level.
   EXPECT_EQ(image.At(5, 5), image.At(790, 740));
 }
