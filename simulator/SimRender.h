@@ -61,7 +61,7 @@ class ClSimulator {
 
   // Ground truth at the normal size (see ClScript).
   bool RollTruth(int nRoll, EOrientation eOrientation, ClGreyImage& image, ClGreyImage& mask,
-                 int nDose = kNormalDose);
+                 int nDose = kNormalDose, bool bAsSeen = false);
   bool PlainTruth(int nStill, EOrientation eOrientation, ClGreyImage& image, ClGreyImage& mask,
                   int nDose = kNormalDose);
   // Platen pixels the finger touches at frame n.

@@ -46,7 +46,7 @@ ClContactModel::ClContactModel(const ClScene& scene, int W, int H, const ClFinge
     m_dAnchorY = cy0 + (bIdeal ? 0.0 : scene.dDrift);
     m_nDirection = scene.nRollDirection < 0 ? -1 : 1;
     const double speed = std::min(2.0, std::fabs(scene.dRollSpeed) / kNominalSpeed);
-    m_dStretch = 13.0 * distortion * (m_dA / 100.0) * (0.5 + 0.625 * p) * (speed > 0.0 ? 0.5 + 0.5 * speed : 0.0);
+    m_dStretch = 17.0 * distortion * (m_dA / 100.0) * (0.5 + 0.625 * p) * (speed > 0.0 ? 0.5 + 0.5 * speed : 0.0);
     ex = std::max(m_dA * 1.1, m_dBandHalf);
     ey = m_dB;
   } else {
@@ -96,7 +96,7 @@ double ClContactModel::RollContact(double qx, double qy) const {
   const double half = m_dA * (1.0 + 0.08 * std::clamp(qy / m_dB, -1.0, 1.0));
   const double u = qx / half;
   const double r = u * u + std::pow(t, 2.5);
-  const double shaped = std::min(1.0, 1.8 * (1.0 - r));
+  const double shaped = std::min(1.0, 2.5 * (1.0 - r));
   return m_dShape >= 1.0 ? shaped : strip + (shaped - strip) * m_dShape;
 }
 

@@ -296,42 +296,4 @@ int64_t ClScript::FirstFrameOf(EStep eKind, int nIndex) const {
   return -1;
 }
 
-bool ClScript::RollTruth(int nRoll, ClFrameRenderer& renderer, int W, int H, int nDose,
-                         EOrientation eOrientation, ClGreyImage& image, ClGreyImage& mask) const {
-  int n = -1;
-  for (size_t i = 0; i < m_aSteps.size(); ++i)
-    if (m_aSteps[i].eKind == EStep::eRoll && m_aRuns[i].nKindIndex == nRoll) n = int(i);
-  if (n < 0 || W <= 0 || H <= 0) return false;
-  image = ClGreyImage(W, H, uint8_t(ClPlatenBackground::DarkLevel(nDose)));
-  mask = ClGreyImage(W, H, 0);
-  ClGreyImage frame(W, H), touched(W, H);
-  for (int64_t k = 0; k < m_aRuns[size_t(n)].nLength; ++k) {
-    ClScene s = SceneOf(n, k);
-    if (s.eContact == EContact::eNone) continue;
-    s.dResidue = 0.0;
-    renderer.RenderIdeal(s, W, H, nDose, true, eOrientation, frame.aPixels.data(), touched.aPixels.data());
-    for (size_t i = 0; i < frame.aPixels.size(); ++i)
-      if (touched.aPixels[i]) {
-        image.aPixels[i] = frame.aPixels[i];
-        mask.aPixels[i] = 255;
-      }
-  }
-  return true;
-}
-
-bool ClScript::PlainTruth(int nStill, ClFrameRenderer& renderer, int W, int H, int nDose,
-                          EOrientation eOrientation, ClGreyImage& image, ClGreyImage& mask) const {
-  for (size_t i = 0; i < m_aSteps.size(); ++i) {
-    if (m_aSteps[i].eKind != EStep::eStill || m_aRuns[i].nKindIndex != nStill) continue;
-    if (W <= 0 || H <= 0) return false;
-    ClScene s = SceneOf(int(i), 0, false);
-    s.dResidue = 0.0;
-    image = ClGreyImage(W, H);
-    mask = ClGreyImage(W, H);
-    renderer.RenderIdeal(s, W, H, nDose, false, eOrientation, image.aPixels.data(), mask.aPixels.data());
-    return true;
-  }
-  return false;
-}
-
 }  // namespace kxsim

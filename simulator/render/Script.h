@@ -75,9 +75,11 @@ class ClScript {
   int64_t FirstFrameOf(EStep eKind, int nIndex) const;
 
   // Ideal rolled print of the n-th roll: perfect contact over the union of the patches
-  // that touched the platen, flat background elsewhere; mask 255 on that union.
+  // that touched the platen, flat background elsewhere; mask 255 on that union. The print
+  // is undistorted; bAsSeen gives instead each skin point where the frames showed it when
+  // the centre line of the contact passed over it (what a perfect roll merge rebuilds).
   bool RollTruth(int nRoll, ClFrameRenderer& renderer, int nWidth, int nHeight, int nDose,
-                 EOrientation eOrientation, ClGreyImage& image, ClGreyImage& mask) const;
+                 EOrientation eOrientation, ClGreyImage& image, ClGreyImage& mask, bool bAsSeen = false) const;
   // Ideal plain print of the n-th still step: the held finger without noise or residue.
   bool PlainTruth(int nStill, ClFrameRenderer& renderer, int nWidth, int nHeight, int nDose,
                   EOrientation eOrientation, ClGreyImage& image, ClGreyImage& mask) const;
