@@ -22,7 +22,7 @@ ClContactModel::ClContactModel(const ClScene& scene, int W, int H, const ClFinge
   const double tilt = f.dTilt * kPi / 180.0 + scene.dTurn;
   m_dCos = std::cos(tilt);
   m_dSin = std::sin(tilt);
-  m_dUneven = 0.13 * std::max(0.0, f.dUneven);
+  m_dUneven = 0.18 * std::max(0.0, f.dUneven);
   m_dPhase = double(Mix64(f.nSeed ^ 0xD15707ull) % 6283) / 1000.0;
   const double cy0 = f.dCentreY < 0.0 ? H * 0.5 : f.dCentreY;
   const double distortion = bIdeal ? 0.0 : std::max(0.0, f.dDistortion);
@@ -139,7 +139,9 @@ ClContactModel::ClSample ClContactModel::At(double x, double y) const {
   const double ay = y - m_dAnchorY - (m_dSin * dx + m_dCos * dy);
   s.dTexX = m_dTexX0 + m_dCos * ax + m_dSin * ay;
   s.dTexY = m_dTexY0 - m_dSin * ax + m_dCos * ay;
-  s.dGain = 1.0 + (m_dUneven > 0.0 ? m_dUneven * m_Texture.Tone(s.dTexX, s.dTexY) : 0.0);
+  // Uneven light shows where the skin presses; the faint rim keeps the shape of the contact.
+  const double firm = std::clamp((s.dContact - 0.1) * 2.0, 0.0, 1.0);
+  s.dGain = 1.0 + (m_dUneven > 0.0 ? m_dUneven * firm * m_Texture.Tone(s.dTexX, s.dTexY) : 0.0);
   return s;
 }
 

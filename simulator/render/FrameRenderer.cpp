@@ -146,9 +146,12 @@ void ClFrameRenderer::BuildShading(const ClShadeKey& k) {
   const double pe = std::clamp(k.dPressure, 0.0, 1.0) * (0.35 + 0.65 * std::clamp(k.dPlaced, 0.0, 1.0));
   const double wet = std::max(0.0, std::min(1.0, k.dMoisture));
   const double dry = std::max(0.0, std::min(1.0, -k.dMoisture));
-  // A set contrast replaces the one that pressure gives at the centre (about 150 at dose 2).
+  // A set contrast replaces the ridge to valley step that pressure gives at the centre
+  // (about 140 at dose 2), scaled with the dose as ever.
   double light = 215.0 * ClPlatenBackground::Illumination(k.nDose) * (1.0 - 0.35 * dry);
-  if (k.dContrast > 0.0) light *= k.dContrast / (150.0 * (0.7 + 0.3 * pe) * (1.0 - 0.35 * dry));
+  if (k.dContrast > 0.0)
+    light = k.dContrast * ClPlatenBackground::Illumination(k.nDose) / ClPlatenBackground::Illumination(2) /
+            (0.7 + 0.3 * pe - 0.07 - 0.25 * wet);
   // Firm or wet contact widens the ridges; a dry finger touches with its ridge tops only.
   const double base = 0.05 - 0.3 * pe - 0.35 * wet + 0.25 * dry;
   for (int ci = 0; ci < kLevels; ++ci) {
