@@ -36,7 +36,6 @@ inline void PlainRun(const uint8_t* pBg, const int8_t* pNoise, uint8_t* pOut, in
   }
 }
 
-inline int32_t Lerp(const int32_t* a, int i, int32_t w) { return a[i] + (((a[i + 1] - a[i]) * w) >> 8); }
 
 }  // namespace
 
@@ -177,6 +176,7 @@ void ClFrameRenderer::PrepareColumns(int W) {
   m_aOutNode.resize(size_t(W));
   m_aOutW.resize(size_t(W));
   m_aRowV.resize(size_t(W));
+  m_aSegStart.assign(size_t(m_nNodesX) + 1, W);
   // Sample centres aligned: output pixel x sees scene (x + 0.5) * sceneWidth / W - 0.5.
   for (int x = 0; x < W; ++x) {
     const double s = std::clamp((x + 0.5) * m_nSceneWidth / W - 0.5, 0.0, double(m_nSceneWidth - 1));
@@ -184,39 +184,51 @@ void ClFrameRenderer::PrepareColumns(int W) {
     m_aOutNode[size_t(x)] = q / (256 * kCell);
     m_aOutW[size_t(x)] = (q % (256 * kCell)) / kCell;
   }
+  for (int x = W - 1; x >= 0; --x) m_aSegStart[size_t(m_aOutNode[size_t(x)])] = x;
+  for (int i = m_nNodesX - 1; i >= 0; --i)
+    m_aSegStart[size_t(i)] = std::min(m_aSegStart[size_t(i)], m_aSegStart[size_t(i) + 1]);
 }
 
 template <bool bMod>
-void ClFrameRenderer::ShadePixels(int xl, int xr, uint8_t* pMask) {
-  const int32_t* rc = m_aRowC.data();
-  const int32_t* rtx = m_aRowTX.data();
-  const int32_t* rty = m_aRowTY.data();
-  const int32_t* rg = m_aRowG.data();
-  const int32_t* on = m_aOutNode.data();
-  const int32_t* ow = m_aOutW.data();
+void ClFrameRenderer::ShadePixels(int il, int ir, int xl, int xr, uint8_t* pMask) {
   const int8_t* tex = m_pRidges;
   const int8_t* mod = m_aMod.data();
   const uint8_t* shade = m_aShade.data();
   uint8_t* v = m_aRowV.data();
-  for (int x = xl; x <= xr; ++x) {
-    const int i = on[x];
-    const int32_t w = ow[x];
-    const int32_t c = Lerp(rc, i, w);
-    if (c <= 0) {
-      v[x] = 0;
-      continue;
+  const double perPixel = double(m_nSceneWidth) / (double(m_nColsW) * kCell);  // grid cells per output pixel
+  // Node to node, the fields are linear: step them per pixel in 1/256 of their units.
+  for (int i = il; i < ir; ++i) {
+    const int xs = std::max(xl, m_aSegStart[size_t(i)]), xe = std::min(xr, m_aSegStart[size_t(i) + 1] - 1);
+    if (xs > xe) continue;
+    const double w0 = m_aOutW[size_t(xs)] / 256.0;
+    auto start = [&](const std::vector<int32_t>& a, int32_t& acc, int32_t& step) {
+      const double d = double(a[size_t(i) + 1] - a[size_t(i)]);
+      acc = int32_t(std::lround((a[size_t(i)] + d * w0) * 256.0));
+      step = int32_t(std::lround(d * perPixel * 256.0));
+    };
+    int32_t c, dc, tx, dtx, ty, dty, g, dg;
+    start(m_aRowC, c, dc);
+    start(m_aRowTX, tx, dtx);
+    start(m_aRowTY, ty, dty);
+    start(m_aRowG, g, dg);
+    for (int x = xs; x <= xe; ++x, c += dc, tx += dtx, ty += dty, g += dg) {
+      if (c <= 0) {
+        v[x] = 0;
+        continue;
+      }
+      const int32_t px = tx >> 8, py = ty >> 8;
+      const int ix = px >> 8, iy = py >> 8, fx = px & 255, fy = py & 255;
+      const size_t at = size_t(iy) * kTexW + size_t(ix);
+      const int8_t* p = tex + at;
+      const int top = p[0] * 256 + (p[1] - p[0]) * fx;
+      const int bot = p[kTexW] * 256 + (p[kTexW + 1] - p[kTexW]) * fx;
+      int t = (top * 256 + (bot - top) * fy) >> 16;
+      if (bMod) t = std::clamp(t + mod[at], -128, 127);
+      const int level = std::min(c >> 14, kLevels - 1);
+      const int s = shade[size_t(level) * 256 + size_t(t + 128)];
+      v[x] = uint8_t(std::min(255, (s * (g >> 8)) >> 8));
+      if (pMask && c >= (kTouch << 8)) pMask[x] = 255;
     }
-    const int32_t tx = Lerp(rtx, i, w), ty = Lerp(rty, i, w);
-    const int ix = tx >> 8, iy = ty >> 8, fx = tx & 255, fy = ty & 255;
-    const size_t at = size_t(iy) * kTexW + size_t(ix);
-    const int8_t* p = tex + at;
-    const int top = p[0] * 256 + (p[1] - p[0]) * fx;
-    const int bot = p[kTexW] * 256 + (p[kTexW + 1] - p[kTexW]) * fx;
-    int t = (top * 256 + (bot - top) * fy) >> 16;
-    if (bMod) t = std::clamp(t + mod[at], -128, 127);
-    const int s = shade[size_t(std::min(c >> 6, kLevels - 1)) * 256 + size_t(t + 128)];
-    v[x] = uint8_t(std::min(255, (s * Lerp(rg, i, w)) >> 8));
-    if (pMask && c >= kTouch) pMask[x] = 255;
   }
 }
 
@@ -244,8 +256,8 @@ bool ClFrameRenderer::ShadeRow(int W, int H, int y, int& xl, int& xr, uint8_t* p
   while (xl <= xr && m_aOutNode[size_t(xl)] < il) ++xl;
   while (xr >= xl && m_aOutNode[size_t(xr)] >= ir) --xr;
   if (xl > xr) return false;
-  if (m_bMod) ShadePixels<true>(xl, xr, pMask);
-  else ShadePixels<false>(xl, xr, pMask);
+  if (m_bMod) ShadePixels<true>(il, ir, xl, xr, pMask);
+  else ShadePixels<false>(il, ir, xl, xr, pMask);
   return true;
 }
 

@@ -81,7 +81,7 @@ class ClFrameRenderer {
   // [xl, xr], 255 into pMask where the finger touches; false when the row shows none.
   bool ShadeRow(int nWidth, int nHeight, int y, int& xl, int& xr, uint8_t* pMask);
   template <bool bMod>
-  void ShadePixels(int xl, int xr, uint8_t* pMask);
+  void ShadePixels(int il, int ir, int xl, int xr, uint8_t* pMask);
   // The print a lifted finger left, at scene resolution, for the background.
   const ClLatentMap* Latent(const ClScene& scene);
   // Composes output rows from the background, the shading and the noise (null for none).
@@ -105,6 +105,7 @@ class ClFrameRenderer {
   std::vector<uint8_t> m_aRowV;
   int m_nColsW = 0;
   std::vector<int32_t> m_aOutNode, m_aOutW;  // per output column: grid column and weight
+  std::vector<int32_t> m_aSegStart;          // per grid column: first output column in its cell
 
   // Shading table: brightness above the background by contact level and ridge value.
   static constexpr int kLevels = 64;
