@@ -98,6 +98,8 @@ void ClScript::Expand() {
   ClScene last;
   ClLatentPrint latent;
   std::shared_ptr<const ClScene> latentScene;
+  double jitter = 0.0;
+  m_aDrops.clear();
   int counts[5] = {0, 0, 0, 0, 0};
   for (size_t i = 0; i < m_aSteps.size(); ++i) {
     const ClScriptStep& s = m_aSteps[i];
@@ -116,6 +118,10 @@ void ClScript::Expand() {
     run.before = last;
     run.latent = latent;
     run.pLatentScene = latentScene;
+    if (s.bJitter) jitter = s.dJitterMs;
+    run.dJitterMs = jitter;
+    for (int k : s.aDrop)
+      if (k >= 0 && k < run.nLength) m_aDrops.push_back(start + k);
     m_aRuns.push_back(run);
     if (s.eKind == EStep::eLift && s.latent.dStrength > 0.0 && last.eContact != EContact::eNone) {
       latent = s.latent;
@@ -127,7 +133,9 @@ void ClScript::Expand() {
     last = LastScene(int(i));
     start += run.nLength;
   }
-  m_nFrames = start;
+  std::sort(m_aDrops.begin(), m_aDrops.end());
+  m_aDrops.erase(std::unique(m_aDrops.begin(), m_aDrops.end()), m_aDrops.end());
+  m_nFrames = start - int64_t(m_aDrops.size());
 }
 
 ClScene ClScript::LastScene(int n) const {
@@ -261,10 +269,33 @@ void ClScript::Tremble(ClScene& s, int64_t nFrame) {
   for (int i = 0; i < 3; ++i) s.dWobble[i] = Jitter(nFrame, 4 + i);
 }
 
+int64_t ClScript::Delivered(uint64_t nFrame) const {
+  return m_bLoop ? int64_t(nFrame % uint64_t(m_nFrames)) : int64_t(std::min<uint64_t>(nFrame, uint64_t(m_nFrames - 1)));
+}
+
+int64_t ClScript::ScriptFrame(int64_t d) const {
+  int64_t f = d;
+  for (int64_t drop : m_aDrops) {
+    if (drop > f) break;
+    ++f;
+  }
+  return f;
+}
+
+ClFrameTiming ClScript::TimingAt(uint64_t nFrame) const {
+  ClFrameTiming t;
+  if (m_nFrames <= 0) return t;
+  const int64_t d = Delivered(nFrame), f = ScriptFrame(d);
+  t.nLost = int(f - (d > 0 ? ScriptFrame(d - 1) : -1) - 1);
+  int64_t local = 0;
+  const int n = RunAt(nFrame, local);
+  t.dJitterMs = m_aRuns[size_t(n)].dJitterMs * Jitter(f, 11);
+  return t;
+}
+
 int ClScript::RunAt(uint64_t nFrame, int64_t& local) const {
   if (m_nFrames <= 0) return -1;
-  const int64_t f = m_bLoop ? int64_t(nFrame % uint64_t(m_nFrames))
-                            : int64_t(std::min<uint64_t>(nFrame, uint64_t(m_nFrames - 1)));
+  const int64_t f = ScriptFrame(Delivered(nFrame));
   auto it = std::upper_bound(m_aRuns.begin(), m_aRuns.end(), f,
                              [](int64_t v, const ClRun& r) { return v < r.nStart; });
   const int n = int(it - m_aRuns.begin()) - 1;
@@ -292,7 +323,9 @@ ClFrameInfo ClScript::InfoAt(uint64_t nFrame) const {
 
 int64_t ClScript::FirstFrameOf(EStep eKind, int nIndex) const {
   for (size_t i = 0; i < m_aSteps.size(); ++i)
-    if (m_aSteps[i].eKind == eKind && m_aRuns[i].nKindIndex == nIndex) return m_aRuns[i].nStart;
+    if (m_aSteps[i].eKind == eKind && m_aRuns[i].nKindIndex == nIndex)
+      return m_aRuns[i].nStart -
+             (std::lower_bound(m_aDrops.begin(), m_aDrops.end(), m_aRuns[i].nStart) - m_aDrops.begin());
   return -1;
 }
 

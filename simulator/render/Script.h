@@ -5,6 +5,7 @@
 
 #include "simulator/render/SimTypes.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -38,6 +39,19 @@ struct ClScriptStep {
   ClRollSpec roll;
   int nSettle = 0;          // place: frames after placing in which the finger still settles
   ClLatentPrint latent;     // lift: the print left behind (strength 0: none)
+  std::vector<int> aDrop;   // frames of this step the device loses (0-based in the step)
+  bool bJitter = false;     // the jitter of the frame interval changes from this step on
+  double dJitterMs = 0.0;
+};
+
+// How long the image call of a frame lasts: longer by the frames lost just before it, and
+// shifted by the script's jitter.
+struct ClFrameTiming {
+  int nLost = 0;
+  double dJitterMs = 0.0;
+  int IntervalMs(int nBaseMs) const {
+    return nBaseMs <= 0 ? 0 : std::max(0, int(nBaseMs * (1 + nLost) + dJitterMs + 0.5));
+  }
 };
 
 // What the script does at one frame.
@@ -66,8 +80,10 @@ class ClScript {
   void SetLoop(bool bLoop) { m_bLoop = bLoop; }
   bool Loop() const { return m_bLoop; }
 
-  // Frames of one pass through the script.
+  // Frames of one pass through the script, as the device delivers them (lost frames left out).
+  // Every frame number below counts delivered frames.
   int64_t FrameCount() const { return m_nFrames; }
+  ClFrameTiming TimingAt(uint64_t nFrame) const;
   // Scene at frame nFrame: the script repeats when it loops, else its last frame stays.
   ClScene SceneAt(uint64_t nFrame) const;
   ClFrameInfo InfoAt(uint64_t nFrame) const;
@@ -93,7 +109,11 @@ class ClScript {
     ClScene before;         // last contact before this step (for still and lift)
     ClLatentPrint latent;   // the print on the platen when this step begins
     std::shared_ptr<const ClScene> pLatentScene;
+    double dJitterMs = 0.0;
   };
+  // Script frame (lost ones counted) of a delivered frame within the pass.
+  int64_t ScriptFrame(int64_t nDelivered) const;
+  int64_t Delivered(uint64_t nFrame) const;
   void Expand();
   int RunAt(uint64_t nFrame, int64_t& nLocal) const;
   ClScene SceneOf(int nRun, int64_t nLocal, bool bTremor = true) const;
@@ -106,6 +126,7 @@ class ClScript {
   std::vector<ClScriptStep> m_aSteps;
   std::vector<ClRun> m_aRuns;
   int64_t m_nFrames = 0;
+  std::vector<int64_t> m_aDrops;  // lost script frames, ascending
   bool m_bLoop = true;
 };
 

@@ -159,17 +159,24 @@ ClScriptStep ParseStep(const Tree& node, const std::string& where) {
   if (kinds != 1) json::Fail(where, "a step needs exactly one of empty, place, still, lift or roll");
   if (s.eKind == EStep::eRoll) {
     json::CheckKeys(node, where, {"roll", "residue", "finger", "from_x", "to_x", "path", "patch_width",
-                                  "settle", "back", "slip", "lifted", "touchdown", "drift"});
+                                  "settle", "back", "slip", "lifted", "touchdown", "drift", "drop", "jitter_ms"});
     s.roll = ParseRoll(node, where);
   } else if (s.eKind == EStep::ePlace) {
-    json::CheckKeys(node, where, {"place", "residue", "finger", "settle"});
+    json::CheckKeys(node, where, {"place", "residue", "finger", "settle", "drop", "jitter_ms"});
     if (auto v = node.get_child_optional("settle")) s.nSettle = int(json::Integer(*v, Key(where, "settle"), 0, 100000));
   } else if (s.eKind == EStep::eLift) {
-    json::CheckKeys(node, where, {"lift", "residue", "finger", "latent", "smear"});
+    json::CheckKeys(node, where, {"lift", "residue", "finger", "latent", "smear", "drop", "jitter_ms"});
     if (auto v = node.get_child_optional("latent")) s.latent.dStrength = json::Number(*v, Key(where, "latent"), 0.0, 1.0);
     if (auto v = node.get_child_optional("smear")) s.latent.dSmear = json::Number(*v, Key(where, "smear"), 0.0, 1.0);
   } else {
-    json::CheckKeys(node, where, {kKinds[int(s.eKind)], "residue", "finger"});
+    json::CheckKeys(node, where, {kKinds[int(s.eKind)], "residue", "finger", "drop", "jitter_ms"});
+  }
+  if (auto v = node.get_child_optional("drop")) {
+    for (long long k : json::Integers(*v, Key(where, "drop"), 0, kMaxFrames)) s.aDrop.push_back(int(k));
+  }
+  if (auto v = node.get_child_optional("jitter_ms")) {
+    s.bJitter = true;
+    s.dJitterMs = json::Number(*v, Key(where, "jitter_ms"), 0.0, 1000.0);
   }
   if (auto v = node.get_child_optional("residue")) {
     s.bResidue = true;

@@ -343,3 +343,28 @@ TEST(SimRealism, PresetsSpanFaintToStrongAndPeriodsEightToTwelve) {
     EXPECT_NEAR(sum / 3, period, 1.0);
   }
 }
+
+TEST(SimRealism, RollAsSeenTruthHoldsWhatEachFrameShowedAtItsCentreLine) {
+  ClSimulator sim(Roll(ClFinger()));
+  ClGreyImage truth, truthMask, seen, seenMask;
+  ASSERT_TRUE(sim.RollTruth(0, EOrientation::eDisplay, truth, truthMask));
+  ASSERT_TRUE(sim.RollTruth(0, EOrientation::eDisplay, seen, seenMask, kNormalDose, true));
+  EXPECT_EQ(truthMask.aPixels, seenMask.aPixels) << "both cover all touched skin";
+  double seenSum = 0, truthSum = 0;
+  int frames = 0;
+  for (int n = kLead + kSettle + 4; n < kLead + kSettle + 32; n += 4) {
+    const ClGreyImage frame = sim.Frame(uint64_t(n), false, -1, EOrientation::eDisplay);
+    const std::vector<uint8_t> lit = LitMask(frame, 40);
+    // The centre line of the contact.
+    const int centre = int(sim.Scene(uint64_t(n)).dPatchX);
+    std::vector<uint8_t> band(lit.size(), 0);
+    for (int y = 0; y < kNormalHeight; ++y)
+      for (int x = centre - 4; x <= centre + 4; ++x)
+        band[size_t(y) * kNormalWidth + size_t(x)] = lit[size_t(y) * kNormalWidth + size_t(x)];
+    seenSum += Correlation(frame, seen, band);
+    truthSum += Correlation(frame, truth, band);
+    ++frames;
+  }
+  EXPECT_GT(seenSum / frames, 0.85);
+  EXPECT_GT(seenSum, truthSum) << "the undistorted print lies where the finger started, without its drift";
+}
