@@ -66,7 +66,7 @@ void ClFrameRenderer::UseTexture(const ClFinger& f) {
   BuildModifiers(f);
 }
 
-void ClFrameRenderer::BuildModifiers(const ClFinger& f) {
+KXSIM_UNCHECKED_BY_TSAN void ClFrameRenderer::BuildModifiers(const ClFinger& f) {
   const ClModKey key{m_pTexture.get(), f.dMoisture, std::max(0, f.nCreases)};
   if (key == m_ModKey) return;
   m_ModKey = key;
@@ -297,7 +297,7 @@ void ClFrameRenderer::CheckSize(int W, int H, const uint8_t* pOut) const {
     throw std::invalid_argument("frame size outside 1 to 4000000 pixels, or no buffer");
 }
 
-const ClLatentMap* ClFrameRenderer::Latent(const ClScene& scene) {
+KXSIM_UNCHECKED_BY_TSAN const ClLatentMap* ClFrameRenderer::Latent(const ClScene& scene) {
   if (scene.latent.dStrength <= 0.0 || !scene.pLatentScene) return nullptr;
   const ClScene& was = *scene.pLatentScene;
   const ClFinger& f = was.finger;
