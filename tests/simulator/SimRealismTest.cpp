@@ -274,7 +274,6 @@ TEST(SimRealism, DryRidgesBreakIntoShortPiecesAndLightVariesAcrossTheContact) {
                                                           EOrientation::eDisplay), x0, y0, x1, y1, 27);
   const double dry = ShortRidgeShare(RenderPlacedFinger(FingerPreset("dry"), 0.0, kNormalWidth, kNormalHeight,
                                                         kNormalDose, EOrientation::eDisplay), x0, y0, x1, y1, 27);
-  std::printf("short ridge share normal %.3f dry %.3f\n", whole, dry);
   EXPECT_GE(dry, 0.25) << "dry ridges in pieces shorter than three periods";
   EXPECT_LT(whole, 0.1);
 
@@ -299,7 +298,6 @@ TEST(SimRealism, DryRidgesBreakIntoShortPiecesAndLightVariesAcrossTheContact) {
   };
   ClFinger even;
   even.dUneven = 0.0;
-  std::printf("brightness spread %.3f even %.3f\n", spread(normal), spread(even));
   EXPECT_GE(spread(normal), 0.15);
   EXPECT_LT(spread(even), spread(normal) / 2);
 }
@@ -314,7 +312,6 @@ TEST(SimRealism, LiftedFingerLeavesALatentPrintTheConditionSees) {
     return ResidueSample(sim.Frame(12)) / 300;
   };
   const int clean = condition(0.0), left = condition(1.0), faint = condition(0.3);
-  std::printf("condition clean %d faint %d latent %d\n", clean, faint, left);
   EXPECT_GE(left, clean + 10) << "the latent print raises the platen's condition value";
   EXPECT_GT(faint, clean);
   EXPECT_LT(faint, left);
@@ -330,7 +327,6 @@ TEST(SimRealism, PresetsSpanFaintToStrongAndPeriodsEightToTwelve) {
     return v[v.size() * 95 / 100] - v[v.size() * 5 / 100];
   };
   const int faint = contrast(FingerPreset("faint")), strong = contrast(FingerPreset("strong"));
-  std::printf("contrast faint %d strong %d\n", faint, strong);
   EXPECT_NEAR(faint, 30, 10);
   EXPECT_NEAR(strong, 150, 30);
   for (double period : {8.0, 12.0}) {
@@ -339,7 +335,6 @@ TEST(SimRealism, PresetsSpanFaintToStrongAndPeriodsEightToTwelve) {
     const ClGreyImage img = RenderPlacedFinger(f, 0.0, kNormalWidth, kNormalHeight, kNormalDose, EOrientation::eDisplay);
     double sum = 0;
     for (int dy : {-80, 0, 80}) sum += DominantWave(img, 376, 351 + dy, 48).dPeriod;
-    std::printf("period %.1f measured %.2f\n", period, sum / 3);
     EXPECT_NEAR(sum / 3, period, 1.0);
   }
 }
