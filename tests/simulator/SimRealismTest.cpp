@@ -259,9 +259,12 @@ TEST(SimRealism, SettlingFingerMovesForTheScriptedFramesThenTheMotionMeasureCalm
       h.push_back(EngineHistogram(sim.Frame(uint64_t(n), true)));
       if (n < placed) continue;
       const int64_t d = MotionMeasure(h[size_t(n - 3)], h[size_t(n)]);
-      if (n < placed + settle) EXPECT_GE(d, kMotionLimit) << "still settling, frame " << n;
-      if (n >= placed + settle + 3) EXPECT_LT(d, kMotionLimit) << "settled, frame " << n;
-      if (n >= placed + settle + 3) EXPECT_GT(d, 0) << "a held finger trembles";
+      if (n < placed + settle) {
+        EXPECT_GE(d, kMotionLimit) << "still settling, frame " << n;
+      } else if (n >= placed + settle + 3) {
+        EXPECT_LT(d, kMotionLimit) << "settled, frame " << n;
+        EXPECT_GT(d, 0) << "a held finger trembles";
+      }
     }
   }
 }
