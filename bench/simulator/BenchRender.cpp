@@ -50,6 +50,19 @@ void BM_RollPatchNormal(benchmark::State& s) { RenderFrame(s, EContact::eRoll, f
 void BM_RollPatchRaw(benchmark::State& s) { RenderFrame(s, EContact::eRoll, true); }
 void BM_DryCreasedRaw(benchmark::State& s) { RenderFrame(s, EContact::eFlat, true, true); }
 
+// The capture engine's pattern with a firm finger: a raw frame, then a normal one, each time.
+void BM_RawThenNormal(benchmark::State& state) {
+  ClFrameRenderer renderer(kNormalWidth, kNormalHeight);
+  const ClScene scene = Scene(EContact::eFlat);
+  std::vector<uint8_t> raw(size_t(kRawWidth) * kRawHeight), normal(size_t(kNormalWidth) * kNormalHeight);
+  uint64_t frame = 0;
+  for (auto _ : state) {
+    renderer.Render(scene, kRawWidth, kRawHeight, kRawDose, ++frame, EOrientation::eDevice, raw.data());
+    renderer.Render(scene, kNormalWidth, kNormalHeight, kNormalDose, frame, EOrientation::eDevice, normal.data());
+    benchmark::DoNotOptimize(normal.data());
+  }
+}
+
 void BM_TextureGrowth(benchmark::State& state) {
   uint32_t seed = 1000;
   for (auto _ : state) {
@@ -67,6 +80,7 @@ BENCHMARK(BM_FlatFingerRaw)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_RollPatchNormal)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_RollPatchRaw)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_DryCreasedRaw)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_RawThenNormal)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_TextureGrowth)->Unit(benchmark::kMillisecond)->Iterations(5);
 
 BENCHMARK_MAIN();

@@ -139,6 +139,10 @@ void ClFrameRenderer::Prepare(const ClScene& scene, bool bIdeal) {
 }
 
 void ClFrameRenderer::BuildShading(const ClShadeKey& k) {
+  // Two tables kept: the capture engine alternates raw and normal frames of one finger.
+  if (k == m_ShadeKey && !m_aShade.empty()) return;
+  std::swap(m_aShade, m_aShadeOther);
+  std::swap(m_ShadeKey, m_ShadeKeyOther);
   if (k == m_ShadeKey && !m_aShade.empty()) return;
   m_ShadeKey = k;
   m_aShade.resize(size_t(kLevels) * 256);

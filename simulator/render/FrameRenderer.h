@@ -109,8 +109,8 @@ class ClFrameRenderer {
 
   // Shading table: brightness above the background by contact level and ridge value.
   static constexpr int kLevels = 64;
-  std::vector<uint8_t> m_aShade;
-  ClShadeKey m_ShadeKey{-1, -1, -1, -1, false, false, -1};
+  std::vector<uint8_t> m_aShade, m_aShadeOther;
+  ClShadeKey m_ShadeKey{-1, -1, -1, -1, false, false, -1}, m_ShadeKeyOther{-1, -1, -1, -1, false, false, -1};
   std::vector<int8_t> m_aMod;
   ClModKey m_ModKey{nullptr, 0.0, 0};
   bool m_bMod = false;
