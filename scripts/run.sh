@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs the command-line program on the built-in
-# simulator. Arguments go to the program (see --help).
+# simulator. Without arguments: a plain capture and a roll into out/ (PNG, JSON and
+# out/report.html). With arguments: they go to the program (see: scripts/run.sh --help).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 dir=$(bash scripts/build.sh | tail -1)
-exec "$dir/bin/lskx2" "$@"
+[ $# -gt 0 ] && exec "$dir/bin/lskx2" "$@"
+"$dir/bin/lskx2" demo --out out
+echo "Open $PWD/out/report.html in a browser to see the pictures."
