@@ -2,7 +2,7 @@
 // C interface, as an application would, into PNG, JSON and an HTML report.
 #include "lskx2_args.h"
 #include "lskx2_commands.h"
-#include "lskx2_sdk.h"
+#include "livescannerkx2.h"
 
 #include <atomic>
 #include <csignal>
@@ -44,13 +44,6 @@ int main(int argc, char** argv)
   if (options.m_eCommand == ECommand::eHelp) {
     std::fputs(UsageText(), stdout);
     return 0;
-  }
-  if (options.m_eCommand != ECommand::eInfo && !ScannerExportsPresent()) {
-    std::fprintf(stderr, "lskx2: this SDK library has no scanner exports yet\n");
-    // The demo still shows what the library can answer.
-    if (options.m_eCommand != ECommand::eDemo)
-      return 1;
-    options.m_eCommand = ECommand::eInfo;
   }
   CatchInterrupts();
   int32_t rc = LS_KX2Initialize(nullptr);

@@ -138,8 +138,6 @@ int RunInfo(const ClCliOptions& o, const std::atomic<bool>& bStop)
               LS_KX2GetErrorDescriptionA(rc));
   for (int32_t code : o.m_aErrors)
     std::printf("Error %d: %s\n", code, LS_KX2GetErrorDescriptionA(code));
-  if (!ScannerExportsPresent())
-    return 0;
   ClProgressLine quiet(stdout, false);
   ClScannerSession session(bStop, quiet, &SteadySeconds);
   rc = session.Open(o.m_sScanner);

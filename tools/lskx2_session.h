@@ -7,7 +7,7 @@
 #include "lskx2_args.h"
 #include "lskx2_progress.h"
 #include "lskx2_record.h"
-#include "lskx2_sdk.h"
+#include "livescannerkx2.h"
 
 #include <atomic>
 #include <string>
