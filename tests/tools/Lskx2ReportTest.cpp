@@ -4,23 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 
 namespace {
 
 using L = ClReportLayout;
-constexpr int nWindowWidth = 1000, nWindowHeight = 900;
-
-// Renders the page as a headless browser does and returns the screenshot.
-bool Screenshot(const std::string& page, const std::string& dir, PngFile* pShot)
-{
-  std::string cmd = "timeout 120 chromium --headless --no-sandbox --disable-gpu "
-                    "--hide-scrollbars --force-device-scale-factor=1 --user-data-dir=" +
-                    dir + "/profile --window-size=" + std::to_string(nWindowWidth) + "," +
-                    std::to_string(nWindowHeight) + " --screenshot=" + dir + "/shot.png file://" +
-                    page + " >" + dir + "/chromium.log 2>&1";
-  return std::system(cmd.c_str()) == 0 && pShot->Read(dir + "/shot.png");
-}
 
 ClCaptureRecord Record(const std::string& name)
 {
@@ -91,7 +78,7 @@ TEST(Lskx2Report, BrowserDrawsPicturesAndOutlines)
   EXPECT_GT(inside[0], inside[1] + 40); // red tint over the grey
   EXPECT_NEAR(outside[0], 128, 8);
   EXPECT_NEAR(outside[1], 128, 8);
-  std::system(("rm -rf " + dir).c_str());
+  RemoveDir(dir);
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -17,6 +18,11 @@ inline std::string MakeTempDir()
 {
   std::string templ = "/tmp/lskx2-test-XXXXXX";
   return mkdtemp(&templ[0]) ? templ : std::string();
+}
+
+inline void RemoveDir(const std::string& dir)
+{
+  std::system(("rm -rf '" + dir + "'").c_str());
 }
 
 inline std::string ReadText(const std::string& path)
@@ -71,5 +77,19 @@ struct PngFile {
     return true;
   }
 };
+
+
+constexpr int nWindowWidth = 1000, nWindowHeight = 900;
+
+// Renders a page as a headless browser does, into a screenshot of the window's size.
+inline bool Screenshot(const std::string& page, const std::string& dir, PngFile* pShot)
+{
+  std::string cmd = "timeout 120 chromium --headless --no-sandbox --disable-gpu "
+                    "--hide-scrollbars --force-device-scale-factor=1 --user-data-dir=" +
+                    dir + "/profile --window-size=" + std::to_string(nWindowWidth) + "," +
+                    std::to_string(nWindowHeight) + " --screenshot=" + dir + "/shot.png file://" +
+                    page + " >" + dir + "/chromium.log 2>&1";
+  return std::system(cmd.c_str()) == 0 && pShot->Read(dir + "/shot.png");
+}
 
 #endif
