@@ -118,7 +118,7 @@ bool ClIpAutoRoll5::DetectFinger()
           x1 = x;
         }
       }
-      std::fill(p, p + w, uint8_t(0));
+      std::fill_n(p, std::max(w, 0), uint8_t(0));
       if (x0 >= 0)
         std::fill(p + x0, p + x1 + 1, uint8_t(255));
     }

@@ -1,0 +1,59 @@
+// Frame assembly: scripted rolls are rebuilt from the simulator's frames and compared
+// with its ground truth.
+#include "tests/roll/RollScripts.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+namespace {
+
+class RollFidelity : public ::testing::TestWithParam<rolltest::StRollCase>
+{
+};
+
+// Frames cut from the ground truth are put back together into it.
+TEST_P(RollFidelity, AssemblesFramesCutFromTheTruth)
+{
+  const rolltest::StRollCase& c = GetParam();
+  kxsim::ClSimulator sim(rolltest::Script(c));
+  kxsim::ClGreyImage truth, mask;
+  ASSERT_TRUE(sim.RollTruth(0, kxsim::EOrientation::eDisplay, truth, mask));
+  rolltest::ClRollRun run;
+  const int32_t nResult = run.FeedAll(rolltest::AssembledFrames(c, sim));
+  const rolltest::StFidelity f = rolltest::Compare(run.m_Out, run.m_OutMask, truth, mask);
+  std::printf("%-30s assembled: result %4d  correlation %.3f  coverage %.3f\n", c.sName.c_str(), nResult,
+              f.dCorrelation, f.dCoverage);
+  EXPECT_EQ(nResult, 0);
+  EXPECT_GE(f.dCorrelation, 0.95);
+  EXPECT_GE(f.dCoverage, 0.95);
+}
+
+// Rendered frames shade the ridges towards the rim of the contact, which the truth does
+// not: the correlation is lower, the judgement and the coverage the same.
+TEST_P(RollFidelity, RebuildsRenderedRolls)
+{
+  const rolltest::StRollCase& c = GetParam();
+  kxsim::ClSimulator sim(rolltest::Script(c));
+  kxsim::ClGreyImage truth, mask;
+  ASSERT_TRUE(sim.RollTruth(0, kxsim::EOrientation::eDisplay, truth, mask));
+  rolltest::ClRollRun run;
+  const int32_t nResult = run.FeedAll(rolltest::Frames(c, sim));
+  const rolltest::StFidelity f = rolltest::Compare(run.m_Out, run.m_OutMask, truth, mask);
+  std::printf("%-30s rendered:  result %4d  correlation %.3f  coverage %.3f\n", c.sName.c_str(), nResult,
+              f.dCorrelation, f.dCoverage);
+  EXPECT_EQ(nResult, 0);
+  EXPECT_GE(f.dCorrelation, 0.75);
+  EXPECT_GE(f.dCoverage, 0.95);
+}
+
+INSTANTIATE_TEST_SUITE_P(Scripts, RollFidelity, ::testing::ValuesIn(rolltest::GoodRolls()),
+                         [](const ::testing::TestParamInfo<rolltest::StRollCase>& info) {
+                           std::string s = info.param.sName;
+                           for (char& ch : s)
+                             if (!isalnum(static_cast<unsigned char>(ch)))
+                               ch = '_';
+                           return s;
+                         });
+
+} // namespace
