@@ -133,6 +133,8 @@ ClCliOptions ParseArguments(int argc, const char* const* argv)
       o.m_aProperties.emplace_back(nv.substr(0, at), nv.substr(at + 1));
     } else if (opt == "--scanner-data") {
       o.m_sScannerDataFile = next();
+    } else if (opt == "--shift-areas") {
+      o.m_bShiftAreas = true;
     } else if (opt == "--timeout") {
       o.m_dTimeout = ParsePositive(opt, next());
     } else if (opt == "--preview-frames") {
@@ -154,8 +156,10 @@ ClCliOptions ParseArguments(int argc, const char* const* argv)
   }
   if (o.m_eCommand == ECommand::eRoll)
     o.m_aModes = {eModeRoll};
-  else if (o.m_eCommand == ECommand::eDemo)
+  else if (o.m_eCommand == ECommand::eDemo) {
     o.m_aModes = {eModePlain, eModeRoll};
+    o.m_bShiftAreas = true;
+  }
   else if (o.m_eCommand == ECommand::eCapture && !bModeGiven)
     o.m_aModes = {eModePlain};
   return o;
@@ -178,6 +182,7 @@ const char* UsageText()
          "  --mask-sensitivity N    finger mask sensitivity 0 to 5\n"
          "  --property NAME=VALUE   any handle property, repeatable\n"
          "  --scanner-data FILE     JSON settings written to the scanner first\n"
+         "  --shift-areas           rolls outline where the finger slipped (demo: on)\n"
          "  --timeout SECONDS       wait for a finger at most this long (default 60)\n"
          "  --preview-frames N      frames shown before a preview mode capture (default 40)\n"
          "Writes MODE_N.png (8-bit grey, 500 dpi), MODE_N.json and report.html per run.\n"

@@ -38,6 +38,7 @@ struct ClCliOptions {
   // Handle properties set before the first capture, in order; --mask-sensitivity adds one.
   std::vector<std::pair<std::string, std::string>> m_aProperties;
   std::string m_sScannerDataFile;         // JSON written with extended access id 7
+  bool m_bShiftAreas = false;             // rolls outline their shift areas
   double m_dTimeout = 60.0;               // seconds to wait for a finger or a roll
   int m_nPreviewFrames = 40;              // frames shown before a preview mode capture
   std::string m_sCheck = "1.4";

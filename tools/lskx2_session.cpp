@@ -13,6 +13,7 @@ constexpr int nEmptyFramesForLift = 2;
 constexpr double dEmptyAreaPercent = 2.0;
 // Frames a condition measurement takes: the first three of a mode are never judged.
 constexpr int nConditionFrames = 12;
+const char* const szShiftAreasOn = R"({"KX2": {"ROLLFINGER": {"ROLL_SHIFT_AREA_ACTIVATION": "1"}}})";
 
 } // namespace
 
@@ -71,19 +72,28 @@ int32_t ClScannerSession::Configure(const ClCliOptions& o, std::string* pWhat)
     if (int32_t rc = LS_KX2SetPropertyA(m_hScanner, p.first.c_str(), p.second.c_str()))
       return rc;
   }
+  if (o.m_bShiftAreas) {
+    *pWhat = "switching shift areas on";
+    if (int32_t rc = WriteScannerData(szShiftAreasOn))
+      return rc;
+  }
   if (!o.m_sScannerDataFile.empty()) {
     *pWhat = "scanner data " + o.m_sScannerDataFile;
     std::ifstream in(o.m_sScannerDataFile, std::ios::binary);
     if (!in)
       return -44;
-    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    uint64_t size = text.size() + 1; // the terminator lies inside the stated size
-    if (int32_t rc = LS_KX2ExtendedScannerAccess(
-            m_hScanner, 7, reinterpret_cast<uint8_t*>(&text[0]), &size))
+    if (int32_t rc = WriteScannerData(std::string((std::istreambuf_iterator<char>(in)),
+                                                  std::istreambuf_iterator<char>())))
       return rc;
   }
   pWhat->clear();
   return 0;
+}
+
+int32_t ClScannerSession::WriteScannerData(std::string text)
+{
+  uint64_t size = text.size() + 1; // the terminator lies inside the stated size
+  return LS_KX2ExtendedScannerAccess(m_hScanner, 7, reinterpret_cast<uint8_t*>(&text[0]), &size);
 }
 
 int32_t ClScannerSession::SetMode(uint32_t nMode)

@@ -37,7 +37,7 @@ public:
   const std::string& Name() const { return m_sName; }
   LS_KX2_HANDLE Handle() const { return m_hScanner; }
 
-  // Handle properties and the scanner data file of the options, in that order.
+  // Handle properties, shift areas and the scanner data file of the options, in that order.
   int32_t Configure(const ClCliOptions& options, std::string* pWhat);
 
   // One capture into *pRecord and m_aImage. Returns what decides the exit status: 0, the
@@ -61,6 +61,7 @@ private:
   int32_t Roll(const std::string& label, const ClCliOptions& o, ClCaptureRecord* r);
   int32_t Triggered(ClCaptureRecord* r);
   int32_t ReadScannerData(ClJson* pData);
+  int32_t WriteScannerData(std::string text);
   int32_t PreviewStep(double* pdArea, bool* pbFinger);
   void Show(const std::string& label, const char* finger, uint64_t nFrames, double dArea,
             int nWidth, double dStart);

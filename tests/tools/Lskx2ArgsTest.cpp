@@ -21,6 +21,9 @@ TEST(Lskx2Args, CommandsChooseTheirCaptures)
             std::vector<uint32_t>{eModeSingleShot});
   EXPECT_EQ(Parse({"capture", "--mode=triggered"}).m_aModes,
             std::vector<uint32_t>{eModeTriggered});
+  EXPECT_TRUE(Parse({"demo"}).m_bShiftAreas);
+  EXPECT_FALSE(Parse({"roll"}).m_bShiftAreas);
+  EXPECT_TRUE(Parse({"roll", "--shift-areas"}).m_bShiftAreas);
   EXPECT_EQ(Parse({"list"}).m_eCommand, ECommand::eList);
   EXPECT_EQ(Parse({"roll", "--help"}).m_eCommand, ECommand::eHelp);
   EXPECT_STREQ(ModeName(eModePreview), "preview");
