@@ -6,5 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 dir=$(bash scripts/build.sh | tail -1)
 [ $# -gt 0 ] && exec "$dir/bin/lskx2" "$@"
-"$dir/bin/lskx2" demo --out out
-echo "Open $PWD/out/report.html in a browser to see the pictures."
+status=0
+"$dir/bin/lskx2" demo --out out || status=$?
+echo "Pictures and figures are in $PWD/out/; open out/report.html in a browser."
+exit $status
