@@ -24,20 +24,6 @@ void Fail(const std::string& what, int32_t nCode)
                LS_KX2GetErrorDescriptionA(nCode));
 }
 
-std::vector<std::string> AttachedScanners(int32_t* pnCode)
-{
-  std::vector<std::string> names;
-  uint64_t count = 0;
-  *pnCode = LS_KX2QueryScanners(nullptr, &count);
-  if (*pnCode == -702) {
-    std::vector<char> records(static_cast<size_t>(count) * 16 + 1, 0);
-    *pnCode = LS_KX2QueryScanners(records.data(), &count);
-    for (uint64_t k = 0; *pnCode == 0 && k < count; ++k)
-      names.emplace_back(&records[k * 16], strnlen(&records[k * 16], 16));
-  }
-  return names;
-}
-
 // Explains why no scanner could be opened; returns the exit status.
 int OpenFailure(int32_t rc, const std::string& name)
 {

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <thread>
 
 namespace {
@@ -22,6 +23,20 @@ bool IsCaptureOutcome(int32_t nCode)
   return nCode == -15 || (nCode <= -800 && nCode >= -811);
 }
 
+std::vector<std::string> AttachedScanners(int32_t* pnCode)
+{
+  std::vector<std::string> names;
+  uint64_t count = 0;
+  *pnCode = LS_KX2QueryScanners(nullptr, &count);
+  if (*pnCode == -702) {
+    std::vector<char> records(static_cast<size_t>(count) * 16 + 1, 0);
+    *pnCode = LS_KX2QueryScanners(records.data(), &count);
+    for (uint64_t k = 0; *pnCode == 0 && k < count; ++k)
+      names.emplace_back(&records[k * 16], strnlen(&records[k * 16], 16));
+  }
+  return names;
+}
+
 ClScannerSession::ClScannerSession(const std::atomic<bool>& bStop, ClProgressLine& progress,
                                    FnNow pfnNow)
     : m_bStop(bStop), m_Progress(progress), m_pfnNow(pfnNow)
@@ -32,17 +47,16 @@ int32_t ClScannerSession::Open(const std::string& name)
 {
   Close();
   std::string serial = name;
+  int32_t rc = 0;
   if (serial.empty()) {
-    char records[16 * 16];
-    uint64_t count = 16;
-    int32_t rc = LS_KX2QueryScanners(records, &count);
+    std::vector<std::string> names = AttachedScanners(&rc);
     if (rc != 0)
       return rc;
-    if (count == 0)
+    if (names.empty())
       return nNoScanner;
-    serial.assign(records, strnlen(records, 16));
+    serial = names.front();
   }
-  int32_t rc = LS_KX2OpenScanner(serial.c_str(), &m_hScanner);
+  rc = LS_KX2OpenScanner(serial.c_str(), &m_hScanner);
   if (rc != 0)
     return rc;
   m_sName = serial;
@@ -132,62 +146,59 @@ int32_t ClScannerSession::PreviewStep(double* pdArea, bool* pbFinger)
   return 0;
 }
 
-int32_t ClScannerSession::WaitForFinger(const std::string& label, const ClCliOptions& o,
-                                        uint64_t* pnFrames)
+int32_t ClScannerSession::Previews(const std::string& label, double dTimeout,
+                                   int32_t nTimeoutCode, uint64_t* pnFrames, const FnJudge& judge)
 {
   const double start = m_pfnNow();
-  for (;;) {
+  for (bool bDone = false; !bDone;) {
     if (m_bStop)
       return nInterrupted;
-    if (m_pfnNow() - start > o.m_dTimeout)
-      return -15;
+    if (m_pfnNow() - start > dTimeout)
+      return nTimeoutCode;
     double area = 0;
     bool finger = false;
     if (int32_t rc = PreviewStep(&area, &finger))
       return rc;
     ++*pnFrames;
-    Show(label, finger ? "still" : area >= dEmptyAreaPercent ? "moving" : "none", *pnFrames, area,
-         -1, start);
-    if (finger)
-      return 0;
+    const char* word = judge(finger, area, &bDone);
+    Show(label, word, *pnFrames, area, -1, start);
   }
+  return 0;
+}
+
+int32_t ClScannerSession::WaitForFinger(const std::string& label, const ClCliOptions& o,
+                                        uint64_t* pnFrames)
+{
+  return Previews(label, o.m_dTimeout, -15, pnFrames, [](bool finger, double area, bool* pbDone) {
+    *pbDone = finger;
+    return finger ? "still" : area >= dEmptyAreaPercent ? "moving" : "none";
+  });
 }
 
 int32_t ClScannerSession::WaitForLift(const std::string& label, double dTimeout)
 {
   if (m_nMode != eModePlain && m_nMode != eModeLiveness)
     return 0;
-  const double start = m_pfnNow();
   uint64_t frames = 0;
-  for (int empty = 0; empty < nEmptyFramesForLift;) {
-    if (m_bStop)
-      return nInterrupted;
-    if (m_pfnNow() - start > dTimeout)
-      return -50;
-    double area = 0;
-    bool finger = false;
-    if (int32_t rc = PreviewStep(&area, &finger))
-      return rc;
-    Show(label, "lift it", ++frames, area, -1, start);
+  int empty = 0;
+  int32_t rc = Previews(label, dTimeout, -50, &frames, [&](bool finger, double area, bool* pbDone) {
     empty = !finger && area < dEmptyAreaPercent ? empty + 1 : 0;
-  }
+    *pbDone = empty >= nEmptyFramesForLift;
+    return "lift it";
+  });
   m_Progress.End();
-  return 0;
+  return rc;
 }
 
 int32_t ClScannerSession::ShowPreviews(const std::string& label, int nFrames, uint64_t* pnFrames)
 {
-  const double start = m_pfnNow();
-  for (int i = 0; i < nFrames; ++i) {
-    if (m_bStop)
-      return nInterrupted;
-    double area = 0;
-    bool finger = false;
-    if (int32_t rc = PreviewStep(&area, &finger))
-      return rc;
-    Show(label, area >= dEmptyAreaPercent ? "on" : "none", ++*pnFrames, area, -1, start);
-  }
-  return 0;
+  if (nFrames <= 0)
+    return 0;
+  return Previews(label, std::numeric_limits<double>::infinity(), 0, pnFrames,
+                  [&](bool, double area, bool* pbDone) {
+                    *pbDone = --nFrames <= 0;
+                    return area >= dEmptyAreaPercent ? "on" : "none";
+                  });
 }
 
 int32_t ClScannerSession::Roll(const std::string& label, const ClCliOptions& o,

@@ -10,6 +10,7 @@
 #include "livescannerkx2.h"
 
 #include <atomic>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,9 @@ constexpr int32_t nInterrupted = 2;
 // Results that end one capture but leave the scanner fit for the next: no finger, or a
 // roll judged bad.
 bool IsCaptureOutcome(int32_t nCode);
+
+// Names of the attached scanners; *pnCode is the SDK's answer to the query.
+std::vector<std::string> AttachedScanners(int32_t* pnCode);
 
 class ClScannerSession {
 public:
@@ -55,7 +59,14 @@ public:
   const std::vector<uint8_t>& Image() const { return m_aImage; }
 
 private:
+  // Says what the finger does in one preview and whether the wait is over.
+  using FnJudge = std::function<const char*(bool bFinger, double dArea, bool* pbDone)>;
+
   int32_t SetMode(uint32_t nMode);
+  // Trigger and preview until judge says done; ends early when interrupted, after
+  // dTimeout seconds with nTimeoutCode, or with an SDK failure.
+  int32_t Previews(const std::string& label, double dTimeout, int32_t nTimeoutCode,
+                   uint64_t* pnFrames, const FnJudge& judge);
   int32_t WaitForFinger(const std::string& label, const ClCliOptions& o, uint64_t* pnFrames);
   int32_t ShowPreviews(const std::string& label, int nFrames, uint64_t* pnFrames);
   int32_t Roll(const std::string& label, const ClCliOptions& o, ClCaptureRecord* r);
