@@ -51,7 +51,10 @@ std::string VersionText(LS_KX2_HANDLE h, int32_t* pnCode)
   char buf[512] = {0};
   uint64_t size = sizeof(buf) - 1; // the copy writes one byte more than the size it reports
   *pnCode = LS_KX2GetVersionString(h, buf, &size);
-  return *pnCode == 0 ? std::string(buf) : std::string();
+  const char* text = buf;
+  while (*text == ' ')
+    ++text;
+  return *pnCode == 0 ? std::string(text) : std::string();
 }
 
 bool SaveCapture(const std::string& dir, ClCaptureRecord* r, const std::vector<uint8_t>& image)

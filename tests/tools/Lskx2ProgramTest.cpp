@@ -171,6 +171,20 @@ TEST_F(Lskx2Demo, DISABLED_BuiltInScript)
   ExpectPicturesAndFigures(Start({"demo", "--out", Out()}, ""));
 }
 
+// The other modes give their image without a roll or a finger wait of their own.
+TEST_F(Lskx2Program, EveryModeWritesItsImage)
+{
+  for (const char* mode : {"single", "triggered", "preview", "liveness"}) {
+    ProgramRun run = Start({"capture", "--mode", mode, "--preview-frames", "8", "--out", Out()},
+                           Script(R"({"place": 3}, {"still": 200})"));
+    EXPECT_EQ(run.nStatus, 0) << mode << run.sOut << run.sErr;
+    PngFile png;
+    EXPECT_TRUE(png.Read(Out() + "/" + mode + "_1.png")) << mode;
+    EXPECT_EQ(png.nWidth, 800u) << mode;
+    EXPECT_EQ(Json(std::string(mode) + "_1.json").get<std::string>("mode"), mode);
+  }
+}
+
 TEST_F(Lskx2Program, BadRollEndsWithItsCodeAndText)
 {
   // A finger laid flat and lifted again is no roll: too small.
