@@ -79,7 +79,7 @@ protected:
     if (rc != 0)
       return run;
     int status = 0;
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(240);
     while (waitpid(pid, &status, WNOHANG) == 0) {
       if (std::chrono::steady_clock::now() > deadline) {
         kill(pid, SIGKILL);
@@ -143,7 +143,7 @@ protected:
 
 TEST_F(Lskx2Demo, WritesPicturesFiguresAndReport)
 {
-  ProgramRun run = Start({"demo", "--out", Out()}, Script(szPlainThenRoll));
+  ProgramRun run = Start({"demo", "--out", Out(), "--timeout", "300"}, Script(szPlainThenRoll));
   ExpectPicturesAndFigures(run);
   // The browser shows both pictures: ridges alternate dark and light across each one.
   PngFile shot;
@@ -188,7 +188,7 @@ TEST_F(Lskx2Program, EveryModeWritesItsImage)
 TEST_F(Lskx2Program, BadRollEndsWithItsCodeAndText)
 {
   // A finger laid flat and lifted again is no roll: too small.
-  ProgramRun run = Start({"roll", "--out", Out(), "--timeout", "20"},
+  ProgramRun run = Start({"roll", "--out", Out(), "--timeout", "300"},
                          Script(R"({"empty": 6}, {"place": 5}, {"still": 25}, {"lift": 4},
                                    {"empty": 20})"));
   EXPECT_EQ(run.nStatus, 805 & 0xff) << run.sOut << run.sErr;
@@ -202,7 +202,7 @@ TEST_F(Lskx2Program, BadRollEndsWithItsCodeAndText)
 // Waits for the roll processor to find a scripted backroll.
 TEST_F(Lskx2Program, DISABLED_BackwardsRollEndsWithItsCode)
 {
-  ProgramRun run = Start({"roll", "--out", Out(), "--timeout", "20"},
+  ProgramRun run = Start({"roll", "--out", Out(), "--timeout", "300"},
                          Script(R"({"empty": 6}, {"roll": 56, "path": [220, 470, 370, 600]},
                                    {"lift": 4}, {"empty": 20})"));
   EXPECT_EQ(run.nStatus, 803 & 0xff) << run.sOut << run.sErr;

@@ -13,7 +13,11 @@ struct Capture {
   char* pText = nullptr;
   size_t nSize = 0;
   FILE* pFile = open_memstream(&pText, &nSize);
-  ~Capture() { std::free(pText); }
+  ~Capture()
+  {
+    std::fclose(pFile);
+    std::free(pText);
+  }
   std::string Text()
   {
     std::fflush(pFile);
@@ -45,7 +49,6 @@ TEST(Lskx2Progress, TerminalLineIsRewrittenInPlace)
   EXPECT_EQ(text.front(), '\r');
   EXPECT_NE(text.find("\r" + ClProgressLine::Format(State("still", 0.2)) + "\033[K\n"),
             std::string::npos);
-  std::fclose(out.pFile);
 }
 
 TEST(Lskx2Progress, PlainLinesOnChangeOrEverySecond)
@@ -63,7 +66,6 @@ TEST(Lskx2Progress, PlainLinesOnChangeOrEverySecond)
   EXPECT_NE(text.find("finger: moving"), std::string::npos);
   EXPECT_NE(text.find("area:  14.2 %"), std::string::npos);
   EXPECT_NE(text.find("frames:   12"), std::string::npos);
-  std::fclose(out.pFile);
 }
 
 TEST(Lskx2Progress, AreaAndRolledWidthFromMaskedImages)
