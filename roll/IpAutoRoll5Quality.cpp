@@ -86,9 +86,9 @@ bool ClIpAutoRoll5::StreakTest()
     const uint8_t* hi = m_Hi.Data() + ptrdiff_t(y) * m_Hi.LineElements();
     const uint8_t* d = diff.Data() + ptrdiff_t(y) * diff.LineElements();
     for (int32_t x = 0; x < m_Rolled.Width(); ++x) {
-      // A smeared patch with a strong blend difference; Hi equal to Lo with no
-      // difference is no streak.
-      if (hi[x] < kSmearedHigh && double(d[x]) / double(hi[x] - lo[x]) > kStrongDifference)
+      // A smeared patch, or a blend difference strong against the local range; Hi equal
+      // to Lo with no difference is neither.
+      if (hi[x] < kSmearedHigh || double(d[x]) / double(hi[x] - lo[x]) > kStrongDifference)
         ++nCount;
     }
   }
