@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <boost/property_tree/exceptions.hpp>
 #include <cmath>
+#include <cstdio>
+#include <string>
 
 namespace {
 
@@ -20,6 +22,14 @@ constexpr int32_t kStreakWindow = 11;
 constexpr int32_t kSmearedHigh = 160;
 constexpr double kStrongDifference = 0.5;
 constexpr double kLeastStreakPixels = 1000.0;
+
+// Doubles with 16 significant digits, so that 0.1 reads "0.1".
+std::string DoubleText(double d)
+{
+  char sz[32];
+  std::snprintf(sz, sizeof(sz), "%.16g", d);
+  return sz;
+}
 
 template <class TFilter>
 void Filter(ClImage& rIn, ClImage& rOut, int32_t nSize)
@@ -143,14 +153,14 @@ void ClIpAutoRoll5::GetDiagnostics(boost::property_tree::ptree& rTree)
     rTree.put("MERGED_WIDTH_THRESHOLD", m_nMergedWidthThreshold);
     rTree.put("SERIES_LEN_THRESHOLD", m_nSeriesLenThreshold);
     rTree.put("SHIFT_DISTANCE_THRESHOLD", m_nShiftDistanceThreshold);
-    rTree.put("ROTATION_THRESHOLD", m_dRotationThreshold);
+    rTree.put("ROTATION_THRESHOLD", DoubleText(m_dRotationThreshold));
     rTree.put("ROLL_VELOCITY", GetVelocityMeasure());
     rTree.put("ROLL_VELOCITY_THRESHOLD", m_nRollVelocityThreshold);
     rTree.put_child("ROLL_SHIFT_AREAS", GetRollShiftAreas());
     rTree.put("ROLL_SHIFT_AREA_ACTIVATION", m_nRollShiftAreaActivation);
     rTree.put("ROLL_SHIFT_AREA_MODE", m_nRollShiftAreaMode);
     rTree.put("ROLL_SHIFT_DISTANCE", m_ShiftDetection.CountShiftPixels());
-    rTree.put("ROTATION", m_dAngleMax - m_dAngleMin);
+    rTree.put("ROTATION", DoubleText(m_dAngleMax - m_dAngleMin));
   } catch (const boost::property_tree::ptree_error&) {
     LSKX2_THROW_MSG("Error while getting roll finger diagnostic data!", -101);
   }
