@@ -28,6 +28,17 @@ ClIpAutoRoll5::ClIpAutoRoll5() : m_pClock(&m_SteadyClock)
   m_lDefects.reserve(32);
   m_aSorted.reserve(256);
   m_aOrder.reserve(4096);
+  // The region tables grow with the most regions seen: size them once for more than a
+  // frame will plausibly hold, so that a running roll does not grow them.
+  m_Work.Create(eUInt8, 128, 128, 1);
+  for (int32_t y = 0; y < 128; ++y)
+    for (int32_t x = 0; x < 128; ++x)
+      m_Work.Data()[ptrdiff_t(y) * m_Work.LineElements() + x] = (x % 2 == 0 && y % 2 == 0) ? 0 : 255;
+  m_Components.m_pInImage = &m_Work;
+  m_Components.m_pOutImage = nullptr;
+  m_Components.m_pComponents = &m_aComponents;
+  m_Components.Process();
+  m_Work.Clear();
   SetDefaultParameters();
   LoadThresholds(boost::property_tree::ptree());
 }

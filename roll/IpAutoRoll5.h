@@ -13,6 +13,9 @@
 #include "imaging/FpImage.h"
 #include "imaging/Ip1to1Base.h"
 #include "imaging/TpArray.h"
+#include "imaging/filters/TpIpFilterMax.h"
+#include "imaging/filters/TpIpFilterMid.h"
+#include "imaging/filters/TpIpFilterMin.h"
 #include "imaging/geometry/IpResize.h"
 #include "imaging/geometry/IpSubsample.h"
 #include "imaging/histogram/Histogram.h"
@@ -171,6 +174,9 @@ private:
   ClImage m_Lo, m_Hi, m_Tmp;
   std::vector<unsigned> m_aSorted;
   ClIpSubsample m_Subsample;
+  ClTpIpFilterMid<uint8_t, uint32_t> m_Mean;
+  ClTpIpFilterMin<uint8_t> m_FilterMin;
+  ClTpIpFilterMax<uint8_t> m_FilterMax;
   ClIpResize m_Resize;
   ClIpConnectedComponent2 m_Components;
   ClIpConnectedComponent2::ComponentsArray_t m_aComponents;

@@ -2,7 +2,6 @@
 // into the rolled image along the moving seam.
 #include "roll/IpAutoRoll5.h"
 
-#include "imaging/filters/TpIpFilterMid.h"
 #include "imaging/operators/TpIpInvert.h"
 #include "imaging/operators/TpIpSubtract.h"
 
@@ -56,11 +55,10 @@ bool ClIpAutoRoll5::DetectFinger()
   m_Subsample.Subsample(&m_Frame, kDetectRate, &m_Small, true);
   ClImage* pSmooth = &m_Small;
   if (m_Small.Width() >= 5 && m_Small.Height() >= 5) {
-    ClTpIpFilterMid<uint8_t, uint32_t> mean;
-    mean.m_pInImage = &m_Small;
-    mean.m_pOutImage = &m_Smooth;
-    mean.m_nFilterWidth = mean.m_nFilterHeight = 5;
-    mean.Process();
+    m_Mean.m_pInImage = &m_Small;
+    m_Mean.m_pOutImage = &m_Smooth;
+    m_Mean.m_nFilterWidth = m_Mean.m_nFilterHeight = 5;
+    m_Mean.Process();
     pSmooth = &m_Smooth;
   }
   ClImage& s = *pSmooth;

@@ -1,9 +1,6 @@
 // Judging a finished roll, and the diagnostics and thresholds exchanged as a tree.
 #include "roll/IpAutoRoll5.h"
 
-#include "imaging/filters/TpIpFilterMax.h"
-#include "imaging/filters/TpIpFilterMid.h"
-#include "imaging/filters/TpIpFilterMin.h"
 #include "sdk/Exceptions.h"
 
 #include <algorithm>
@@ -32,9 +29,8 @@ std::string DoubleText(double d)
 }
 
 template <class TFilter>
-void Filter(ClImage& rIn, ClImage& rOut, int32_t nSize)
+void Filter(TFilter& filter, ClImage& rIn, ClImage& rOut, int32_t nSize)
 {
-  TFilter filter;
   filter.m_pInImage = &rIn;
   filter.m_pOutImage = &rOut;
   filter.m_nFilterWidth = filter.m_nFilterHeight = nSize;
@@ -86,10 +82,10 @@ bool ClIpAutoRoll5::StreakTest()
   if (!diff.Data() || diff.Width() != m_Rolled.Width() || diff.Height() != m_Rolled.Height())
     return false;
   // Hi and Lo are the light and dark levels within reach, in inverted polarity.
-  Filter<ClTpIpFilterMin<uint8_t>>(m_Rolled, m_Tmp, kStreakWindow);
-  Filter<ClTpIpFilterMid<uint8_t, uint32_t>>(m_Tmp, m_Lo, kStreakWindow);
-  Filter<ClTpIpFilterMax<uint8_t>>(m_Rolled, m_Tmp, kStreakWindow);
-  Filter<ClTpIpFilterMid<uint8_t, uint32_t>>(m_Tmp, m_Hi, kStreakWindow);
+  Filter(m_FilterMin, m_Rolled, m_Tmp, kStreakWindow);
+  Filter(m_Mean, m_Tmp, m_Lo, kStreakWindow);
+  Filter(m_FilterMax, m_Rolled, m_Tmp, kStreakWindow);
+  Filter(m_Mean, m_Tmp, m_Hi, kStreakWindow);
   int64_t nCount = 0;
   for (int32_t y = 0; y < m_Rolled.Height(); ++y) {
     const uint8_t* lo = m_Lo.Data() + ptrdiff_t(y) * m_Lo.LineElements();
