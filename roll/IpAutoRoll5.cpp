@@ -146,6 +146,16 @@ boost::property_tree::ptree ClIpAutoRoll5::GetRollShiftAreas() const
 int32_t ClIpAutoRoll5::Process()
 {
   const int32_t nPelsX = m_pInImage->PelsX(), nPelsY = m_pInImage->PelsY();
+  // Phase timing for benchmarks only; the roll's own time comes from its clock.
+  Vlt::CXStopWatch watch;
+  double dLap = 0.0;
+  auto lap = [&](double StPhaseTimes::*pPhase) {
+    if (m_pPhaseTimes) {
+      const double d = watch.Elapsed();
+      m_pPhaseTimes->*pPhase += d - dLap;
+      dLap = d;
+    }
+  };
   TakeFrame();
   m_bFingerPresent = DetectFinger() ? 1 : 0;
   if (m_nState == eRolling &&
@@ -154,6 +164,7 @@ int32_t ClIpAutoRoll5::Process()
 
   const int32_t nPrevious = m_nState;
   AdvanceState();
+  lap(&StPhaseTimes::dDetect);
 
   m_Contour.Clear();
   if (m_nSeriesLen != 0) {
@@ -167,6 +178,7 @@ int32_t ClIpAutoRoll5::Process()
       m_nMaxRight = std::max(m_nMaxRight, m_Contour.m_nRightmost);
     }
   }
+  lap(&StPhaseTimes::dContour);
 
   if (m_nState == eFinished) {
     if (m_nReturnCode == 0)
@@ -181,6 +193,7 @@ int32_t ClIpAutoRoll5::Process()
       m_ShiftAreas.clear();
       m_ShiftAreas.swap(areas);
     }
+    lap(&StPhaseTimes::dChecks);
   } else if (!HasDefect(-803)) {
     if (Merge()) {
       ClTpIpOr<uint8_t> orMasks;
@@ -192,6 +205,7 @@ int32_t ClIpAutoRoll5::Process()
       if (nSample != 0)
         m_aVelocity.Add(nSample);
     }
+    lap(&StPhaseTimes::dMerge);
   }
 
   WriteOutput();

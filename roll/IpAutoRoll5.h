@@ -77,6 +77,13 @@ public:
 
   // The clock of the roll; null restores the steady clock. Not owned.
   void SetClock(const ClRollClock* pClock) { m_pClock = pClock ? pClock : &m_SteadyClock; }
+  // Seconds spent in the phases of Process, added up while set (for benchmarks). Not owned.
+  struct StPhaseTimes
+  {
+    double dDetect = 0, dContour = 0, dMerge = 0, dChecks = 0;
+  };
+  StPhaseTimes* m_pPhaseTimes = nullptr;
+
   // The velocity measure of the roll in pixels per second (see CheckRollQuality).
   int32_t GetVelocityMeasure() const;
 
@@ -170,7 +177,7 @@ private:
   mutable std::shared_mutex m_AreaLock;
 
   // Work images and processors, kept so that a running roll does not allocate.
-  ClImage m_Cut, m_Small, m_Smooth, m_Labels, m_LabelsFull, m_New, m_Overlap, m_Work, m_Extended;
+  ClImage m_Cut, m_Small, m_Smooth, m_Labels, m_LabelsNew, m_New, m_Overlap, m_Work, m_Extended;
   ClImage m_Lo, m_Hi, m_Tmp;
   std::vector<unsigned> m_aSorted;
   ClIpSubsample m_Subsample;

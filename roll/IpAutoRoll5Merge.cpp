@@ -134,15 +134,24 @@ bool ClIpAutoRoll5::DetectFinger()
 
 int32_t ClIpAutoRoll5::FrameDirection(const ClImage& rNew)
 {
-  ClTpIpInvert<uint8_t, uint8_t> invert;
-  invert.m_pInImage = const_cast<ClImage*>(&rNew);
-  invert.m_pOutImage = &m_Work;
-  invert.Process();
+  // Masks are enlarged quarter-size masks, so new pixels come in whole blocks of
+  // kDetectRate squared: their regions are measured on one sample per block, inverted so
+  // that new pixels are objects, and scaled back (area times 16, centre of the block).
+  const int32_t w = rNew.Width() / kDetectRate, h = rNew.Height() / kDetectRate;
+  m_Work.Create(eUInt8, w, h, 1);
+  for (int32_t y = 0; y < h; ++y) {
+    const uint8_t* s = rNew.Data() + ptrdiff_t(y) * kDetectRate * rNew.LineElements();
+    uint8_t* d = m_Work.Data() + ptrdiff_t(y) * m_Work.LineElements();
+    for (int32_t x = 0; x < w; ++x)
+      d[x] = uint8_t(255 - s[x * kDetectRate]);
+  }
   ClearComponents(m_aComponents);
   m_Components.m_pInImage = &m_Work;
-  m_Components.m_pOutImage = &m_LabelsFull;
+  m_Components.m_pOutImage = &m_LabelsNew;
   m_Components.m_pComponents = &m_aComponents;
   m_Components.Process();
+  constexpr double dBlockArea = double(kDetectRate * kDetectRate);
+  constexpr double dBlockCentre = (kDetectRate - 1) / 2.0;
 
   // Only new area in the middle rows of the finger counts: tip and joint change shape.
   const int32_t t = static_cast<int32_t>((m_Contour.m_nBottomRow - m_Contour.m_nTopRow) * 0.2);
@@ -150,9 +159,10 @@ int32_t ClIpAutoRoll5::FrameDirection(const ClImage& rNew)
   double dArea = 0.0, dCenterX = 0.0;
   for (uint32_t i = 0; i < m_aComponents.Size(); ++i) {
     const ClIpConnectedComponent2::ClComponent& c = m_aComponents[i];
-    if (c.m_oCenter.m_dY > dLow && c.m_oCenter.m_dY < dHigh && c.m_dSize > dArea) {
-      dArea = c.m_dSize;
-      dCenterX = c.m_oCenter.m_dX;
+    const double dY = c.m_oCenter.m_dY * kDetectRate + dBlockCentre;
+    if (dY > dLow && dY < dHigh && c.m_dSize * dBlockArea > dArea) {
+      dArea = c.m_dSize * dBlockArea;
+      dCenterX = c.m_oCenter.m_dX * kDetectRate + dBlockCentre;
     }
   }
   const int32_t nMean = m_Contour.m_nMeanCenter;
