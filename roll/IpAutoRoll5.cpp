@@ -147,11 +147,10 @@ int32_t ClIpAutoRoll5::Process()
 {
   const int32_t nPelsX = m_pInImage->PelsX(), nPelsY = m_pInImage->PelsY();
   // Phase timing for benchmarks only; the roll's own time comes from its clock.
-  Vlt::CXStopWatch watch;
-  double dLap = 0.0;
+  double dLap = m_pPhaseTimes && m_pPhaseTimes->pfnSeconds ? m_pPhaseTimes->pfnSeconds() : 0.0;
   auto lap = [&](double StPhaseTimes::*pPhase) {
-    if (m_pPhaseTimes) {
-      const double d = watch.Elapsed();
+    if (m_pPhaseTimes && m_pPhaseTimes->pfnSeconds) {
+      const double d = m_pPhaseTimes->pfnSeconds();
       m_pPhaseTimes->*pPhase += d - dLap;
       dLap = d;
     }

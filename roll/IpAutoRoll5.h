@@ -77,9 +77,11 @@ public:
 
   // The clock of the roll; null restores the steady clock. Not owned.
   void SetClock(const ClRollClock* pClock) { m_pClock = pClock ? pClock : &m_SteadyClock; }
-  // Seconds spent in the phases of Process, added up while set (for benchmarks). Not owned.
+  // Seconds spent in the phases of Process, added up while set (for benchmarks), read
+  // from pfnSeconds (a thread's processor time, say). Not owned.
   struct StPhaseTimes
   {
+    double (*pfnSeconds)() = nullptr;
     double dDetect = 0, dContour = 0, dMerge = 0, dChecks = 0;
   };
   StPhaseTimes* m_pPhaseTimes = nullptr;

@@ -271,29 +271,36 @@ void ClIpAutoRoll5::BlendRows(const ClImage& rNew)
     const double dSpan = D == eTowardsRight ? (M - dMargin) - L : R - (M + dMargin);
     const double dBand = std::min(dSpan, double(m_nBlendBand));
     const double s = D == eTowardsRight ? M - dBand : M + dBand;
-    for (int32_t x = 0; x < w; ++x) {
-      const int32_t fv = f[x], rv = r[x];
-      const uint8_t nMin = uint8_t(std::min(fv, rv));
+    for (int32_t x = 0; x < w;) {
+      // Columns whose finger range misses this row come in runs; there the darker of
+      // old and new is kept on the side the roll goes to.
       if (pTop[x] > y || y > pBottom[x]) {
-        if (D == eTowardsRight ? x > L : x < R)
-          r[x] = nMin;
+        int32_t xEnd = x + 1;
+        while (xEnd < w && (pTop[xEnd] > y || y > pBottom[xEnd]))
+          ++xEnd;
+        const int32_t x0 = D == eTowardsRight ? std::max(x, L + 1) : x;
+        const int32_t x1 = D == eTowardsRight ? xEnd : std::min(xEnd, R);
+        for (int32_t i = x0; i < x1; ++i)
+          r[i] = std::min(r[i], f[i]);
+        x = xEnd;
         continue;
       }
+      const int32_t fv = f[x], rv = r[x];
       if (nw[x] > 254) {
         shift.AddNewAreaSample(fv);
         r[x] = uint8_t(fv);
       } else if (D == eTowardsRight ? x > R : x <= L) {
-        r[x] = nMin;
+        r[x] = uint8_t(std::min(fv, rv));
       } else if (std::abs(x - M) < dMargin) {
         shift.MarkDifference(std::abs(rv - fv), y, x);
         r[x] = uint8_t(fv);
       } else if (mask[x] == 255 && (D == eTowardsRight ? x >= M : x <= M)) {
         shift.MarkDifference(std::abs(rv - fv), y, x);
         r[x] = uint8_t(fv);
-      } else if (mask[x] == 255) {
-        // Trailing half: cross-fade over the band behind the centre line.
-        const bool bInBand = D == eTowardsRight ? x > s : x < s;
-        const double dAlpha = bInBand && dBand > 0 ? std::abs(x - s) / dBand : 0.0;
+      } else if (mask[x] == 255 && dBand > 0 && (D == eTowardsRight ? x > s : x < s)) {
+        // Trailing half: cross-fade over the band behind the centre line. Outside the
+        // band the weight is 0 and nothing changes.
+        const double dAlpha = std::abs(x - s) / dBand;
         const int32_t e = static_cast<int32_t>(std::abs(fv - rv) * dAlpha);
         shift.MarkDifference(e, y, x);
         shift.MarkBlendDifference(e, y, x);
@@ -301,6 +308,7 @@ void ClIpAutoRoll5::BlendRows(const ClImage& rNew)
           r[x] = uint8_t(static_cast<int32_t>(RowMean(r, w, x, k) * (1.0 - dAlpha) +
                                               RowMean(f, w, x, k) * dAlpha));
       }
+      ++x;
     }
   }
 }
