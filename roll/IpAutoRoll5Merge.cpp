@@ -137,7 +137,9 @@ int32_t ClIpAutoRoll5::FrameDirection(const ClImage& rNew)
   // Masks are enlarged quarter-size masks, so new pixels come in whole blocks of
   // kDetectRate squared: their regions are measured on one sample per block, inverted so
   // that new pixels are objects, and scaled back (area times 16, centre of the block).
-  const int32_t w = rNew.Width() / kDetectRate, h = rNew.Height() / kDetectRate;
+  // A partial block at the end of the rows or columns counts as a whole one.
+  const int32_t w = (rNew.Width() + kDetectRate - 1) / kDetectRate;
+  const int32_t h = (rNew.Height() + kDetectRate - 1) / kDetectRate;
   m_Work.Create(eUInt8, w, h, 1);
   for (int32_t y = 0; y < h; ++y) {
     const uint8_t* s = rNew.Data() + ptrdiff_t(y) * kDetectRate * rNew.LineElements();

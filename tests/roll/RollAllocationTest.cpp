@@ -8,6 +8,9 @@
 #include <cstdlib>
 #include <new>
 
+// The replacements pair malloc with free throughout; the compiler cannot see that.
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+
 namespace {
 std::atomic<bool> g_bCounting{false};
 std::atomic<int64_t> g_nAllocations{0};

@@ -36,10 +36,11 @@ TEST(RollDiagnostics, EveryKeyInOrderWithItsType)
     const std::string sKey = aKeys[i++];
     EXPECT_EQ(sKey, entry.first);
     const std::string sValue = entry.second.data();
-    if (sKey == "ROLL_SHIFT_AREAS")
+    if (sKey == "ROLL_SHIFT_AREAS") {
       EXPECT_TRUE(entry.second.empty() && sValue.empty());
-    else if (sKey != "ROTATION_THRESHOLD" && sKey != "ROTATION")
+    } else if (sKey != "ROTATION_THRESHOLD" && sKey != "ROTATION") {
       EXPECT_EQ(std::to_string(entry.second.get_value<int>()), sValue) << sKey;
+    }
   }
   EXPECT_EQ("0.1", tree.get<std::string>("ROTATION_THRESHOLD"));
   EXPECT_EQ(-999.0, tree.get<double>("ROTATION"));

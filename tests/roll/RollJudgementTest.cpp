@@ -16,10 +16,12 @@ TEST_P(RollJudgement, JudgesTheScriptedRoll)
   rolltest::ClRollRun run(c.nBorderTop);
   EXPECT_EQ(c.nExpected, run.FeedAll(rolltest::Frames(c, sim)));
   EXPECT_EQ(ClIpAutoRoll5::eFinished, run.m_Roll.GetState());
-  if (c.nDetail != 0)
+  if (c.nDetail != 0) {
     EXPECT_TRUE(run.m_Roll.HasDefect(c.nDetail));
-  if (c.nExpected == 0)
+  }
+  if (c.nExpected == 0) {
     EXPECT_TRUE(run.m_Roll.m_lDefects.empty());
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Scripts, RollJudgement, ::testing::ValuesIn(rolltest::DefectRolls()),

@@ -120,7 +120,7 @@ inline std::vector<StRollCase> DefectRolls()
   left.nDetail = -809;
   a.push_back(left);
   a.push_back(Roll("edge-left-twin", f23, {500, 160}, 200, 36));
-  // The end of the rows is the upper boundary; the cut rows keep the mask's whole blocks.
+  // The end of the rows is the upper boundary; a border there moves the strip up.
   kxsim::ClFinger low = f7;
   low.dCentreY = 620;
   StRollCase top = Roll("edge-top", low, {240, 560}, 200, 36, -806);
