@@ -18,6 +18,15 @@ constexpr uint32_t kJumpPixels = 5000;
 constexpr int64_t kMaxStallMs = 5000;
 constexpr int32_t kMaxSeriesLen = 201;
 
+// out = 255 - in: the roll works on the finger dark on light.
+void Invert(ClImage& rIn, ClImage& rOut)
+{
+  ClTpIpInvert<uint8_t, uint8_t> invert;
+  invert.m_pInImage = &rIn;
+  invert.m_pOutImage = &rOut;
+  invert.Process();
+}
+
 } // namespace
 
 ClIpAutoRoll5::ClIpAutoRoll5() : m_pClock(&m_SteadyClock)
@@ -226,15 +235,11 @@ void ClIpAutoRoll5::TakeFrame()
     m_Frame.Create(eUInt8, nWidth, nHeight, 1);
     m_Rolled.Fill(static_cast<unsigned char>(255));
   }
-  ClTpIpInvert<uint8_t, uint8_t> invert;
-  invert.m_pInImage = m_pInImage;
   if (m_nBorderSide == 0 && m_nBorderTop == 0) {
-    invert.m_pOutImage = &m_Frame;
-    invert.Process();
+    Invert(*m_pInImage, m_Frame);
     return;
   }
-  invert.m_pOutImage = &m_Cut;
-  invert.Process();
+  Invert(*m_pInImage, m_Cut);
   ClTpIpCut<uint8_t, uint8_t> cut;
   cut.m_pInImage = &m_Cut;
   cut.m_pOutImage = &m_Frame;
@@ -326,11 +331,8 @@ unsigned ClIpAutoRoll5::VelocitySample()
 
 void ClIpAutoRoll5::WriteOutput()
 {
-  ClTpIpInvert<uint8_t, uint8_t> invert;
-  invert.m_pOutImage = m_pOutImage;
   if (m_nBorderSide == 0 && m_nBorderTop == 0) {
-    invert.m_pInImage = &m_Rolled;
-    invert.Process();
+    Invert(m_Rolled, *m_pOutImage);
     return;
   }
   ClTpIpImageExtension<uint8_t> extend;
@@ -340,6 +342,5 @@ void ClIpAutoRoll5::WriteOutput()
   extend.m_nBottom = m_nBorderTop;
   extend.m_nFillValue = 255;
   extend.Process();
-  invert.m_pInImage = &m_Extended;
-  invert.Process();
+  Invert(m_Extended, *m_pOutImage);
 }

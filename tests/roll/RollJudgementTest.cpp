@@ -25,13 +25,7 @@ TEST_P(RollJudgement, JudgesTheScriptedRoll)
 }
 
 INSTANTIATE_TEST_SUITE_P(Scripts, RollJudgement, ::testing::ValuesIn(rolltest::DefectRolls()),
-                         [](const ::testing::TestParamInfo<rolltest::StRollCase>& info) {
-                           std::string s = info.param.sName;
-                           for (char& ch : s)
-                             if (!isalnum(static_cast<unsigned char>(ch)))
-                               ch = '_';
-                           return s;
-                         });
+                         [](const auto& info) { return rolltest::TestName(info.param.sName); });
 
 const rolltest::StRollCase& Case(const char* szName)
 {

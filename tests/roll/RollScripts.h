@@ -8,6 +8,7 @@
 #include "simulator/SimRender.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstring>
 #include <memory>
@@ -174,14 +175,30 @@ inline void ToImage(const kxsim::ClGreyImage& g, ClImage& out)
 // Frames of a case in display orientation, the missing ones left out.
 using FrameList = std::vector<std::unique_ptr<ClImage>>;
 
+// Whether frame n of the script is one that never arrives.
+inline bool Missing(const StRollCase& c, kxsim::ClSimulator& sim, int64_t n)
+{
+  const int64_t nFirstMove = sim.Script().FirstFrameOf(kxsim::EStep::eRoll, 0) + c.roll.nSettle;
+  const int64_t k = n - nFirstMove - c.nSkipFrom;
+  const int32_t nPeriod = std::max(c.nSkipPeriod, 1);
+  return c.nSkipFrom >= 0 && k >= 0 && k / nPeriod < c.nSkipGaps && k % nPeriod < c.nSkip;
+}
+
+// A test name made of a case's name.
+inline std::string TestName(std::string s)
+{
+  for (char& ch : s)
+    if (!std::isalnum(static_cast<unsigned char>(ch)))
+      ch = '_';
+  return s;
+}
+
 inline FrameList Frames(const StRollCase& c, kxsim::ClSimulator& sim)
 {
   FrameList a;
   const int64_t nFirstMove = sim.Script().FirstFrameOf(kxsim::EStep::eRoll, 0) + c.roll.nSettle;
   for (int64_t n = 0; n < sim.FrameCount(); ++n) {
-    const int64_t k = n - nFirstMove - c.nSkipFrom;
-    if (c.nSkipFrom >= 0 && k >= 0 && k / std::max(c.nSkipPeriod, 1) < c.nSkipGaps &&
-        k % std::max(c.nSkipPeriod, 1) < c.nSkip)
+    if (Missing(c, sim, n))
       continue;
     a.push_back(std::make_unique<ClImage>());
     kxsim::ClScene scene = sim.Scene(uint64_t(n));
@@ -212,12 +229,9 @@ inline FrameList AssembledFrames(const StRollCase& c, kxsim::ClSimulator& sim)
   kxsim::ClGreyImage truth, mask;
   if (!sim.RollTruth(0, kxsim::EOrientation::eDisplay, truth, mask))
     return a;
-  const int64_t nFirstMove = sim.Script().FirstFrameOf(kxsim::EStep::eRoll, 0) + c.roll.nSettle;
   size_t i = 0;
   for (int64_t n = 0; n < sim.FrameCount(); ++n) {
-    const int64_t k = n - nFirstMove - c.nSkipFrom;
-    if (c.nSkipFrom >= 0 && k >= 0 && k / std::max(c.nSkipPeriod, 1) < c.nSkipGaps &&
-        k % std::max(c.nSkipPeriod, 1) < c.nSkip)
+    if (Missing(c, sim, n))
       continue;
     ClImage& frame = *a[i++];
     const kxsim::ClScene scene = sim.Scene(uint64_t(n));
