@@ -8,6 +8,7 @@
 #include "simulator/SimRender.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstring>
 #include <memory>
@@ -38,6 +39,11 @@ struct StRollCase
   int32_t nSkip = 0;
   int32_t nSkipPeriod = 0;
   int32_t nSkipGaps = 1;
+  // A slide of the skin: from move frame nSlideFrom on, for nSlideFrames frames, the
+  // ridge pattern moves by nSlideX, nSlideY per frame and stays where it got to.
+  int32_t nSlideFrom = -1;
+  int32_t nSlideFrames = 0;
+  int32_t nSlideX = 0, nSlideY = 0;
   int32_t nBorderTop = 0;      // "BORDER_TOP" for the roll
   int32_t nExpected = 0;       // result code
   int32_t nDetail = 0;         // a further code the defect list must hold, 0 for none
@@ -86,23 +92,25 @@ inline std::vector<StRollCase> DefectRolls()
   using kxsim::EPattern;
   std::vector<StRollCase> a;
   const kxsim::ClFinger f7 = Finger(7, EPattern::eLoopLeft), f23 = Finger(23, EPattern::eWhorl);
-  a.push_back(Roll("backroll", f7, {220, 470, 370, 600}, 200, 56, -803));
-  a.push_back(Roll("backroll-twin", f7, {220, 600}, 200, 40));
-  a.push_back(Roll("few-frames", f23, {220, 580}, 200, 9, -802));
+  // Back over unrolled skin: going back over what is rolled shows nothing new.
+  a.push_back(Roll("backroll", f7, {400, 580, 240}, 200, 50, -803));
+  a.push_back(Roll("backroll-twin", f7, {240, 580}, 200, 40));
+  a.push_back(Roll("few-frames", f23, {220, 580}, 200, 5, -802));
   a.push_back(Roll("few-frames-twin", f23, {220, 580}, 200, 30));
   StRollCase jerk = Roll("jerk", f7, {200, 600}, 220, 60, -802);
   jerk.nSkipFrom = 12;
-  jerk.nSkip = 9;
+  jerk.nSkip = 10;
   jerk.nSkipPeriod = 14;
   jerk.nSkipGaps = 3;
   a.push_back(jerk);
   a.push_back(Roll("jerk-twin", f7, {200, 600}, 220, 60));
   a.push_back(Roll("narrow", f23, {360, 450}, 200, 24, -805));
   a.push_back(Roll("narrow-twin", f23, {360, 600}, 200, 36));
+  // The skin slides by 30 pixels over 10 frames halfway through the roll.
   StRollCase slip = Roll("slip", f7, {220, 580}, 220, 40, -801);
-  slip.roll.dSlipAt = 0.5;
-  slip.roll.nSlipX = 5;
-  slip.roll.nSlipY = 12;
+  slip.nSlideFrom = 16;
+  slip.nSlideFrames = 10;
+  slip.nSlideY = 3;
   a.push_back(slip);
   a.push_back(Roll("slip-twin", f7, {220, 580}, 220, 40));
   StRollCase right = Roll("edge-right", f23, {420, 760}, 200, 36, -806);
@@ -113,7 +121,7 @@ inline std::vector<StRollCase> DefectRolls()
   left.nDetail = -809;
   a.push_back(left);
   a.push_back(Roll("edge-left-twin", f23, {500, 160}, 200, 36));
-  // The end of the rows is the upper boundary; the cut rows keep the mask's whole blocks.
+  // The end of the rows is the upper boundary; a border there moves the strip up.
   kxsim::ClFinger low = f7;
   low.dCentreY = 620;
   StRollCase top = Roll("edge-top", low, {240, 560}, 200, 36, -806);
@@ -167,17 +175,45 @@ inline void ToImage(const kxsim::ClGreyImage& g, ClImage& out)
 // Frames of a case in display orientation, the missing ones left out.
 using FrameList = std::vector<std::unique_ptr<ClImage>>;
 
+// Whether frame n of the script is one that never arrives.
+inline bool Missing(const StRollCase& c, kxsim::ClSimulator& sim, int64_t n)
+{
+  const int64_t nFirstMove = sim.Script().FirstFrameOf(kxsim::EStep::eRoll, 0) + c.roll.nSettle;
+  const int64_t k = n - nFirstMove - c.nSkipFrom;
+  const int32_t nPeriod = std::max(c.nSkipPeriod, 1);
+  return c.nSkipFrom >= 0 && k >= 0 && k / nPeriod < c.nSkipGaps && k % nPeriod < c.nSkip;
+}
+
+// A test name made of a case's name.
+inline std::string TestName(std::string s)
+{
+  for (char& ch : s)
+    if (!std::isalnum(static_cast<unsigned char>(ch)))
+      ch = '_';
+  return s;
+}
+
 inline FrameList Frames(const StRollCase& c, kxsim::ClSimulator& sim)
 {
   FrameList a;
   const int64_t nFirstMove = sim.Script().FirstFrameOf(kxsim::EStep::eRoll, 0) + c.roll.nSettle;
   for (int64_t n = 0; n < sim.FrameCount(); ++n) {
-    const int64_t k = n - nFirstMove - c.nSkipFrom;
-    if (c.nSkipFrom >= 0 && k >= 0 && k / std::max(c.nSkipPeriod, 1) < c.nSkipGaps &&
-        k % std::max(c.nSkipPeriod, 1) < c.nSkip)
+    if (Missing(c, sim, n))
       continue;
     a.push_back(std::make_unique<ClImage>());
-    ToImage(sim.Frame(uint64_t(n), false, -1, kxsim::EOrientation::eDisplay), *a.back());
+    kxsim::ClScene scene = sim.Scene(uint64_t(n));
+    const int64_t m = n - nFirstMove - c.nSlideFrom;
+    if (c.nSlideFrom >= 0 && m >= 0 && scene.eContact == kxsim::EContact::eRoll) {
+      const int64_t nSteps = std::min<int64_t>(m + 1, c.nSlideFrames);
+      scene.nShiftX = int(nSteps * c.nSlideX);
+      scene.nShiftY = int(nSteps * c.nSlideY);
+      kxsim::ClGreyImage g(kxsim::kNormalWidth, kxsim::kNormalHeight);
+      sim.Renderer().Render(scene, g.nWidth, g.nHeight, kxsim::kNormalDose, uint64_t(n),
+                            kxsim::EOrientation::eDisplay, g.aPixels.data());
+      ToImage(g, *a.back());
+    } else {
+      ToImage(sim.Frame(uint64_t(n), false, -1, kxsim::EOrientation::eDisplay), *a.back());
+    }
   }
   return a;
 }
@@ -193,12 +229,9 @@ inline FrameList AssembledFrames(const StRollCase& c, kxsim::ClSimulator& sim)
   kxsim::ClGreyImage truth, mask;
   if (!sim.RollTruth(0, kxsim::EOrientation::eDisplay, truth, mask))
     return a;
-  const int64_t nFirstMove = sim.Script().FirstFrameOf(kxsim::EStep::eRoll, 0) + c.roll.nSettle;
   size_t i = 0;
   for (int64_t n = 0; n < sim.FrameCount(); ++n) {
-    const int64_t k = n - nFirstMove - c.nSkipFrom;
-    if (c.nSkipFrom >= 0 && k >= 0 && k / std::max(c.nSkipPeriod, 1) < c.nSkipGaps &&
-        k % std::max(c.nSkipPeriod, 1) < c.nSkip)
+    if (Missing(c, sim, n))
       continue;
     ClImage& frame = *a[i++];
     const kxsim::ClScene scene = sim.Scene(uint64_t(n));
