@@ -66,11 +66,17 @@ double FingerAreaPercent(const uint8_t* pImage, uint32_t nWidth, uint32_t nHeigh
 int RolledWidth(const uint8_t* pImage, uint32_t nWidth, uint32_t nHeight)
 {
   std::vector<uint32_t> columns(nWidth, 0);
+  uint64_t finger = 0;
   for (uint32_t y = 0; y < nHeight; ++y) {
     const uint8_t* row = pImage + static_cast<size_t>(y) * nWidth;
     for (uint32_t x = 0; x < nWidth; ++x)
       columns[x] += row[x] <= nFingerLimit;
   }
+  for (uint32_t c : columns)
+    finger += c;
+  // A masked picture always keeps some background; one without any holds no roll yet.
+  if (finger * 100 > static_cast<uint64_t>(nWidth) * nHeight * 99)
+    return 0;
   int first = -1, last = -1;
   for (uint32_t x = 0; x < nWidth; ++x)
     if (nHeight > 0 && columns[x] * 10 >= nHeight) {

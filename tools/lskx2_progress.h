@@ -40,7 +40,8 @@ private:
 double FingerAreaPercent(const uint8_t* pImage, uint32_t nWidth, uint32_t nHeight);
 
 // Columns from the leftmost to the rightmost one that holds finger samples in a tenth
-// of its rows or more; 0 without finger. Light-on-white noise stays out of it.
+// of its rows or more; 0 without finger, and for a picture with almost no background
+// (no roll result yet). Lone dark samples stay out of it.
 int RolledWidth(const uint8_t* pImage, uint32_t nWidth, uint32_t nHeight);
 
 #endif

@@ -74,6 +74,8 @@ TEST(Lskx2Progress, AreaAndRolledWidthFromMaskedImages)
   std::vector<uint8_t> img(w * h, 255);
   EXPECT_EQ(FingerAreaPercent(img.data(), w, h), 0.0);
   EXPECT_EQ(RolledWidth(img.data(), w, h), 0);
+  std::vector<uint8_t> unset(w * h, 0); // no roll result yet
+  EXPECT_EQ(RolledWidth(unset.data(), w, h), 0);
   // Finger samples over columns 20 to 59, rows 10 to 39; 240 still counts, 241 does not.
   for (uint32_t y = 10; y < 40; ++y)
     for (uint32_t x = 20; x < 60; ++x)
