@@ -20,6 +20,7 @@ double SteadySeconds()
 
 void Fail(const std::string& what, int32_t nCode)
 {
+  std::fflush(stdout); // keeps the order of the two streams on one console
   std::fprintf(stderr, "lskx2: %s: %d %s\n", what.c_str(), nCode,
                LS_KX2GetErrorDescriptionA(nCode));
 }
@@ -177,7 +178,7 @@ int RunCaptures(const ClCliOptions& o, const std::atomic<bool>& bStop, bool bTer
                         std::to_string(o.m_nCount);
     ClCaptureRecord r;
     r.m_sName = std::string(ModeName(mode)) + "_" + std::to_string(k);
-    rc = session.Capture(mode, label, o, &r);
+    rc = bStop ? nInterrupted : session.Capture(mode, label, o, &r);
     if (rc == nInterrupted) {
       bInterrupted = true;
       break;

@@ -68,7 +68,8 @@ int32_t ClScannerSession::Open(const std::string& name)
   m_nWidth = static_cast<uint32_t>(w);
   m_nHeight = static_cast<uint32_t>(h);
   m_nDpi = static_cast<uint32_t>(dx);
-  m_aImage.assign(static_cast<size_t>(w * h), 255);
+  // Rows the SDK copies are padded to 4 bytes.
+  m_aImage.assign(static_cast<size_t>((w + 3) / 4 * 4 * h), 255);
   return 0;
 }
 
