@@ -99,7 +99,7 @@ void ClKX2LiveCaptureR2::StartWorker(boost::thread& th, int nNice, void (ClKX2Li
 
 void ClKX2LiveCaptureR2::RunWorker(int nNice, void (ClKX2LiveCaptureR2::*pfnWorker)())
 {
-  if (nNice != 0 && m_Tuning.bLowPriority)
+  if (nNice != 0 && m_bLowPriority)
     SetOwnNice(nNice);
   // A failing worker ends quietly; the next wait for its output reports the loss.
   try {
@@ -236,6 +236,24 @@ void ClKX2LiveCaptureR2::ResetRollLocked()
   boost::lock_guard<boost::mutex> roll(m_RollMutex);
   m_bRollFrameReady = false;
   ResetRollProcessor();
+}
+
+void ClKX2LiveCaptureR2::SetTuning(const StTuning& tuning)
+{
+  m_nWorkerMs = tuning.nWorkerMs;
+  m_nPreviewMs = tuning.nPreviewMs;
+  m_nResultMs = tuning.nResultMs;
+  m_bLowPriority = tuning.bLowPriority;
+}
+
+ClKX2LiveCaptureR2::StTuning ClKX2LiveCaptureR2::GetTuning() const
+{
+  StTuning t;
+  t.nWorkerMs = m_nWorkerMs;
+  t.nPreviewMs = m_nPreviewMs;
+  t.nResultMs = m_nResultMs;
+  t.bLowPriority = m_bLowPriority;
+  return t;
 }
 
 void ClKX2LiveCaptureR2::CheckArgument(const void* /*pX*/, const void* pY)

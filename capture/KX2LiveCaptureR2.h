@@ -73,8 +73,9 @@ public:
   void GetScannerData(std::ostream& stream);
   void SetScannerData(std::istream& stream);
 
-  void SetTuning(const StTuning& waits) { m_Tuning = waits; }
-  const StTuning& GetTuning() const { return m_Tuning; }
+  // May be called while workers run; each limit counts from the next wait on.
+  void SetTuning(const StTuning& tuning);
+  StTuning GetTuning() const;
   int32_t GetFingerArea() const { return m_nFingerArea.load(); }
   bool HasFakeFingerLibrary() const { return m_hFakeFinger != nullptr; }
 
@@ -131,7 +132,7 @@ private:
   template <class T>
   bool WaitInput(ClTpTripleBuffer<T>& buffer)
   {
-    buffer.WaitMs(m_Tuning.nWorkerMs);
+    buffer.WaitMs(m_nWorkerMs);
     return buffer.HasNewData();
   }
   // The view laid over one of the three raw bitmaps.
@@ -201,5 +202,9 @@ private:
   ClImage m_aRawViews[3];
   // Guards the condition ring, which a mode change clears while workers may write it.
   boost::mutex m_ConditionMutex;
-  StTuning m_Tuning;
+  // The tuning, read by workers while the application may change it.
+  std::atomic<int32_t> m_nWorkerMs{StTuning().nWorkerMs};
+  std::atomic<int32_t> m_nPreviewMs{StTuning().nPreviewMs};
+  std::atomic<int32_t> m_nResultMs{StTuning().nResultMs};
+  std::atomic<bool> m_bLowPriority{StTuning().bLowPriority};
 };

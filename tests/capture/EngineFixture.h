@@ -60,13 +60,15 @@ inline std::string ScriptConfig(const std::string& sSteps, const std::string& sE
          (sExtra.empty() ? std::string() : sExtra + ",") + R"("script":[)" + sSteps + "]}]}";
 }
 
-// Waits short enough to keep tests quick, long enough for a loaded machine.
+// Waits short enough to keep tests quick, long enough for a loaded machine. Workers keep
+// normal priority: on a busy machine an idle worker could take seconds per frame.
 inline ClKX2LiveCaptureR2::StTuning TestTuning()
 {
   ClKX2LiveCaptureR2::StTuning w;
   w.nWorkerMs = 200;
   w.nPreviewMs = 20000;
   w.nResultMs = 20000;
+  w.bLowPriority = false;
   return w;
 }
 

@@ -3,6 +3,12 @@
 #include "EngineFixture.h"
 
 #include <dirent.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <fstream>
+#include <sstream>
+#include <vector>
 
 #include <atomic>
 #include <chrono>
@@ -32,6 +38,40 @@ bool ReachesThreadCount(int n)
   for (int i = 0; i < 1000 && ThreadCount() != n; ++i)
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   return ThreadCount() == n;
+}
+
+// Nice values of this process's threads.
+std::vector<int> NiceValues()
+{
+  std::vector<int> values;
+  if (DIR* d = opendir("/proc/self/task")) {
+    while (dirent* e = readdir(d)) {
+      if (e->d_name[0] == '.')
+        continue;
+      std::ifstream stat(std::string("/proc/self/task/") + e->d_name + "/stat");
+      std::string line;
+      std::getline(stat, line);
+      std::istringstream fields(line.substr(line.rfind(')') + 2));
+      std::string field;
+      for (int i = 3; i <= 19 && fields >> field; ++i)
+        if (i == 19)
+          values.push_back(std::stoi(field));
+    }
+    closedir(d);
+  }
+  return values;
+}
+
+// Waits until some thread runs with the nice value.
+bool SomeThreadAt(int nNice)
+{
+  for (int i = 0; i < 1000; ++i) {
+    const std::vector<int> v = NiceValues();
+    if (std::count(v.begin(), v.end(), nNice) > 0)
+      return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return false;
 }
 
 class EngineLifecycle : public EngineFixture
@@ -90,10 +130,10 @@ TEST_F(EngineLifecycle, FailingWorkerEndsQuietly)
 {
   Open(ScriptConfig(kStill));
   ShortWaits(300);
-  Engine().SetCaptureMode(3);
-  Step();
-  // A sensitivity the mask refuses makes the mask worker throw on its next frame.
+  // A sensitivity the mask refuses makes the mask workers throw on their first frame.
+  // It is written while no worker runs, as the property is.
   Engine().m_nMaskSensitivity = 9;
+  Engine().SetCaptureMode(3);
   Engine().Trigger();
   EXPECT_TRUE(IsFailure(PreviewFailure(), -60, "device seems to be disconnected"));
   Engine().Trigger();
@@ -103,6 +143,7 @@ TEST_F(EngineLifecycle, FailingWorkerEndsQuietly)
   EXPECT_EQ(CodeOf([&] { ClImage i; uint32_t s; double d; Engine().GetImage(i, &s, &d); }), -60);
 
   // A mode change starts fresh workers, with nothing left locked by the failed ones.
+  Engine().SetCaptureMode(1);
   Engine().m_nMaskSensitivity = 3;
   Engine().SetCaptureMode(3);
   EXPECT_EQ(Step().nStatus, 0u);
@@ -131,6 +172,22 @@ TEST_F(EngineLifecycle, ModeChangesWakeWaitingWorkers)
   std::cout << "[ figures  ] slowest mode change with waiting workers: " << dWorst << " ms\n";
 }
 
+TEST_F(EngineLifecycle, PreviewWorkersRunAtLowPriority)
+{
+  if (getpriority(PRIO_PROCESS, 0) != 0)
+    GTEST_SKIP() << "the priorities are absolute nice values";
+  Open(ScriptConfig(kStill));
+  ClKX2LiveCaptureR2::StTuning w = TestTuning();
+  w.bLowPriority = true;
+  Engine().SetTuning(w);
+  Engine().SetCaptureMode(3);
+  EXPECT_TRUE(SomeThreadAt(19)) << "the filter idles";
+  EXPECT_TRUE(SomeThreadAt(1)) << "the detection runs below normal";
+  Engine().SetCaptureMode(4);
+  const std::vector<int> v = NiceValues();
+  EXPECT_EQ(std::count(v.begin(), v.end(), 0), int(v.size())) << "the roll workers keep theirs";
+}
+
 TEST_F(EngineLifecycle, DeletingMidRollJoinsEveryWorker)
 {
   Open(ScriptConfig(R"({"empty":2},{"roll":60,"from_x":300,"to_x":500},{"lift":4})"));
@@ -156,7 +213,6 @@ TEST_F(EngineLifecycle, StressTriggerPreviewAndModeChanges)
   ClKX2LiveCaptureR2::StTuning w;
   w.nWorkerMs = 50;
   w.nPreviewMs = w.nResultMs = 20;
-  // On a loaded machine an idle worker would make every change wait for its frame.
   w.bLowPriority = false;
   Engine().SetTuning(w);
   std::atomic<bool> bDone{false};
