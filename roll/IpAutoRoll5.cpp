@@ -231,6 +231,9 @@ void ClIpAutoRoll5::TakeFrame()
   const int32_t nWidth = in.Width() - 2 * m_nBorderSide;
   const int32_t nHeight = in.Height() - m_nBorderTop;
   if (m_Rolled.Width() != nWidth || m_Rolled.Height() != nHeight || !m_Rolled.Data()) {
+    // Frames of another size cannot continue a roll: it starts again from idle.
+    if (m_Rolled.Data())
+      Reset();
     m_Rolled.Create(eUInt8, nWidth, nHeight, 1);
     m_Frame.Create(eUInt8, nWidth, nHeight, 1);
     m_Rolled.Fill(static_cast<unsigned char>(255));

@@ -181,7 +181,8 @@ private:
   // Work images and processors, kept so that a running roll does not allocate.
   ClImage m_Cut, m_Small, m_Smooth, m_Labels, m_LabelsNew, m_New, m_Overlap, m_Work, m_Extended;
   ClImage m_Lo, m_Hi, m_Tmp;
-  std::vector<unsigned> m_aSorted;
+  // The velocity samples sorted, reused by the measure.
+  mutable std::vector<unsigned> m_aSorted;
   ClIpSubsample m_Subsample;
   ClTpIpFilterMid<uint8_t, uint32_t> m_Mean;
   ClTpIpFilterMin<uint8_t> m_FilterMin;

@@ -45,7 +45,7 @@ int32_t ClIpAutoRoll5::GetVelocityMeasure() const
   if (n < 2)
     return 0;
   // The fastest quarter against the average: an even fast roll passes, a jerk does not.
-  std::vector<unsigned>& a = const_cast<std::vector<unsigned>&>(m_aSorted);
+  std::vector<unsigned>& a = m_aSorted;
   a.assign(m_aVelocity.Data(), m_aVelocity.Data() + n);
   std::sort(a.begin(), a.end(), [](unsigned x, unsigned y) { return x > y; });
   double dAll = 0.0, dTop = 0.0;

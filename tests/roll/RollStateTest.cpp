@@ -165,6 +165,26 @@ TEST_F(RollState, ResetKeepsTheEdgesRestartClearsThem)
   EXPECT_EQ(-1, Roll().m_nMaxRight);
 }
 
+TEST_F(RollState, BordersAreCutAwayAndFilledBack)
+{
+  Roll().m_nBorderSide = 20;
+  Roll().m_nBorderTop = 30;
+  StartRolling(12);
+  ASSERT_EQ(kW, m_Run.m_Out.Width());
+  ASSERT_EQ(kH, m_Run.m_Out.Height());
+  EXPECT_EQ(kW - 40, m_Run.m_OutMask.Width());
+  EXPECT_EQ(kH - 30, m_Run.m_OutMask.Height());
+  // The cut columns show background, even where the frame had the bar.
+  const uint8_t* pRow = m_Run.m_Out.Data() + ptrdiff_t(300) * m_Run.m_Out.LineElements();
+  EXPECT_EQ(0, pRow[15]);
+  EXPECT_EQ(170, pRow[25]);
+  EXPECT_EQ(0, pRow[kW - 1]);
+  // Another frame size starts from idle.
+  Roll().m_nBorderSide = 0;
+  EXPECT_EQ(ClIpAutoRoll5::eSettling, Feed(200));
+  EXPECT_EQ(0, Roll().m_nSeriesLen);
+}
+
 TEST_F(RollState, VelocityMeasureIsTheFastestQuarterAboveTheMean)
 {
   EXPECT_EQ(0, Roll().GetVelocityMeasure());
