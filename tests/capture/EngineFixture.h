@@ -114,6 +114,17 @@ protected:
   }
   // Frames delivered by the device so far.
   uint64_t Frames() { return Sim().State(0).nFrames; }
+  // What the three image calls throw, if anything.
+  StFailure PreviewFailure() { return FailureOf([&] { Call(&ClKX2LiveCaptureR2::GetPreviewImage); }); }
+  StFailure RollFailure() { return FailureOf([&] { Call(&ClKX2LiveCaptureR2::GetRollImage); }); }
+  StFailure ImageFailure() { return FailureOf([&] { Call(&ClKX2LiveCaptureR2::GetImage); }); }
+  void Call(void (ClKX2LiveCaptureR2::*pfn)(ClImage&, uint32_t*, double*))
+  {
+    ClImage image;
+    uint32_t nStatus;
+    double dScore;
+    (Engine().*pfn)(image, &nStatus, &dScore);
+  }
 
   ClRDKX2ScanAPIWrapper m_Scanner;
   std::unique_ptr<ClKX2LiveCaptureR2> m_pEngine;

@@ -3,12 +3,6 @@
 #include "EngineFixture.h"
 
 #include <dirent.h>
-#include <sys/resource.h>
-
-#include <algorithm>
-#include <fstream>
-#include <sstream>
-#include <vector>
 
 #include <atomic>
 #include <chrono>
@@ -40,47 +34,9 @@ bool ReachesThreadCount(int n)
   return ThreadCount() == n;
 }
 
-// Nice values of this process's threads.
-std::vector<int> NiceValues()
-{
-  std::vector<int> values;
-  if (DIR* d = opendir("/proc/self/task")) {
-    while (dirent* e = readdir(d)) {
-      if (e->d_name[0] == '.')
-        continue;
-      std::ifstream stat(std::string("/proc/self/task/") + e->d_name + "/stat");
-      std::string line;
-      std::getline(stat, line);
-      std::istringstream fields(line.substr(line.rfind(')') + 2));
-      std::string field;
-      for (int i = 3; i <= 19 && fields >> field; ++i)
-        if (i == 19)
-          values.push_back(std::stoi(field));
-    }
-    closedir(d);
-  }
-  return values;
-}
-
-// Waits until some thread runs with the nice value.
-bool SomeThreadAt(int nNice)
-{
-  for (int i = 0; i < 1000; ++i) {
-    const std::vector<int> v = NiceValues();
-    if (std::count(v.begin(), v.end(), nNice) > 0)
-      return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return false;
-}
-
 class EngineLifecycle : public EngineFixture
 {
 protected:
-  StFailure PreviewFailure()
-  {
-    return FailureOf([&] { ClImage i; uint32_t s; double d; Engine().GetPreviewImage(i, &s, &d); });
-  }
   void ShortWaits(int32_t nMs)
   {
     ClKX2LiveCaptureR2::StTuning w = TestTuning();
@@ -119,11 +75,9 @@ TEST_F(EngineLifecycle, WaitsEndWithoutTrigger)
   Engine().SetCaptureMode(3);
   EXPECT_TRUE(IsFailure(PreviewFailure(), -60, "device seems to be disconnected"));
   Engine().SetCaptureMode(4);
-  EXPECT_TRUE(IsFailure(FailureOf([&] { ClImage i; uint32_t s; double d; Engine().GetRollImage(i, &s, &d); }),
-                        -60, "timeout getting bitmap"));
+  EXPECT_TRUE(IsFailure(RollFailure(), -60, "timeout getting bitmap"));
   Engine().SetCaptureMode(5);
-  EXPECT_TRUE(IsFailure(FailureOf([&] { ClImage i; uint32_t s; double d; Engine().GetImage(i, &s, &d); }),
-                        -60, "timeout getting bitmap"));
+  EXPECT_TRUE(IsFailure(ImageFailure(), -60, "timeout getting bitmap"));
 }
 
 TEST_F(EngineLifecycle, FailingWorkerEndsQuietly)
@@ -140,11 +94,12 @@ TEST_F(EngineLifecycle, FailingWorkerEndsQuietly)
   EXPECT_TRUE(IsFailure(PreviewFailure(), -60, "device seems to be disconnected")) << "it stays ended";
   Engine().SetCaptureMode(5);
   Engine().Trigger();
-  EXPECT_EQ(CodeOf([&] { ClImage i; uint32_t s; double d; Engine().GetImage(i, &s, &d); }), -60);
+  EXPECT_EQ(ImageFailure().nCode, -60);
 
   // A mode change starts fresh workers, with nothing left locked by the failed ones.
   Engine().SetCaptureMode(1);
   Engine().m_nMaskSensitivity = 3;
+  Engine().SetTuning(TestTuning());
   Engine().SetCaptureMode(3);
   EXPECT_EQ(Step().nStatus, 0u);
 }
@@ -170,22 +125,6 @@ TEST_F(EngineLifecycle, ModeChangesWakeWaitingWorkers)
   std::future<void> end = std::async(std::launch::async, [&] { m_pEngine.reset(); });
   ASSERT_EQ(end.wait_for(std::chrono::seconds(120)), std::future_status::ready);
   std::cout << "[ figures  ] slowest mode change with waiting workers: " << dWorst << " ms\n";
-}
-
-TEST_F(EngineLifecycle, PreviewWorkersRunAtLowPriority)
-{
-  if (getpriority(PRIO_PROCESS, 0) != 0)
-    GTEST_SKIP() << "the priorities are absolute nice values";
-  Open(ScriptConfig(kStill));
-  ClKX2LiveCaptureR2::StTuning w = TestTuning();
-  w.bLowPriority = true;
-  Engine().SetTuning(w);
-  Engine().SetCaptureMode(3);
-  EXPECT_TRUE(SomeThreadAt(19)) << "the filter idles";
-  EXPECT_TRUE(SomeThreadAt(1)) << "the detection runs below normal";
-  Engine().SetCaptureMode(4);
-  const std::vector<int> v = NiceValues();
-  EXPECT_EQ(std::count(v.begin(), v.end(), 0), int(v.size())) << "the roll workers keep theirs";
 }
 
 TEST_F(EngineLifecycle, DeletingMidRollJoinsEveryWorker)
