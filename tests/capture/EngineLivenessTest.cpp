@@ -2,12 +2,6 @@
 // scanner data.
 #include "EngineFixture.h"
 
-#include <boost/property_tree/json_parser.hpp>
-#include <boost/property_tree/ptree.hpp>
-
-#include <sstream>
-
-namespace pt = boost::property_tree;
 
 namespace {
 
@@ -31,19 +25,6 @@ protected:
     if (pdScore)
       *pdScore = p.dScore;
     return p.nStatus;
-  }
-  pt::ptree Document()
-  {
-    std::stringstream s;
-    Engine().GetScannerData(s);
-    pt::ptree tree;
-    pt::read_json(s, tree);
-    return tree;
-  }
-  void Load(const std::string& sJson)
-  {
-    std::istringstream s(sJson);
-    Engine().SetScannerData(s);
   }
 };
 
