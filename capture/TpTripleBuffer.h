@@ -82,12 +82,22 @@ public:
     m_NewFrame.notify_all();
   }
 
+  // Gives the write buffer back unpublished, after a failed write: the latest item stays.
+  void CancelWrite()
+  {
+    boost::lock_guard<boost::mutex> lock(m_Mutex);
+    m_bWriteLocked = false;
+  }
+
   // True at once with data pending; else waits up to nSeconds for a finished write or a
   // Wake and returns false on timeout. The wait uses a mutex of its own, so a
   // notification between the test and the wait is lost and the wait runs to its timeout:
   // callers test HasNewData afterwards and wait again. An interruption point of the
   // thread library.
-  bool Wait(int32_t nSeconds)
+  bool Wait(int32_t nSeconds) { return WaitMs(nSeconds * 1000); }
+
+  // The same limit in milliseconds, for the capture engine's shortened waits.
+  bool WaitMs(int32_t nMilliseconds)
   {
     {
       boost::lock_guard<boost::mutex> lock(m_Mutex);
@@ -96,7 +106,7 @@ public:
     }
     boost::mutex waitMutex;
     boost::unique_lock<boost::mutex> waitLock(waitMutex);
-    return m_NewFrame.timed_wait(waitLock, boost::posix_time::seconds(nSeconds));
+    return m_NewFrame.timed_wait(waitLock, boost::posix_time::milliseconds(nMilliseconds));
   }
 
   bool HasNewData() const
@@ -124,4 +134,51 @@ private:
   uint32_t m_nWrite = 0;
   uint32_t m_nLatest = 1;
   T* m_apBuffers[3] = {nullptr, nullptr, nullptr};
+};
+
+// Holds the read side of a triple buffer for a scope; a failure on the way gives it back.
+template <class T>
+class ClTpTripleRead : private boost::noncopyable
+{
+public:
+  explicit ClTpTripleRead(ClTpTripleBuffer<T>& buffer) : m_pItem(buffer.LockRead()), m_pBuffer(&buffer) {}
+  ~ClTpTripleRead() { Release(); }
+  T& operator*() const { return *m_pItem; }
+  T* operator->() const { return m_pItem; }
+  void Release()
+  {
+    if (m_pBuffer)
+      m_pBuffer->UnlockRead();
+    m_pBuffer = nullptr;
+  }
+
+private:
+  T* m_pItem;
+  ClTpTripleBuffer<T>* m_pBuffer;
+};
+
+// Holds the write side for a scope. Publish hands the item on; leaving the scope without
+// it (a failure on the way) gives the buffer back unpublished.
+template <class T>
+class ClTpTripleWrite : private boost::noncopyable
+{
+public:
+  explicit ClTpTripleWrite(ClTpTripleBuffer<T>& buffer) : m_pItem(buffer.LockWrite()), m_pBuffer(&buffer) {}
+  ~ClTpTripleWrite()
+  {
+    if (m_pBuffer)
+      m_pBuffer->CancelWrite();
+  }
+  T& operator*() const { return *m_pItem; }
+  T* operator->() const { return m_pItem; }
+  void Publish()
+  {
+    if (m_pBuffer)
+      m_pBuffer->UnlockWrite();
+    m_pBuffer = nullptr;
+  }
+
+private:
+  T* m_pItem;
+  ClTpTripleBuffer<T>* m_pBuffer;
 };

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <tuple>
 
 class ClExportShell
 {
@@ -17,25 +18,34 @@ public:
   template <class TBody, class... TArgs>
   static int32_t Run(const char* szFunc, const char* szSignature, TBody&& body, TArgs... args)
   {
-    return RunMixed(szFunc, szSignature, szSignature, static_cast<TBody&&>(body), args...);
+    return RunLines(szFunc, szSignature, std::make_tuple(args...), szSignature,
+                    std::make_tuple(args...), static_cast<TBody&&>(body));
   }
 
-  // Where the Enter line's argument part differs from the Leave and Error lines'.
-  template <class TBody, class... TArgs>
-  static int32_t RunMixed(const char* szFunc, const char* szEnterSignature,
-                          const char* szExitSignature, TBody&& body, TArgs... args)
+  // The exports that log their name alone, with an empty second part: "%s%s Enter".
+  template <class TBody>
+  static int32_t RunNamed(const char* szFunc, TBody&& body)
+  {
+    return Run(szFunc, "%s%s", static_cast<TBody&&>(body), "");
+  }
+
+  // Where the Enter line also takes other arguments than the Leave and Error lines.
+  template <class TBody, class TEnterArgs, class TExitArgs>
+  static int32_t RunLines(const char* szFunc, const char* szEnterSignature,
+                          const TEnterArgs& enterArgs, const char* szExitSignature,
+                          const TExitArgs& exitArgs, TBody&& body)
   {
     char enter[128], leave[128];
     std::snprintf(enter, sizeof(enter), "%s Enter", szEnterSignature);
     std::snprintf(leave, sizeof(leave), "%s Leave", szExitSignature);
     try {
-      ClLiveScannerKX2::Log(7, enter, szFunc, args...);
+      std::apply([&](auto... a) { ClLiveScannerKX2::Log(7, enter, szFunc, a...); }, enterArgs);
       body();
-      ClLiveScannerKX2::Log(7, leave, szFunc, args...);
+      std::apply([&](auto... a) { ClLiveScannerKX2::Log(7, leave, szFunc, a...); }, exitArgs);
       return 0;
     } catch (const ClException& e) {
       int32_t code = e.GetCode();
-      LogError(szFunc, szExitSignature, code, args...);
+      std::apply([&](auto... a) { LogError(szFunc, szExitSignature, code, a...); }, exitArgs);
       return code;
     }
   }

@@ -1,15 +1,31 @@
-// Scanner discovery.
+// Scanner discovery, opening and closing.
 #include "livescannerkx2.h"
 
 #include "device/RDKXScanAPIWrapper.h"
 #include "sdk/ExportShell.h"
+#include "sdk/KX2Handle.h"
 
 #include <cstring>
 #include <list>
+#include <string>
+#include <tuple>
 
 namespace {
 // Each name fills a record of this size, without terminator when it is that long.
 constexpr uint64_t nSerialRecordSize = 16;
+
+// The interface of the attached KX2 scanner of that exact name; -44 if there is none.
+int32_t InterfaceOf(const std::string& sSerial)
+{
+  std::list<ScannerEntry> list;
+  ClRDKXScanAPIWrapper::QueryScanners(list, ClRDKXScanAPIWrapper::eTypeKX2, true);
+  for (const ScannerEntry& e : list) {
+    if (e.sName == sSerial)
+      return e.nInterface;
+  }
+  LSKX2_THROW(-44);
+}
+
 } // namespace
 
 extern "C" {
@@ -37,6 +53,43 @@ LS_KX2_EXPORT int32_t LS_KX2QueryScanners(char* pSerials, uint64_t* pnCount)
           std::strncpy(p, e.sName.c_str(), nSerialRecordSize);
           p += nSerialRecordSize;
         }
+      },
+      "");
+}
+
+LS_KX2_EXPORT int32_t LS_KX2OpenScanner(const char* szSerial, LS_KX2_HANDLE* phScanner)
+{
+  // The Enter line carries the serial glued to the function's name; the others do not.
+  return ClExportShell::RunLines(
+      __func__, "%s%s", std::make_tuple(szSerial ? szSerial : ""), "%s%s", std::make_tuple(""),
+      [&] {
+        if (!szSerial || !phScanner)
+          LSKX2_THROW(-701);
+        const std::string sSerial(szSerial, strnlen(szSerial, nSerialRecordSize));
+        ClKX2Handle::CreateHandle(phScanner);
+        try {
+          const int32_t nInterface = InterfaceOf(sSerial);
+          ClKX2Handle::ResolveHandle(*phScanner)->Open(nInterface, sSerial.c_str());
+        } catch (const ClException&) {
+          // The caller is left with a null handle and the first failure's code.
+          try {
+            ClKX2Handle::DestroyHandle(phScanner);
+          } catch (const ClException&) {
+          }
+          throw;
+        }
+      });
+}
+
+LS_KX2_EXPORT int32_t LS_KX2CloseScanner(LS_KX2_HANDLE* phScanner)
+{
+  return ClExportShell::Run(
+      __func__, "%s%s",
+      [&] {
+        if (!phScanner)
+          LSKX2_THROW(-701);
+        ClKX2Handle::FromExport(*phScanner).Close();
+        ClKX2Handle::DestroyHandle(phScanner);
       },
       "");
 }

@@ -56,6 +56,11 @@ public:
   }
 
   static bool Exists() { return s_pInstance != nullptr; }
+  static int32_t RefCount()
+  {
+    std::lock_guard<std::mutex> lock(s_Mutex);
+    return s_nRefCount;
+  }
   static std::mutex& Mutex() { return s_Mutex; }
 
 protected:

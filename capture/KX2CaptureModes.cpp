@@ -1,0 +1,228 @@
+// Capture modes: the device set-up of each, and what the three image calls answer.
+#include "capture/KX2FramePrep.h"
+#include "capture/KX2FrameJudge.h"
+#include "capture/KX2LiveCaptureR2.h"
+#include "device/RDKX2ScanAPIWrapper.h"
+#include "device/VeltranoFakeFingerDetectionKX2Wrapper.h"
+#include "masks/IpKX10MaskR2.h"
+#include "sdk/Exceptions.h"
+
+namespace {
+
+enum { eBlockSize = 7 };
+
+// Creates an 8-bit one-plane image unless it already has that shape: a reader on another
+// thread may hold an image of the right shape, which then stays untouched.
+void EnsureImage(ClImage& image, int32_t nWidth, int32_t nHeight)
+{
+  if (image.Data() && image.Width() == nWidth && image.Height() == nHeight &&
+      image.DataType() == eUInt8 && image.Planes() == 1)
+    return;
+  image.Create(eUInt8, nWidth, nHeight, 1);
+}
+
+void MakeBlock(uint8_t* pBlock, uint8_t nThird)
+{
+  pBlock[0] = 0x35;
+  pBlock[1] = 0;
+  pBlock[2] = nThird;
+}
+
+} // namespace
+
+void ClKX2LiveCaptureR2::NormalSetUp(uint8_t* pBlock)
+{
+  Device().SetImageMode(ClRDKX2ScanAPIWrapper::eModeNormal);
+  MakeBlock(pBlock, 8);
+  Device().SaveControlBytes(pBlock, false);
+}
+
+void ClKX2LiveCaptureR2::RawSetUp(uint8_t* pBlock)
+{
+  Device().SetImageMode(ClRDKX2ScanAPIWrapper::eModeRaw);
+  MakeBlock(pBlock, 0x67);
+  Device().SaveControlBytes(pBlock, false);
+}
+
+void ClKX2LiveCaptureR2::CreateRawFrames()
+{
+  int32_t w = 0, h = 0;
+  Device().GetImageSize(&w, &h);
+  for (int i = 0; i < 3; ++i) {
+    m_aRawBitmaps[i].Create(w, h, 8);
+    m_aRawViews[i].Attach(m_aRawBitmaps[i]);
+  }
+}
+
+ClImage& ClKX2LiveCaptureR2::RawView(const ClBitmap* pBitmap)
+{
+  ClImage& view = m_aRawViews[pBitmap - m_aRawBitmaps];
+  view.SetPels(eResolution, eResolution);
+  return view;
+}
+
+void ClKX2LiveCaptureR2::SetCaptureMode(int32_t nMode)
+{
+  ClearCondition();
+  boost::lock_guard<boost::mutex> api(m_ApiMutex);
+  if (nMode == m_nMode)
+    return;
+  StopWorkers();
+  m_nCapturedLife = 0;
+  m_nDetectResult = 0;
+  boost::lock_guard<boost::mutex> device(m_DeviceMutex);
+  uint8_t block[eBlockSize] = {};
+  Device().RestoreControlBytes(block);
+  switch (nMode) {
+  case eCaptureSingleShot:
+    NormalSetUp(block);
+    break;
+  case eCaptureLiveness:
+    if (!m_hFakeFinger) {
+      m_nMode = eCaptureSingleShot;
+      NormalSetUp(block);
+      LSKX2_THROW_MSG("LiveDetection not available in this release.", -103);
+    }
+    // The library's answer is not looked at: scoring works either way.
+    m_pFakeFinger->FD_KX2SetPropertyA(m_hFakeFinger,
+                                      ClVeltranoFakeFingerDetectionKX2Wrapper::szAverageProperty,
+                                      m_bAverageLiveness ? "True" : "False");
+    [[fallthrough]];
+  case eCapturePlain:
+  case eCapturePreview:
+    RawSetUp(block);
+    CreateRawFrames();
+    for (ClImage& image : m_aFlipped)
+      EnsureImage(image, eOutWidth, eOutHeight);
+    if (nMode != eCapturePreview) {
+      m_nState = eStateNone;
+      m_nFrameCount = 0;
+    }
+    break;
+  case eCaptureRoll:
+  case eCaptureTriggered:
+    NormalSetUp(block);
+    CreateRawFrames();
+    if (nMode == eCaptureRoll) {
+      for (int i = 0; i < 3; ++i) {
+        EnsureImage(m_aPreview[i], eOutWidth, eOutHeight);
+        EnsureImage(m_aRollImages[i], eOutWidth, eOutHeight);
+      }
+      // A state left over from a plain capture would read as a finished roll.
+      m_nState = eStateNone;
+    }
+    {
+      int32_t w = 0, h = 0;
+      Device().GetImageSize(&w, &h);
+      m_SpareBitmap.Create(w, h, 8);
+    }
+    ResetRollLocked();
+    break;
+  default:
+    LSKX2_THROW_MSG("Unknown capture mode.", -103);
+  }
+  // The workers read the mode, so it is stored before they start.
+  m_nMode = nMode;
+  StartModeWorkers(nMode);
+}
+
+void ClKX2LiveCaptureR2::CaptureNormal(uint8_t* pBlock, StNormalFrame& frame, ClImage& masked,
+                                       ClIpKX10MaskR2& mask)
+{
+  NormalSetUp(pBlock);
+  int32_t w = 0, h = 0;
+  Device().GetImageSize(&w, &h);
+  if (!frame.bitmap.Header() || frame.bitmap.HeaderInfo().biWidth != w ||
+      frame.bitmap.HeaderInfo().biHeight != h) {
+    frame.bitmap.Create(w, h, 8);
+    frame.view.Attach(frame.bitmap);
+  }
+  if (!Device().GetImage(&frame.bitmap, 2, 255))
+    LSKX2_THROW_MSG("scanner disconnected", -60);
+  frame.view.SetPels(eResolution, eResolution);
+  KX2FlipRows(frame.view, frame.flipped);
+  mask.m_nSensitivity = Sensitivity();
+  mask.Compute(&frame.flipped, &masked, 500, 1.0);
+}
+
+void ClKX2LiveCaptureR2::GetImage(ClImage& image, uint32_t* pnStatus, double* pdScore)
+{
+  if (!pnStatus || !pdScore)
+    LSKX2_THROW(-701);
+  boost::lock_guard<boost::mutex> api(m_ApiMutex);
+  const int32_t nMode = m_nMode;
+  switch (nMode) {
+  case eCaptureSingleShot:
+  case eCaptureLiveness:
+  case eCapturePlain:
+  case eCapturePreview: {
+    ClIpKX10MaskR2 mask(false);
+    StNormalFrame frame;
+    {
+      boost::lock_guard<boost::mutex> device(m_DeviceMutex);
+      // The liveness capture of a still finger is handed out once.
+      if (nMode == eCaptureLiveness && m_nCapturedLife >= 1) {
+        image.Copy(m_Captured);
+        m_nCapturedLife = 0;
+        *pnStatus = eStateStable;
+        *pdScore = m_dScore;
+        return;
+      }
+      uint8_t block[eBlockSize] = {};
+      Device().RestoreControlBytes(block);
+      CaptureNormal(block, frame, image, mask);
+      if (nMode == eCaptureSingleShot) {
+        *pnStatus = 0;
+        *pdScore = 0.0;
+        return;
+      }
+      RawSetUp(block);
+    }
+    *pnStatus = ClKX2FrameJudge::HoldsFinger(ClKX2FrameJudge::FingerArea(image)) ? eStateStable
+                                                                                  : eStateNone;
+    *pdScore = m_dScore;
+    return;
+  }
+  case eCaptureTriggered: {
+    WaitResult(m_Waits.nResultMs);
+    boost::lock_guard<boost::mutex> result(m_ResultMutex);
+    image.Copy(m_Result);
+    *pnStatus = 0;
+    *pdScore = 0.0;
+    return;
+  }
+  default:
+    LSKX2_THROW_MSG("Current capture mode is not implemented yet. (should never happen)", -103);
+  }
+}
+
+void ClKX2LiveCaptureR2::GetPreviewImage(ClImage& image, uint32_t* pnStatus, double* pdScore)
+{
+  if (!pnStatus || !pdScore)
+    LSKX2_THROW(-701);
+  const int32_t nMode = m_nMode;
+  if (nMode != eCaptureLiveness && nMode != eCapturePlain && nMode != eCapturePreview)
+    LSKX2_THROW_MSG("Invalid capture mode.", -50);
+  m_PreviewFrames.WaitMs(m_Waits.nPreviewMs);
+  if (!m_PreviewFrames.HasNewData())
+    LSKX2_THROW_MSG("device seems to be disconnected", -60);
+  {
+    ClTpTripleRead<ClImage> preview(m_PreviewFrames);
+    image.Copy(*preview);
+  }
+  *pnStatus = static_cast<uint32_t>(m_nState.load());
+  *pdScore = m_dScore;
+}
+
+void ClKX2LiveCaptureR2::GetRollImage(ClImage& image, uint32_t* pnStatus, double* pdScore)
+{
+  if (!pnStatus || !pdScore)
+    LSKX2_THROW(-701);
+  if (m_nMode != eCaptureRoll)
+    LSKX2_THROW_MSG("Invalid capture mode.", -50);
+  WaitResult(m_Waits.nResultMs);
+  boost::lock_guard<boost::mutex> result(m_ResultMutex);
+  image.Copy(m_Result);
+  *pnStatus = static_cast<uint32_t>(m_nState.load());
+  *pdScore = 0.0;
+}

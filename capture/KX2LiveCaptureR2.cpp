@@ -1,0 +1,242 @@
+// The engine's life: construction with the fake finger binding, stopping and starting
+// workers, the trigger, the result wait, the condition ring and the small accessors.
+#include "capture/KX2LiveCaptureR2.h"
+
+#include "capture/KX2FrameJudge.h"
+#include "device/RDKXScanAPIWrapper.h"
+#include "device/VeltranoFakeFingerDetectionKX2Wrapper.h"
+#include "sdk/Exceptions.h"
+
+#include <boost/bind/bind.hpp>
+
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+// Worker priorities as nice values of the calling thread; a refusal is ignored.
+enum { eNiceIdle = 19, eNiceBelowNormal = 1 };
+
+void SetOwnNice(int nNice)
+{
+  const pid_t tid = static_cast<pid_t>(::syscall(SYS_gettid));
+  (void)::setpriority(PRIO_PROCESS, static_cast<id_t>(tid), nNice);
+}
+
+} // namespace
+
+ClKX2LiveCaptureR2::ClKX2LiveCaptureR2()
+{
+  Construct(ClVeltranoFakeFingerDetectionKX2Wrapper::szSearchPath,
+            ClVeltranoFakeFingerDetectionKX2Wrapper::szLibraryFile);
+}
+
+ClKX2LiveCaptureR2::ClKX2LiveCaptureR2(const char* szFakeFingerPath, const char* szFakeFingerFile)
+{
+  Construct(szFakeFingerPath, szFakeFingerFile);
+}
+
+void ClKX2LiveCaptureR2::Construct(const char* szFakeFingerPath, const char* szFakeFingerFile)
+{
+  m_RawFrames.SetBuffers(&m_aRawBitmaps[0], &m_aRawBitmaps[1], &m_aRawBitmaps[2]);
+  m_FlippedFrames.SetBuffers(&m_aFlipped[0], &m_aFlipped[1], &m_aFlipped[2]);
+  m_PreviewFrames.SetBuffers(&m_aPreview[0], &m_aPreview[1], &m_aPreview[2]);
+  m_RollFrames.SetBuffers(&m_aRollImages[0], &m_aRollImages[1], &m_aRollImages[2]);
+  CreateRoll();
+  bool bAverage = false;
+  FDHandle hHandle = nullptr;
+  // Never raises: without the library the engine works on and refuses only mode 2.
+  ClVeltranoFakeFingerDetectionKX2Wrapper::Start(m_pFakeFinger, hHandle, bAverage,
+                                                 szFakeFingerPath, szFakeFingerFile);
+  m_hFakeFinger = hHandle;
+  m_bAverageLiveness = bAverage;
+}
+
+ClKX2LiveCaptureR2::~ClKX2LiveCaptureR2()
+{
+  StopWorkers();
+  FDHandle hHandle = m_hFakeFinger;
+  ClVeltranoFakeFingerDetectionKX2Wrapper::End(m_pFakeFinger, hHandle);
+  m_hFakeFinger = nullptr;
+  DeleteRoll();
+}
+
+ClRDKXScanAPIWrapper& ClKX2LiveCaptureR2::Device() const
+{
+  ClRDKXScanAPIWrapper* p = dynamic_cast<ClRDKXScanAPIWrapper*>(m_pDevice);
+  if (!p)
+    LSKX2_THROW_MSG("No KX device attached to the capture engine.", -2);
+  return *p;
+}
+
+void ClKX2LiveCaptureR2::StopWorkers()
+{
+  boost::thread* apThreads[] = {&m_thFilter, &m_thPreview, &m_thDetect,
+                                &m_thTriggered, &m_thRoll, &m_thRollMask};
+  for (boost::thread* p : apThreads)
+    p->interrupt();
+  m_FlippedFrames.Wake();
+  m_RawFrames.Wake();
+  m_RollFrames.Wake();
+  m_PreviewFrames.Wake();
+  for (boost::thread* p : apThreads)
+    if (p->joinable())
+      p->join();
+  // No worker is left in a wait and no stale "new frame" flag survives.
+  m_FlippedFrames.Wake();
+  m_RawFrames.Wake();
+  m_FlippedFrames.Wake();
+}
+
+void ClKX2LiveCaptureR2::StartWorker(boost::thread& th, int nNice, void (ClKX2LiveCaptureR2::*pfnWorker)())
+{
+  th = boost::thread([this, nNice, pfnWorker] { RunWorker(nNice, pfnWorker); });
+}
+
+void ClKX2LiveCaptureR2::RunWorker(int nNice, void (ClKX2LiveCaptureR2::*pfnWorker)())
+{
+  if (nNice != 0)
+    SetOwnNice(nNice);
+  // A failing worker ends quietly; the next wait for its output reports the loss.
+  try {
+    (this->*pfnWorker)();
+  } catch (const boost::thread_interrupted&) {
+  } catch (const std::exception&) {
+  }
+}
+
+bool ClKX2LiveCaptureR2::Running()
+{
+  return !boost::this_thread::interruption_requested();
+}
+
+void ClKX2LiveCaptureR2::StartModeWorkers(int32_t nMode)
+{
+  switch (nMode) {
+  case eCaptureLiveness:
+  case eCapturePlain:
+    StartWorker(m_thFilter, eNiceIdle, &ClKX2LiveCaptureR2::FilterWorker);
+    StartWorker(m_thDetect, eNiceBelowNormal, &ClKX2LiveCaptureR2::DetectWorker);
+    break;
+  case eCapturePreview:
+    StartWorker(m_thFilter, eNiceIdle, &ClKX2LiveCaptureR2::FilterWorker);
+    StartWorker(m_thPreview, eNiceBelowNormal, &ClKX2LiveCaptureR2::PreviewWorker);
+    break;
+  case eCaptureRoll:
+    StartWorker(m_thRoll, 0, &ClKX2LiveCaptureR2::RollWorker);
+    StartWorker(m_thRollMask, 0, &ClKX2LiveCaptureR2::RollMaskWorker);
+    break;
+  case eCaptureTriggered:
+    StartWorker(m_thTriggered, 0, &ClKX2LiveCaptureR2::TriggeredWorker);
+    break;
+  default:
+    break;
+  }
+}
+
+void ClKX2LiveCaptureR2::Trigger()
+{
+  // The device lock keeps a mode change from resizing the frames under the capture.
+  boost::lock_guard<boost::mutex> device(m_DeviceMutex);
+  const int32_t nMode = m_nMode;
+  uint8_t nDose;
+  switch (nMode) {
+  case eCaptureRoll:
+  case eCaptureTriggered: nDose = 2; break;
+  case eCaptureLiveness:
+  case eCapturePlain:
+  case eCapturePreview: nDose = 9; break;
+  default:
+    LSKX2_THROW_MSG("Current capture mode is not implemented yet. (should never happen)", -103);
+  }
+  ClTpTripleWrite<ClBitmap> frame(m_RawFrames);
+  const bool bOk = Device().GetImage(&*frame, nDose, 255);
+  frame.Publish();
+  if (!bOk)
+    LSKX2_THROW_MSG("scanner disconnected", -60);
+}
+
+void ClKX2LiveCaptureR2::WaitResult(int32_t nMilliseconds)
+{
+  if (!m_bRollFrameReady) {
+    boost::unique_lock<boost::mutex> lock(m_WaitMutex);
+    // Any wake-up ends the wait: a missed notification waits for the next frame.
+    if (!m_ResultReady.timed_wait(lock, boost::posix_time::milliseconds(nMilliseconds)))
+      LSKX2_THROW_MSG("timeout getting bitmap", -60);
+  }
+  m_bRollFrameReady = false;
+}
+
+void ClKX2LiveCaptureR2::NotifyResult()
+{
+  boost::lock_guard<boost::mutex> lock(m_WaitMutex);
+  m_ResultReady.notify_all();
+}
+
+void ClKX2LiveCaptureR2::ClearCondition()
+{
+  boost::lock_guard<boost::mutex> lock(m_ConditionMutex);
+  m_aConditionSamples.Resize(eRingSize);
+  for (uint32_t i = 0; i < eRingSize; ++i)
+    m_aConditionSamples[i] = 0;
+  m_nConditionPos = 0;
+  m_nCondition = 0;
+}
+
+void ClKX2LiveCaptureR2::UpdateCondition(int32_t nSample)
+{
+  boost::lock_guard<boost::mutex> lock(m_ConditionMutex);
+  // Before the first mode set the ring has no entries yet.
+  if (m_aConditionSamples.Size() != eRingSize)
+    return;
+  m_aConditionSamples[static_cast<uint32_t>(m_nConditionPos % eRingSize)] = nSample;
+  ++m_nConditionPos;
+  int32_t aSamples[eRingSize];
+  for (uint32_t i = 0; i < eRingSize; ++i)
+    aSamples[i] = m_aConditionSamples[i];
+  m_nCondition = ClKX2FrameJudge::ConditionValue(aSamples, eRingSize);
+}
+
+void ClKX2LiveCaptureR2::ResetRoll(bool bDo)
+{
+  if (!bDo)
+    return;
+  boost::lock_guard<boost::mutex> device(m_DeviceMutex);
+  ResetRollLocked();
+}
+
+void ClKX2LiveCaptureR2::ResetRollLocked()
+{
+  int32_t w = 0, h = 0;
+  Device().GetImageSize(&w, &h);
+  {
+    boost::lock_guard<boost::mutex> result(m_ResultMutex);
+    m_Result.Create(eUInt8, w, h, 1);
+  }
+  boost::lock_guard<boost::mutex> roll(m_RollMutex);
+  m_bRollFrameReady = false;
+  ResetRollProcessor();
+}
+
+void ClKX2LiveCaptureR2::CheckArgument(const void* /*pX*/, const void* pY)
+{
+  if (!pY)
+    LSKX2_THROW(-44);
+}
+
+void ClKX2LiveCaptureR2::GetRawImage(ClImage& image)
+{
+  boost::lock_guard<boost::mutex> roll(m_RollMutex);
+  boost::lock_guard<boost::mutex> result(m_ResultMutex);
+  image.Copy(m_Frame);
+}
+
+void ClKX2LiveCaptureR2::SetAverageLiveness(uint32_t n)
+{
+  if (m_nMode == eCaptureLiveness)
+    LSKX2_THROW_MSG("Mode must not be switched while liveness detection is active.", -50);
+  if (n > 1)
+    LSKX2_THROW_MSG("The mode can only be activated (1) or deactivated (0)", -44);
+  m_bAverageLiveness = n != 0;
+}

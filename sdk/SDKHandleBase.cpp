@@ -1,0 +1,228 @@
+#include "sdk/SDKHandleBase.h"
+
+#include "sdk/SDKHelper.h"
+
+#include <cstring>
+#include <string>
+
+namespace {
+
+// The value of "Version", stored whole; read-only, so the buffer is never written.
+char szHandleVersion[] = "1.8.1.1822";
+char* pHandleVersion = szHandleVersion;
+
+ClParameterNumericInterface* Numeric(ClParameter* p)
+{
+  return p->AsNumeric();
+}
+
+void RequireWritable(ClParameter* p)
+{
+  if (!(p->GetFlags() & eParamWrite))
+    LSKX2_THROW(-47);
+}
+
+// Outputs nobody lists a failure for are still never written through null.
+template <class T>
+void Store(T* pOut, T value)
+{
+  if (!pOut)
+    LSKX2_THROW(-701);
+  *pOut = value;
+}
+
+// Range checks shared by both range queries; gives the numeric view.
+ClParameterNumericInterface* RangeOf(ClParameter* p)
+{
+  ClParameterNumericInterface* pNum = Numeric(p);
+  if (!pNum || !pNum->HasRange())
+    LSKX2_THROW(-103);
+  return pNum;
+}
+
+} // namespace
+
+namespace SDKProperties {
+
+ClParameterContainer* NewTable()
+{
+  auto* pTable = new (std::nothrow) ClParameterContainer();
+  if (!pTable)
+    throw ClExBadAlloc();
+  try {
+    auto* pVersion = pTable->CreateString("Version");
+    pVersion->Bind(&pHandleVersion, eParamRead);
+    pVersion->SetSize(sizeof(szHandleVersion));
+  } catch (...) {
+    delete pTable;
+    throw;
+  }
+  return pTable;
+}
+
+ClParameter* Lookup(ClParameterContainer* pTable, const char* szName)
+{
+  if (!szName)
+    LSKX2_THROW(-44);
+  ClParameter* p = pTable->Find(szName);
+  if (!p)
+    LSKX2_THROW(-206);
+  return p;
+}
+
+void GetText(ClParameter* p, char* pValue, uint64_t* pnSize, int32_t nRefusal)
+{
+  if (!pnSize)
+    LSKX2_THROW(-24);
+  if (pValue && *pnSize >= 2)
+    pValue[0] = 0;
+  if (!p->GetString(pValue, *pnSize))
+    LSKX2_THROW(nRefusal);
+}
+
+void SetText(ClParameter* p, const char* szValue)
+{
+  RequireWritable(p);
+  p->SetFromString(szValue);
+}
+
+void GetLong(ClParameter* p, int32_t* pnValue)
+{
+  if (ClParameterNumericInterface* pNum = Numeric(p)) {
+    if (!pNum->IsInteger())
+      LSKX2_THROW(-44);
+    Store(pnValue, pNum->GetInteger());
+  } else if (ClParameterEnumInterface* pEnum = p->AsEnum()) {
+    Store(pnValue, pEnum->GetInteger());
+  } else {
+    LSKX2_THROW(-44);
+  }
+}
+
+void SetLong(ClParameter* p, int32_t nValue)
+{
+  ClParameterNumericInterface* pNum = Numeric(p);
+  ClParameterEnumInterface* pEnum = pNum ? nullptr : p->AsEnum();
+  if ((pNum && !pNum->IsInteger()) || (!pNum && !pEnum))
+    LSKX2_THROW(-44);
+  RequireWritable(p);
+  if (pNum)
+    pNum->SetInteger(nValue);
+  else
+    pEnum->SetInteger(nValue);
+}
+
+void GetDouble(ClParameter* p, double* pdValue)
+{
+  ClParameterNumericInterface* pNum = Numeric(p);
+  if (!pNum || !pNum->IsFloat())
+    LSKX2_THROW(-44);
+  Store(pdValue, pNum->GetDouble());
+}
+
+void SetDouble(ClParameter* p, double dValue)
+{
+  ClParameterNumericInterface* pNum = Numeric(p);
+  if (!pNum || !pNum->IsFloat())
+    LSKX2_THROW(-44);
+  RequireWritable(p);
+  pNum->SetDouble(dValue);
+}
+
+// No parameter has a byte view, so only the failures can be reached.
+void GetBlob(ClParameter* p, uint64_t* pnSize)
+{
+  if (!pnSize)
+    LSKX2_THROW(-24);
+  if (!p->AsBlob())
+    LSKX2_THROW(-44);
+}
+
+void SetBlob(ClParameter* p)
+{
+  if (!p->AsBlob())
+    LSKX2_THROW(-44);
+}
+
+void GetKind(ClParameter* p, uint32_t* pnKind)
+{
+  if (!pnKind)
+    LSKX2_THROW(-23);
+  ClParameterNumericInterface* pNum = Numeric(p);
+  *pnKind = !pNum ? 2 : pNum->IsInteger() ? 0 : 1;
+}
+
+void GetAccess(ClParameter* p, uint32_t* pnAccess)
+{
+  if (!pnAccess)
+    LSKX2_THROW(-23);
+  *pnAccess = p->GetFlags() & (eParamWrite | eParamRead);
+}
+
+void GetRangeLong(ClParameter* p, int32_t* pnMin, int32_t* pnMax)
+{
+  ClParameterNumericInterface* pNum = RangeOf(p);
+  if (!pNum->IsInteger())
+    LSKX2_THROW(-44);
+  if (!pnMin && !pnMax)
+    LSKX2_THROW(-23);
+  if (pnMin)
+    *pnMin = static_cast<int32_t>(pNum->GetMin());
+  if (pnMax)
+    *pnMax = static_cast<int32_t>(pNum->GetMax());
+}
+
+void GetRangeDouble(ClParameter* p, double* pdMin, double* pdMax)
+{
+  ClParameterNumericInterface* pNum = RangeOf(p);
+  if (!pNum->IsFloat())
+    LSKX2_THROW(-44);
+  if (!pdMin && !pdMax)
+    LSKX2_THROW(-23);
+  if (pdMin)
+    *pdMin = pNum->GetMin();
+  if (pdMax)
+    *pdMax = pNum->GetMax();
+}
+
+void CopyName(const ClParameter* pLeaf, char* pName, uint64_t* pnSize)
+{
+  if (!pLeaf) {
+    CopyEnd(pName, pnSize);
+    return;
+  }
+  uint64_t n = 0;
+  ClParameter::GetFullPath(pLeaf, nullptr, n);
+  std::string sPath(n, '\0');
+  ClParameter::GetFullPath(pLeaf, sPath.data(), n);
+  SDKHelper::CopyOut(pName, pnSize, sPath.c_str(), n);
+}
+
+void CopyEnumEntry(const ClParameterEnumInterface* pEnum, uint64_t nIndex, char* pText,
+                   uint64_t* pnSize)
+{
+  if (nIndex >= static_cast<uint64_t>(pEnum->GetCount())) {
+    CopyEnd(pText, pnSize);
+    return;
+  }
+  uint64_t n = pEnum->GetEntryName(nIndex, nullptr, 0) + 1;
+  std::string sName(n, '\0');
+  pEnum->GetEntryName(nIndex, sName.data(), n);
+  SDKHelper::CopyOut(pText, pnSize, sName.c_str(), n);
+}
+
+void CopyEnd(char* pText, uint64_t* pnSize)
+{
+  if (!pnSize)
+    LSKX2_THROW(-24);
+  if (pText && *pnSize > 0)
+    pText[0] = 0;
+  *pnSize = 0;
+}
+
+void ThrowWalkNotBegun()
+{
+  LSKX2_THROW_MSG("The Enumeration is not initialized.", -50);
+}
+
+} // namespace SDKProperties
