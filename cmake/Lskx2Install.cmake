@@ -78,6 +78,21 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/livescannerkx2
   DESTINATION ${LSKX2_PYTHON_INSTALL_DIR} COMPONENT python
   FILES_MATCHING PATTERN "*.py" PATTERN "__pycache__" EXCLUDE)
 
+# The examples build in the tree too (the target below stands in for the installed
+# package) and run on the simulator beside the library. Each test claims the scanner in
+# a lock folder of its own, so that parallel runs do not refuse each other.
+add_library(livescannerkx2::livescannerkx2 ALIAS livescannerkx2)
+if(LSKX2_TESTS)
+  add_subdirectory(examples)
+  foreach(example plain_capture roll_capture)
+    set(lock_dir ${PROJECT_BINARY_DIR}/locks/${example})
+    file(MAKE_DIRECTORY ${lock_dir})
+    add_test(NAME example_${example} COMMAND ${example} ${PROJECT_BINARY_DIR}/${example}.pgm)
+    set_tests_properties(example_${example} PROPERTIES ENVIRONMENT VELTRANO_SDK_LOCK_DIR=${lock_dir})
+    add_dependencies(${example} kxScanAPI)
+  endforeach()
+endif()
+
 # The Python suite against the build tree, when the interpreter has what it needs. The
 # sanitizer builds leave it out: their runtime must be loaded before the interpreter.
 if(LSKX2_TESTS AND NOT LSKX2_SANITIZE AND NOT LSKX2_TSAN)
@@ -89,8 +104,9 @@ if(LSKX2_TESTS AND NOT LSKX2_SANITIZE AND NOT LSKX2_TSAN)
   if(LSKX2_PYTHON3 AND NOT lskx2_py_missing)
     add_test(NAME python_binding
       COMMAND ${LSKX2_PYTHON3} -m pytest -q -p no:cacheprovider ${PROJECT_SOURCE_DIR}/python/tests)
+    file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/locks/python)
     set_tests_properties(python_binding PROPERTIES ENVIRONMENT
-      "PYTHONPATH=${PROJECT_SOURCE_DIR}/python;LIVESCANNERKX2_LIBRARY=$<TARGET_FILE:livescannerkx2>;PYTHONDONTWRITEBYTECODE=1")
+      "PYTHONPATH=${PROJECT_SOURCE_DIR}/python;LIVESCANNERKX2_LIBRARY=$<TARGET_FILE:livescannerkx2>;PYTHONDONTWRITEBYTECODE=1;VELTRANO_SDK_LOCK_DIR=${PROJECT_BINARY_DIR}/locks/python")
   else()
     message(STATUS "python_binding test left out: /usr/bin/python3 with numpy and pytest "
                    "not found (scripts/package-test.sh installs them)")

@@ -11,6 +11,12 @@ SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO="sudo"
 PACKAGES=(liblivescannerkx2-1 liblivescannerkx2-dev livescannerkx2-simulator
           livescannerkx2-tools python3-livescannerkx2)
 
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+# Quiet steps; the output of one that fails is shown.
+log=$work/log
+quiet() { "$@" >"$log" 2>&1 || { cat "$log" >&2; echo "package test: failed: $*" >&2; exit 1; }; }
+
 dir=build-pkg
 opts=(-DCMAKE_INSTALL_PREFIX=/usr -DLSKX2_TESTS=OFF -DLSKX2_BENCH=OFF
       -DCMAKE_SKIP_INSTALL_ALL_DEPENDENCY=ON)
@@ -18,11 +24,11 @@ if command -v ccache >/dev/null; then
   export CCACHE_BASEDIR="${CCACHE_BASEDIR:-$(dirname "$PWD")}" CCACHE_NOHASHDIR=1
   opts+=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
 fi
-cmake -S . -B "$dir" "${opts[@]}" >/dev/null
-cmake --build "$dir" -j"$(nproc)" --target livescannerkx2 lskx2 kxScanAPI \
-  veltranofakefingerdetectionkx2 >/dev/null
+quiet cmake -S . -B "$dir" "${opts[@]}"
+quiet cmake --build "$dir" -j"$(nproc)" --target livescannerkx2 lskx2 kxScanAPI \
+  veltranofakefingerdetectionkx2
 rm -f "$dir"/*.deb
-(cd "$dir" && cpack -G DEB >/dev/null)
+quiet cpack -G DEB --config "$dir/CPackConfig.cmake" -B "$root/$dir"
 debs=("$root/$dir"/*.deb)
 echo "packages: ${debs[*]##*/}"
 
@@ -31,22 +37,21 @@ installed=()
 for p in "${PACKAGES[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" && installed+=("$p")
 done
-[ ${#installed[@]} -eq 0 ] || $SUDO dpkg --purge "${installed[@]}" >/dev/null
-$SUDO env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
-  "${debs[@]}" >/dev/null
+[ ${#installed[@]} -eq 0 ] || quiet $SUDO dpkg --purge "${installed[@]}"
+quiet $SUDO env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
+  "${debs[@]}"
 
 fail() { echo "package test: $*" >&2; exit 1; }
+has() { grep -q -- "$1" <<<"$2"; }  # <pattern> <text>, without a pipe that could break
 simdir=$(pkg-config --variable=simulatordir livescannerkx2)
 [ "$(livescannerkx2-sim)" = "$simdir" ] || fail "livescannerkx2-sim and pkg-config disagree"
 [ -e "$simdir/libkxScanAPI.so" ] || fail "no simulator in $simdir"
 # Off the default path the simulator must not answer, so that a vendor library would.
 if ! /sbin/ldconfig -p | grep -q 'libkxScanAPI\.so'; then
-  lskx2 | grep -q -- '-200' || fail "the installed SDK reached a device library by itself"
+  has '-200' "$(lskx2 || true)" || fail "the installed SDK reached a device library by itself"
 fi
-livescannerkx2-sim lskx2 | grep -q 'KX2 21234567' || fail "lskx2 does not see the simulator"
+has 'KX2 21234567' "$(livescannerkx2-sim lskx2)" || fail "lskx2 does not see the simulator"
 
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
 export VELTRANO_SDK_LOCK_DIR="$work/locks" PYTHONDONTWRITEBYTECODE=1
 mkdir "$VELTRANO_SDK_LOCK_DIR"
 cp -r /usr/share/doc/liblivescannerkx2-dev/examples "$work/src"
@@ -54,26 +59,26 @@ cp -r /usr/share/doc/liblivescannerkx2-dev/examples "$work/src"
 # Each example binary: linked against the installed library, captures on the simulator.
 run_examples() {  # <folder of the binaries> <tag>
   for ex in plain_capture roll_capture; do
-    readelf -d "$1/$ex" | grep -q 'NEEDED.*liblivescannerkx2\.so\.1' || fail "$ex: not linked"
+    has 'NEEDED.*liblivescannerkx2\.so\.1' "$(readelf -d "$1/$ex")" || fail "$ex: not linked"
     (cd "$work" && livescannerkx2-sim "$1/$ex" "$work/$ex-$2.pgm")
     [ "$(head -c 15 "$work/$ex-$2.pgm")" = $'P5\n800 750\n255' ] || fail "$ex: no image"
   done
 }
-cmake -S "$work/src" -B "$work/with-cmake" >/dev/null
-cmake --build "$work/with-cmake" >/dev/null
+quiet cmake -S "$work/src" -B "$work/with-cmake"
+quiet cmake --build "$work/with-cmake"
 run_examples "$work/with-cmake" cmake
-make -s -C "$work/src" >/dev/null
+quiet make -C "$work/src"
 run_examples "$work/src" pkg-config
 
 # The binding the package installed, not the source tree's.
 cd "$work"
-livescannerkx2-sim /usr/bin/python3 -c '
+out=$(livescannerkx2-sim /usr/bin/python3 -c '
 import livescannerkx2 as kx2
 with kx2.Scanner() as scanner:
     plain = scanner.capture_plain()
 kx2.save_png("plain.png", plain.image)
-print(kx2.__file__, plain.finger)' | grep -q '^/usr/lib/python3/' \
-  || fail "python: not the installed binding"
-file plain.png | grep -q 'PNG image data, 800 x 750, 8-bit grayscale' || fail "python: no PNG"
+print(kx2.__file__, plain.finger)')
+has '^/usr/lib/python3/.* True$' "$out" || fail "python: not the installed binding, or no finger"
+has 'PNG image data, 800 x 750, 8-bit grayscale' "$(file plain.png)" || fail "python: no PNG"
 echo "examples and the five-line Python capture ran on the simulator"
 livescannerkx2-sim /usr/bin/python3 -m pytest -q -p no:cacheprovider "$root/python/tests"

@@ -31,6 +31,19 @@ def test_plain_capture_gives_the_still_finger(scanner):
     assert 0 <= scanner.condition <= 100
 
 
+def test_roll_reports_its_result_code_and_document(scanner):
+    result = scanner.capture_roll()
+    assert result.finger and result.image.shape == (750, 800)
+    assert result.status == 0 or -811 <= result.status <= -800
+    roll = scanner.scanner_data["KX2"]["ROLLFINGER"]
+    assert roll["RETURNCODE"] == str(result.status)
+    # Reading the result cleared it until the next roll starts.
+    scanner.trigger()
+    assert scanner.get_roll_image()[2:] == (False, -15)
+    scanner.scanner_data = {"KX2": {"ROLLFINGER": {"MERGED_WIDTH_THRESHOLD": "120"}}}
+    assert scanner.scanner_data["KX2"]["ROLLFINGER"]["MERGED_WIDTH_THRESHOLD"] == "120"
+
+
 def test_scanner_describes_itself(scanner):
     assert scanner.name == NAME and scanner.serial_number == NAME
     for size in (scanner.image_size, scanner.preview_image_size, scanner.roll_image_size):
