@@ -1,4 +1,4 @@
-/* What both examples need besides the SDK: failing with the SDK's text, saving a PGM. */
+/* What both examples share: start and finish, failing with the SDK's text, saving a PGM. */
 #ifndef LIVESCANNERKX2_EXAMPLE_H
 #define LIVESCANNERKX2_EXAMPLE_H
 
@@ -17,12 +17,14 @@ static void check(int32_t rc, const char* what)
   }
 }
 
-/* Opens the first scanner attached. */
-static LS_KX2_HANDLE open_first_scanner(char serial[17])
+/* Initialises the SDK, opens the first scanner attached, sets the capture mode and
+ * allocates an image of *width by *height pixels (every kind of image has that size). */
+static uint8_t* start(uint32_t mode, LS_KX2_HANDLE* scanner, char serial[17], uint64_t* width,
+                      uint64_t* height)
 {
   char names[16 * 8];
   uint64_t count = 8;
-  LS_KX2_HANDLE scanner = NULL;
+  check(LS_KX2Initialize(NULL), "LS_KX2Initialize");
   check(LS_KX2QueryScanners(names, &count), "LS_KX2QueryScanners");
   if (count == 0) {
     fprintf(stderr, "no scanner attached\n");
@@ -30,8 +32,23 @@ static LS_KX2_HANDLE open_first_scanner(char serial[17])
   }
   memset(serial, 0, 17);
   memcpy(serial, names, 16); /* a name of 16 characters has no terminator */
-  check(LS_KX2OpenScanner(serial, &scanner), "LS_KX2OpenScanner");
-  return scanner;
+  check(LS_KX2OpenScanner(serial, scanner), "LS_KX2OpenScanner");
+  check(LS_KX2GetImageSize(*scanner, width, height), "LS_KX2GetImageSize");
+  uint8_t* image = malloc((size_t)(*width * *height));
+  if (!image) {
+    fprintf(stderr, "out of memory\n");
+    exit(1);
+  }
+  check(LS_KX2SetCaptureMode(*scanner, mode), "LS_KX2SetCaptureMode");
+  return image;
+}
+
+/* Closes the scanner and lets go of the SDK. */
+static void finish(LS_KX2_HANDLE* scanner, uint8_t* image)
+{
+  free(image);
+  check(LS_KX2CloseScanner(scanner), "LS_KX2CloseScanner");
+  check(LS_KX2Uninitialize(), "LS_KX2Uninitialize");
 }
 
 /* Writes 8-bit grey pixels, rows top down, as a binary PGM file. */

@@ -8,22 +8,15 @@
 int main(int argc, char** argv)
 {
   const char* path = argc > 1 ? argv[1] : "plain.pgm";
+  LS_KX2_HANDLE scanner = NULL;
   char serial[17];
   uint64_t width, height;
+  uint8_t* image = start(LS_KX2_MODE_PLAIN, &scanner, serial, &width, &height);
   uint8_t finger = 0;
   double score;
   int32_t status;
   int frames = 0;
 
-  check(LS_KX2Initialize(NULL), "LS_KX2Initialize");
-  LS_KX2_HANDLE scanner = open_first_scanner(serial);
-  /* Previews and the final image have the same size. */
-  check(LS_KX2GetImageSize(scanner, &width, &height), "LS_KX2GetImageSize");
-  uint8_t* image = malloc((size_t)(width * height));
-  if (!image)
-    return 1;
-
-  check(LS_KX2SetCaptureMode(scanner, LS_KX2_MODE_PLAIN), "LS_KX2SetCaptureMode");
   printf("%s: put a finger on the scanner\n", serial);
   /* The application sets the pace: one trigger per frame, then the newest preview. */
   while (!finger) {
@@ -35,13 +28,11 @@ int main(int argc, char** argv)
     check(LS_KX2GetPreviewImage(scanner, image, &score, &finger, &status),
           "LS_KX2GetPreviewImage");
   }
+  /* The finger lies still: take the plain image. */
   check(LS_KX2GetImage(scanner, image, &score, &finger, &status), "LS_KX2GetImage");
   save_pgm(path, image, width, height);
   printf("finger still after %d frames; plain image %llux%llu in %s\n", frames,
          (unsigned long long)width, (unsigned long long)height, path);
-
-  free(image);
-  check(LS_KX2CloseScanner(&scanner), "LS_KX2CloseScanner");
-  check(LS_KX2Uninitialize(), "LS_KX2Uninitialize");
+  finish(&scanner, image);
   return 0;
 }

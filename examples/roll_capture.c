@@ -8,21 +8,15 @@
 int main(int argc, char** argv)
 {
   const char* path = argc > 1 ? argv[1] : "roll.pgm";
+  LS_KX2_HANDLE scanner = NULL;
   char serial[17];
   uint64_t width, height;
+  uint8_t* image = start(LS_KX2_MODE_ROLL, &scanner, serial, &width, &height);
   uint8_t finished = 0;
   double score;
   int32_t result;
   int frames = 0;
 
-  check(LS_KX2Initialize(NULL), "LS_KX2Initialize");
-  LS_KX2_HANDLE scanner = open_first_scanner(serial);
-  check(LS_KX2GetRollImageSize(scanner, &width, &height), "LS_KX2GetRollImageSize");
-  uint8_t* image = malloc((size_t)(width * height));
-  if (!image)
-    return 1;
-
-  check(LS_KX2SetCaptureMode(scanner, LS_KX2_MODE_ROLL), "LS_KX2SetCaptureMode");
   printf("%s: roll a finger from one side to the other\n", serial);
   /* Each trigger adds a frame; the roll is finished once the finger is lifted. */
   while (!finished) {
@@ -38,10 +32,7 @@ int main(int argc, char** argv)
   /* 0 is a good roll; -800 to -811 say what was wrong with it. */
   printf("roll finished after %d frames: %d %s; image in %s\n", frames, (int)result,
          result == 0 ? "good roll" : LS_KX2GetErrorDescriptionA(result), path);
-  /* A further roll would start with: LS_KX2SetPropertyLongA(scanner, "nResetImage", 1); */
-
-  free(image);
-  check(LS_KX2CloseScanner(&scanner), "LS_KX2CloseScanner");
-  check(LS_KX2Uninitialize(), "LS_KX2Uninitialize");
+  /* The next roll would start with LS_KX2SetPropertyLongA(scanner, "nResetImage", 1). */
+  finish(&scanner, image);
   return 0;
 }

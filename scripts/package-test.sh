@@ -46,11 +46,18 @@ has() { grep -q -- "$1" <<<"$2"; }  # <pattern> <text>, without a pipe that coul
 simdir=$(pkg-config --variable=simulatordir livescannerkx2)
 [ "$(livescannerkx2-sim)" = "$simdir" ] || fail "livescannerkx2-sim and pkg-config disagree"
 [ -e "$simdir/libkxScanAPI.so" ] || fail "no simulator in $simdir"
+[ -x /usr/bin/lskx2 ] || fail "no command-line program"
 # Off the default path the simulator must not answer, so that a vendor library would.
-if ! /sbin/ldconfig -p | grep -q 'libkxScanAPI\.so'; then
-  has '-200' "$(lskx2 || true)" || fail "the installed SDK reached a device library by itself"
+query='import livescannerkx2 as kx2
+try:
+    print(kx2.query_scanners())
+except kx2.Error as e:
+    print(e.code)'
+if ! has 'libkxScanAPI\.so' "$(/sbin/ldconfig -p)"; then
+  has '^-200$' "$(/usr/bin/python3 -c "$query")" || fail "the SDK reached a device library by itself"
 fi
-has 'KX2 21234567' "$(livescannerkx2-sim lskx2)" || fail "lskx2 does not see the simulator"
+has "^\['KX2 21234567'\]$" "$(livescannerkx2-sim /usr/bin/python3 -c "$query")" \
+  || fail "the SDK does not see the simulator"
 
 export VELTRANO_SDK_LOCK_DIR="$work/locks" PYTHONDONTWRITEBYTECODE=1
 mkdir "$VELTRANO_SDK_LOCK_DIR"

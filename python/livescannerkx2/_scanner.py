@@ -3,7 +3,6 @@
 import ctypes
 import enum
 import json
-import time
 from typing import NamedTuple
 
 import numpy
@@ -85,6 +84,11 @@ def _read_text(function, fill, first_size=256):
     return _decode(buf.raw)
 
 
+def _pair_property(export, doc):
+    """A read-only property answered by an export with two 64-bit outputs."""
+    return property(lambda self: self._pair(export), doc=doc)
+
+
 class Scanner:
     """One open scanner. Holds an SDK reference from opening to close(); use it as a
     context manager. `name` None opens the first scanner attached."""
@@ -144,31 +148,14 @@ class Scanner:
         self._call(name, ctypes.byref(a), ctypes.byref(b))
         return a.value, b.value
 
-    @property
-    def image_size(self):
-        """(width, height) of the images of get_image()."""
-        return self._pair("LS_KX2GetImageSize")
-
-    @property
-    def preview_image_size(self):
-        return self._pair("LS_KX2GetPreviewImageSize")
-
-    @property
-    def roll_image_size(self):
-        return self._pair("LS_KX2GetRollImageSize")
-
-    @property
-    def image_dpi(self):
-        """(x, y) resolution of the images of get_image()."""
-        return self._pair("LS_KX2GetImageDPI")
-
-    @property
-    def preview_image_dpi(self):
-        return self._pair("LS_KX2GetPreviewImageDPI")
-
-    @property
-    def roll_image_dpi(self):
-        return self._pair("LS_KX2GetRollImageDPI")
+    image_size = _pair_property("LS_KX2GetImageSize", "(width, height) of get_image()")
+    preview_image_size = _pair_property("LS_KX2GetPreviewImageSize",
+                                        "(width, height) of get_preview_image()")
+    roll_image_size = _pair_property("LS_KX2GetRollImageSize", "(width, height) of get_roll_image()")
+    image_dpi = _pair_property("LS_KX2GetImageDPI", "(x, y) resolution of get_image()")
+    preview_image_dpi = _pair_property("LS_KX2GetPreviewImageDPI",
+                                       "(x, y) resolution of get_preview_image()")
+    roll_image_dpi = _pair_property("LS_KX2GetRollImageDPI", "(x, y) resolution of get_roll_image()")
 
     def _image(self, name, size_name, out):
         width, height = self._pair(size_name)
@@ -193,33 +180,29 @@ class Scanner:
         """The roll so far; `finger` true once it is finished, `status` its result."""
         return self._image("LS_KX2GetRollImage", "LS_KX2GetRollImageSize", out)
 
-    def capture_plain(self, timeout=30.0):
+    def capture_plain(self, max_frames=2000):
         """Plain mode: triggers and watches the preview until a finger lies still, then
-        takes the image."""
+        takes the image. Gives up after `max_frames` frames (about a minute)."""
         self.capture_mode = CaptureMode.PLAIN
         preview = numpy.empty(self.preview_image_size[::-1], numpy.uint8)
-        deadline = time.monotonic() + timeout
-        while True:
+        for _ in range(max_frames):
             self.trigger()
             if self.get_preview_image(preview).finger:
                 return self.get_image()
-            if time.monotonic() > deadline:
-                raise TimeoutError("no finger held still on the scanner")
+        raise TimeoutError("no finger held still on the scanner")
 
-    def capture_roll(self, timeout=30.0):
+    def capture_roll(self, max_frames=2000):
         """Roll mode: starts a new roll and triggers until it is finished. The result's
         `status` is the roll's result code (0 for a good roll)."""
         self.capture_mode = CaptureMode.ROLL
         self.set_property_long("nResetImage", 1)
         roll = numpy.empty(self.roll_image_size[::-1], numpy.uint8)
-        deadline = time.monotonic() + timeout
-        while True:
+        for _ in range(max_frames):
             self.trigger()
             result = self.get_roll_image(roll)
             if result.finger:
                 return result
-            if time.monotonic() > deadline:
-                raise TimeoutError("no roll finished on the scanner")
+        raise TimeoutError("no roll finished on the scanner")
 
     # Device
 
