@@ -298,7 +298,8 @@ LS_KX2_EXPORT int32_t LS_KX2SetLED(LS_KX2_HANDLE hScanner, uint8_t nLed, uint8_t
  * \param pnSize id 6: the room on entry, the text's size with its terminator on return;
  *        id 7: the size of the text with its terminator.
  * \returns 0 on success.
- * \returns -701 if pnSize is NULL (every id), or pData is NULL for id 7.
+ * \returns -701 if pnSize is NULL (every id), or pData is NULL for id 7, or for id 6
+ *          when the room suffices.
  * \returns -702 for id 6 if *pnSize is below the size needed, which is stored first; ask
  *          for the size with a small *pnSize (0), not with a NULL pData.
  * \returns -44 for id 7 if *pnSize is 0 or pData[*pnSize - 1] is not 0.

@@ -59,13 +59,15 @@ LS_KX2_EXPORT int32_t LS_KX2QueryScanners(char* pSerials, uint64_t* pnCount)
 
 LS_KX2_EXPORT int32_t LS_KX2OpenScanner(const char* szSerial, LS_KX2_HANDLE* phScanner)
 {
+  // Only the first 16 characters count: a record of LS_KX2QueryScanners may be passed
+  // as it is, without terminator, so nothing reads beyond them, the log line neither.
+  const std::string sSerial =
+      szSerial ? std::string(szSerial, strnlen(szSerial, nSerialRecordSize)) : std::string();
   // The Enter line carries the serial glued to the function's name; the others do not.
   return ClExportShell::RunLines(
-      __func__, "%s%s", std::make_tuple(szSerial ? szSerial : ""), "%s%s", std::make_tuple(""),
-      [&] {
+      __func__, "%s%s", std::make_tuple(sSerial.c_str()), "%s%s", std::make_tuple(""), [&] {
         if (!szSerial || !phScanner)
           LSKX2_THROW(-701);
-        const std::string sSerial(szSerial, strnlen(szSerial, nSerialRecordSize));
         ClKX2Handle::CreateHandle(phScanner);
         try {
           const int32_t nInterface = InterfaceOf(sSerial);

@@ -11,11 +11,6 @@ namespace {
 char szHandleVersion[] = "1.8.1.1822";
 char* pHandleVersion = szHandleVersion;
 
-ClParameterNumericInterface* Numeric(ClParameter* p)
-{
-  return p->AsNumeric();
-}
-
 void RequireWritable(ClParameter* p)
 {
   if (!(p->GetFlags() & eParamWrite))
@@ -31,13 +26,23 @@ void Store(T* pOut, T value)
   *pOut = value;
 }
 
-// Range checks shared by both range queries; gives the numeric view.
-ClParameterNumericInterface* RangeOf(ClParameter* p)
+// Both range queries: numeric with a range (-103), of the asked kind (-44), at least one
+// output (-23).
+template <class T>
+void CopyRange(ClParameter* p, bool (ClParameterNumericInterface::*pfnIsKind)() const, T* pMin,
+               T* pMax)
 {
-  ClParameterNumericInterface* pNum = Numeric(p);
+  ClParameterNumericInterface* pNum = p->AsNumeric();
   if (!pNum || !pNum->HasRange())
     LSKX2_THROW(-103);
-  return pNum;
+  if (!(pNum->*pfnIsKind)())
+    LSKX2_THROW(-44);
+  if (!pMin && !pMax)
+    LSKX2_THROW(-23);
+  if (pMin)
+    *pMin = static_cast<T>(pNum->GetMin());
+  if (pMax)
+    *pMax = static_cast<T>(pNum->GetMax());
 }
 
 } // namespace
@@ -88,7 +93,7 @@ void SetText(ClParameter* p, const char* szValue)
 
 void GetLong(ClParameter* p, int32_t* pnValue)
 {
-  if (ClParameterNumericInterface* pNum = Numeric(p)) {
+  if (ClParameterNumericInterface* pNum = p->AsNumeric()) {
     if (!pNum->IsInteger())
       LSKX2_THROW(-44);
     Store(pnValue, pNum->GetInteger());
@@ -101,7 +106,7 @@ void GetLong(ClParameter* p, int32_t* pnValue)
 
 void SetLong(ClParameter* p, int32_t nValue)
 {
-  ClParameterNumericInterface* pNum = Numeric(p);
+  ClParameterNumericInterface* pNum = p->AsNumeric();
   ClParameterEnumInterface* pEnum = pNum ? nullptr : p->AsEnum();
   if ((pNum && !pNum->IsInteger()) || (!pNum && !pEnum))
     LSKX2_THROW(-44);
@@ -114,7 +119,7 @@ void SetLong(ClParameter* p, int32_t nValue)
 
 void GetDouble(ClParameter* p, double* pdValue)
 {
-  ClParameterNumericInterface* pNum = Numeric(p);
+  ClParameterNumericInterface* pNum = p->AsNumeric();
   if (!pNum || !pNum->IsFloat())
     LSKX2_THROW(-44);
   Store(pdValue, pNum->GetDouble());
@@ -122,7 +127,7 @@ void GetDouble(ClParameter* p, double* pdValue)
 
 void SetDouble(ClParameter* p, double dValue)
 {
-  ClParameterNumericInterface* pNum = Numeric(p);
+  ClParameterNumericInterface* pNum = p->AsNumeric();
   if (!pNum || !pNum->IsFloat())
     LSKX2_THROW(-44);
   RequireWritable(p);
@@ -148,7 +153,7 @@ void GetKind(ClParameter* p, uint32_t* pnKind)
 {
   if (!pnKind)
     LSKX2_THROW(-23);
-  ClParameterNumericInterface* pNum = Numeric(p);
+  ClParameterNumericInterface* pNum = p->AsNumeric();
   *pnKind = !pNum ? 2 : pNum->IsInteger() ? 0 : 1;
 }
 
@@ -161,28 +166,12 @@ void GetAccess(ClParameter* p, uint32_t* pnAccess)
 
 void GetRangeLong(ClParameter* p, int32_t* pnMin, int32_t* pnMax)
 {
-  ClParameterNumericInterface* pNum = RangeOf(p);
-  if (!pNum->IsInteger())
-    LSKX2_THROW(-44);
-  if (!pnMin && !pnMax)
-    LSKX2_THROW(-23);
-  if (pnMin)
-    *pnMin = static_cast<int32_t>(pNum->GetMin());
-  if (pnMax)
-    *pnMax = static_cast<int32_t>(pNum->GetMax());
+  CopyRange(p, &ClParameterNumericInterface::IsInteger, pnMin, pnMax);
 }
 
 void GetRangeDouble(ClParameter* p, double* pdMin, double* pdMax)
 {
-  ClParameterNumericInterface* pNum = RangeOf(p);
-  if (!pNum->IsFloat())
-    LSKX2_THROW(-44);
-  if (!pdMin && !pdMax)
-    LSKX2_THROW(-23);
-  if (pdMin)
-    *pdMin = pNum->GetMin();
-  if (pdMax)
-    *pdMax = pNum->GetMax();
+  CopyRange(p, &ClParameterNumericInterface::IsFloat, pdMin, pdMax);
 }
 
 void CopyName(const ClParameter* pLeaf, char* pName, uint64_t* pnSize)

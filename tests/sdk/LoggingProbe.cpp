@@ -3,6 +3,8 @@
 #include "livescannerkx2.h"
 #include "sdk/LiveScannerKX2.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -14,6 +16,29 @@ int main(int argc, char** argv)
     LS_KX2Initialize(nullptr);
     LS_KX2CompatibilityCheck("abc");
     LS_KX2Uninitialize();
+    LS_KX2Uninitialize();
+    return 0;
+  }
+  // "hold": opens the scanner, says so, and keeps it until the process is ended.
+  if (!std::strcmp(what, "hold")) {
+    LS_KX2_HANDLE h = nullptr;
+    LS_KX2Initialize(nullptr);
+    std::printf("open %d\n", LS_KX2OpenScanner("KX2 21234567", &h));
+    std::fflush(stdout);
+    for (;;)
+      pause();
+  }
+  // "scanner": the lines of the scanner exports whose formats stand out.
+  if (!std::strcmp(what, "scanner")) {
+    LS_KX2_HANDLE h = nullptr, hOther = nullptr;
+    double d = 0;
+    uint64_t n = 0;
+    LS_KX2Initialize(nullptr);
+    LS_KX2OpenScanner("KX2 21234567", &h);
+    LS_KX2GetPropertyDoubleA(h, "Version", &d);
+    LS_KX2ExtendedScannerAccess(h, 99, nullptr, &n);
+    LS_KX2OpenScanner("KX2 00000000", &hOther);
+    LS_KX2CloseScanner(&h);
     LS_KX2Uninitialize();
     return 0;
   }

@@ -77,6 +77,38 @@ TEST(SdkLogging, ExportLinesInTheirFormats)
   EXPECT_EQ(b, expected);
 }
 
+TEST(SdkLogging, ScannerLinesInTheirFormats)
+{
+  std::vector<std::string> lines;
+  for (const std::string& b : Bodies(Probe("VELTRANO_SDK_LOG=1", "scanner")))
+    if (b.find("|LS_KX2") != std::string::npos)
+      lines.push_back(b);
+  const std::string p = "0x[0-9a-f]+", n = "-?[0-9]+";
+  const std::vector<std::string> expected = {
+      R"(Debug\|LS_KX2Initialize\(\(nil\)\) Enter)",
+      R"(Debug\|LS_KX2Initialize\(\(nil\)\) Leave)",
+      // The serial glued to the name on entry only.
+      R"(Debug\|LS_KX2OpenScannerKX2 21234567 Enter)",
+      R"(Debug\|LS_KX2OpenScanner Leave)",
+      // The output pointer as a number on entry, as a pointer after.
+      "Debug\\|LS_KX2GetPropertyDoubleA\\(" + p + ", " + p + ", " + n + "\\) Enter",
+      "Error\\|LS_KX2GetPropertyDoubleA\\(" + p + ", " + p + ", " + p +
+          "\\) Error\\(-44\\): One\\(or more\\) parameter\\(s\\) is\\(are\\) invalid\\.",
+      "Debug\\|LS_KX2ExtendedScannerAccess\\(" + p + ", 99, \\(nil\\), " + n + "\\) Enter",
+      "Error\\|LS_KX2ExtendedScannerAccess\\(" + p + ", 99, \\(nil\\), " + n +
+          "\\) Error\\(-206\\): A given parameter is unknown\\.",
+      R"(Debug\|LS_KX2OpenScannerKX2 00000000 Enter)",
+      R"(Error\|LS_KX2OpenScanner Error\(-44\): One\(or more\) parameter\(s\) is\(are\) invalid\.)",
+      R"(Debug\|LS_KX2CloseScanner Enter)",
+      R"(Debug\|LS_KX2CloseScanner Leave)",
+      R"(Debug\|LS_KX2Uninitialize\(void\) Enter)",
+      R"(Debug\|LS_KX2Uninitialize\(void\) Leave)",
+  };
+  ASSERT_EQ(lines.size(), expected.size());
+  for (size_t i = 0; i < lines.size(); ++i)
+    EXPECT_TRUE(std::regex_match(lines[i], std::regex(expected[i]))) << lines[i];
+}
+
 TEST(SdkLogging, LevelFiltersTheConsole)
 {
   std::vector<std::string> b = Bodies(Probe("VELTRANO_SDK_LOG=1 VELTRANO_SDK_LOG_LEVEL=3", "exports"));
