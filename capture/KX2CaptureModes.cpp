@@ -70,7 +70,7 @@ void ClKX2LiveCaptureR2::SetCaptureMode(int32_t nMode)
   StopWorkers();
   m_nCapturedLife = 0;
   m_nDetectResult = 0;
-  boost::lock_guard<boost::mutex> device(m_DeviceMutex);
+  ClDeviceClaim device(*this);
   uint8_t block[eBlockSize] = {};
   Device().RestoreControlBytes(block);
   switch (nMode) {
@@ -159,7 +159,7 @@ void ClKX2LiveCaptureR2::GetImage(ClImage& image, uint32_t* pnStatus, double* pd
     ClIpKX10MaskR2 mask(false);
     StNormalFrame frame;
     {
-      boost::lock_guard<boost::mutex> device(m_DeviceMutex);
+      ClDeviceClaim device(*this);
       // The liveness capture of a still finger is handed out once.
       if (nMode == eCaptureLiveness && m_nCapturedLife >= 1) {
         image.Copy(m_Captured);
@@ -184,7 +184,7 @@ void ClKX2LiveCaptureR2::GetImage(ClImage& image, uint32_t* pnStatus, double* pd
     return;
   }
   case eCaptureTriggered: {
-    WaitResult(m_Waits.nResultMs);
+    WaitResult(m_Tuning.nResultMs);
     boost::lock_guard<boost::mutex> result(m_ResultMutex);
     image.Copy(m_Result);
     *pnStatus = 0;
@@ -203,7 +203,7 @@ void ClKX2LiveCaptureR2::GetPreviewImage(ClImage& image, uint32_t* pnStatus, dou
   const int32_t nMode = m_nMode;
   if (nMode != eCaptureLiveness && nMode != eCapturePlain && nMode != eCapturePreview)
     LSKX2_THROW_MSG("Invalid capture mode.", -50);
-  m_PreviewFrames.WaitMs(m_Waits.nPreviewMs);
+  m_PreviewFrames.WaitMs(m_Tuning.nPreviewMs);
   if (!m_PreviewFrames.HasNewData())
     LSKX2_THROW_MSG("device seems to be disconnected", -60);
   {
@@ -220,7 +220,7 @@ void ClKX2LiveCaptureR2::GetRollImage(ClImage& image, uint32_t* pnStatus, double
     LSKX2_THROW(-701);
   if (m_nMode != eCaptureRoll)
     LSKX2_THROW_MSG("Invalid capture mode.", -50);
-  WaitResult(m_Waits.nResultMs);
+  WaitResult(m_Tuning.nResultMs);
   boost::lock_guard<boost::mutex> result(m_ResultMutex);
   image.Copy(m_Result);
   *pnStatus = static_cast<uint32_t>(m_nState.load());

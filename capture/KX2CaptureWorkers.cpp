@@ -89,7 +89,7 @@ void ClKX2LiveCaptureR2::CheckLiveness(StNormalFrame& normal, ClIpKX10MaskR2& ma
 {
   {
     // A trigger waits meanwhile, so no raw frame slips in before the switch back.
-    boost::lock_guard<boost::mutex> device(m_DeviceMutex);
+    ClDeviceClaim device(*this);
     uint8_t block[7] = {};
     Device().RestoreControlBytes(block);
     CaptureNormal(block, normal, m_Captured, mask);

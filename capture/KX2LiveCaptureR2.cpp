@@ -9,6 +9,9 @@
 
 #include <boost/bind/bind.hpp>
 
+#include <chrono>
+#include <thread>
+
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -96,7 +99,7 @@ void ClKX2LiveCaptureR2::StartWorker(boost::thread& th, int nNice, void (ClKX2Li
 
 void ClKX2LiveCaptureR2::RunWorker(int nNice, void (ClKX2LiveCaptureR2::*pfnWorker)())
 {
-  if (nNice != 0)
+  if (nNice != 0 && m_Tuning.bLowPriority)
     SetOwnNice(nNice);
   // A failing worker ends quietly; the next wait for its output reports the loss.
   try {
@@ -135,8 +138,24 @@ void ClKX2LiveCaptureR2::StartModeWorkers(int32_t nMode)
   }
 }
 
+ClKX2LiveCaptureR2::ClDeviceClaim::ClDeviceClaim(ClKX2LiveCaptureR2& engine)
+  : m_Lock(engine.m_DeviceMutex, boost::defer_lock)
+{
+  ++engine.m_nDeviceClaims;
+  m_Lock.lock();
+  --engine.m_nDeviceClaims;
+}
+
 void ClKX2LiveCaptureR2::Trigger()
 {
+  // An application that triggers in a loop would win the device lock again and again:
+  // whoever else waits for it goes first.
+  for (int i = 0; m_nDeviceClaims > 0; ++i) {
+    if (i < 64)
+      std::this_thread::yield();
+    else
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
   // The device lock keeps a mode change from resizing the frames under the capture.
   boost::lock_guard<boost::mutex> device(m_DeviceMutex);
   const int32_t nMode = m_nMode;
@@ -202,7 +221,7 @@ void ClKX2LiveCaptureR2::ResetRoll(bool bDo)
 {
   if (!bDo)
     return;
-  boost::lock_guard<boost::mutex> device(m_DeviceMutex);
+  ClDeviceClaim device(*this);
   ResetRollLocked();
 }
 

@@ -34,12 +34,14 @@ class ClVeltranoFakeFingerDetectionKX2Wrapper;
 class ClKX2LiveCaptureR2 : public ClMVLiveCaptureBase
 {
 public:
-  // The engine's time limits. Tests shorten them; the product keeps the defaults.
-  struct StWaits
+  // The engine's time limits and worker priorities. Tests shorten the waits; the product
+  // keeps the defaults.
+  struct StTuning
   {
     int32_t nWorkerMs = 3000;   // a worker's wait for its input
     int32_t nPreviewMs = 10000; // GetPreviewImage's wait for a preview
     int32_t nResultMs = 30000;  // the wait for a roll composite or a triggered result
+    bool bLowPriority = true;   // the filter idle, the preview workers below normal
   };
 
   // Starts the fake finger binding from the product's search path; without the library
@@ -71,8 +73,8 @@ public:
   void GetScannerData(std::ostream& stream);
   void SetScannerData(std::istream& stream);
 
-  void SetWaits(const StWaits& waits) { m_Waits = waits; }
-  const StWaits& GetWaits() const { return m_Waits; }
+  void SetTuning(const StTuning& waits) { m_Tuning = waits; }
+  const StTuning& GetTuning() const { return m_Tuning; }
   int32_t GetFingerArea() const { return m_nFingerArea.load(); }
   bool HasFakeFingerLibrary() const { return m_hFakeFinger != nullptr; }
 
@@ -129,7 +131,7 @@ private:
   template <class T>
   bool WaitInput(ClTpTripleBuffer<T>& buffer)
   {
-    buffer.WaitMs(m_Waits.nWorkerMs);
+    buffer.WaitMs(m_Tuning.nWorkerMs);
     return buffer.HasNewData();
   }
   // The view laid over one of the three raw bitmaps.
@@ -184,9 +186,20 @@ private:
   void* m_hFakeFinger = nullptr;
   std::atomic<bool> m_bAverageLiveness{false};
 
+  // Takes m_DeviceMutex ahead of a trigger that waits for it too.
+  class ClDeviceClaim
+  {
+  public:
+    explicit ClDeviceClaim(ClKX2LiveCaptureR2& engine);
+
+  private:
+    boost::unique_lock<boost::mutex> m_Lock;
+  };
+  // Threads other than the trigger waiting for m_DeviceMutex.
+  std::atomic<int32_t> m_nDeviceClaims{0};
   // Views over the raw bitmaps, laid once per mode so that no frame allocates.
   ClImage m_aRawViews[3];
   // Guards the condition ring, which a mode change clears while workers may write it.
   boost::mutex m_ConditionMutex;
-  StWaits m_Waits;
+  StTuning m_Tuning;
 };

@@ -61,9 +61,9 @@ inline std::string ScriptConfig(const std::string& sSteps, const std::string& sE
 }
 
 // Waits short enough to keep tests quick, long enough for a loaded machine.
-inline ClKX2LiveCaptureR2::StWaits TestWaits()
+inline ClKX2LiveCaptureR2::StTuning TestTuning()
 {
-  ClKX2LiveCaptureR2::StWaits w;
+  ClKX2LiveCaptureR2::StTuning w;
   w.nWorkerMs = 200;
   w.nPreviewMs = 20000;
   w.nResultMs = 20000;
@@ -90,7 +90,7 @@ protected:
     m_pEngine.reset(new ClKX2LiveCaptureR2(
         dir.c_str(), szFakeFile ? szFakeFile : ClVeltranoFakeFingerDetectionKX2Wrapper::szLibraryFile));
     m_pEngine->SetDevice(&m_Scanner);
-    m_pEngine->SetWaits(TestWaits());
+    m_pEngine->SetTuning(TestTuning());
   }
   void TearDown() override
   {
