@@ -78,17 +78,28 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/livescannerkx2
   DESTINATION ${LSKX2_PYTHON_INSTALL_DIR} COMPONENT python
   FILES_MATCHING PATTERN "*.py" PATTERN "__pycache__" EXCLUDE)
 
+# lskx2_simulator_env(<out var> <tag> <serial>): the environment of a test that opens a
+# scanner of its own: a simulated one named "KX2 <serial>" (serial: 2 and seven digits)
+# with the demo script, claimed in a lock folder of its own, so that tests running side
+# by side never refuse each other.
+function(lskx2_simulator_env out tag serial)
+  set(dir ${PROJECT_BINARY_DIR}/simulator-tests/${tag})
+  file(MAKE_DIRECTORY ${dir}/locks)
+  file(WRITE ${dir}/kxsim.json "{\"devices\": [{\"serial\": \"${serial}\"}]}\n")
+  set(${out} "KXSIM_CONFIG=${dir}/kxsim.json;VELTRANO_SDK_LOCK_DIR=${dir}/locks" PARENT_SCOPE)
+endfunction()
+
 # The examples build in the tree too (the target below stands in for the installed
-# package) and run on the simulator beside the library. Each test claims the scanner in
-# a lock folder of its own, so that parallel runs do not refuse each other.
+# package) and run on the simulator beside the library.
 add_library(livescannerkx2::livescannerkx2 ALIAS livescannerkx2)
 if(LSKX2_TESTS)
   add_subdirectory(examples)
+  set(serial 29000001)
   foreach(example plain_capture roll_capture)
-    set(lock_dir ${PROJECT_BINARY_DIR}/locks/${example})
-    file(MAKE_DIRECTORY ${lock_dir})
+    lskx2_simulator_env(env ${example} ${serial})
+    math(EXPR serial "${serial} + 1")
     add_test(NAME example_${example} COMMAND ${example} ${PROJECT_BINARY_DIR}/${example}.pgm)
-    set_tests_properties(example_${example} PROPERTIES ENVIRONMENT VELTRANO_SDK_LOCK_DIR=${lock_dir})
+    set_tests_properties(example_${example} PROPERTIES ENVIRONMENT "${env}")
     add_dependencies(${example} kxScanAPI)
   endforeach()
 endif()
@@ -104,9 +115,9 @@ if(LSKX2_TESTS AND NOT LSKX2_SANITIZE AND NOT LSKX2_TSAN)
   if(LSKX2_PYTHON3 AND NOT lskx2_py_missing)
     add_test(NAME python_binding
       COMMAND ${LSKX2_PYTHON3} -m pytest -q -p no:cacheprovider ${PROJECT_SOURCE_DIR}/python/tests)
-    file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/locks/python)
+    lskx2_simulator_env(env python 29000003)
     set_tests_properties(python_binding PROPERTIES ENVIRONMENT
-      "PYTHONPATH=${PROJECT_SOURCE_DIR}/python;LIVESCANNERKX2_LIBRARY=$<TARGET_FILE:livescannerkx2>;PYTHONDONTWRITEBYTECODE=1;VELTRANO_SDK_LOCK_DIR=${PROJECT_BINARY_DIR}/locks/python")
+      "PYTHONPATH=${PROJECT_SOURCE_DIR}/python;LIVESCANNERKX2_LIBRARY=$<TARGET_FILE:livescannerkx2>;PYTHONDONTWRITEBYTECODE=1;${env}")
   else()
     message(STATUS "python_binding test left out: /usr/bin/python3 with numpy and pytest "
                    "not found (scripts/package-test.sh installs them)")

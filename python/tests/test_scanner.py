@@ -6,9 +6,6 @@ import pytest
 import livescannerkx2 as kx2
 from livescannerkx2 import _scanner
 
-NAME = "KX2 21234567"
-
-
 @pytest.fixture
 def scanner():
     with kx2.Scanner() as opened:
@@ -44,8 +41,8 @@ def test_roll_reports_its_result_code_and_document(scanner):
     assert scanner.scanner_data["KX2"]["ROLLFINGER"]["MERGED_WIDTH_THRESHOLD"] == "120"
 
 
-def test_scanner_describes_itself(scanner):
-    assert scanner.name == NAME and scanner.serial_number == NAME
+def test_scanner_describes_itself(scanner, scanner_name):
+    assert scanner.name == scanner_name and scanner.serial_number == scanner_name
     for size in (scanner.image_size, scanner.preview_image_size, scanner.roll_image_size):
         assert size == (800, 750)
     for dpi in (scanner.image_dpi, scanner.preview_image_dpi, scanner.roll_image_dpi):
@@ -90,11 +87,11 @@ def test_mode_errors(scanner):
     assert error_code(scanner.get_image) == -103
 
 
-def test_open_and_close_keep_the_reference_count():
+def test_open_and_close_keep_the_reference_count(scanner_name):
     assert error_code(kx2.Scanner, "KX2 99999999") == -44
-    with kx2.Scanner(NAME) as scanner:
+    with kx2.Scanner(scanner_name) as scanner:
         # The machine-wide claim refuses a second opening, in this process too.
-        assert error_code(kx2.Scanner, NAME) == -61
+        assert error_code(kx2.Scanner, scanner_name) == -61
     scanner.close()
     assert error_code(scanner.trigger) == -42
     # Every failed and every closed scanner gave its SDK reference back.

@@ -57,8 +57,8 @@ def test_references_are_counted():
     assert caught.value.code == -2
 
 
-def test_simulator_scanner_is_listed():
-    assert kx2.query_scanners() == ["KX2 21234567"]
+def test_simulator_scanner_is_listed(scanner_name):
+    assert kx2.query_scanners() == [scanner_name]
 
 
 def test_png_holds_the_pixels(tmp_path):
