@@ -93,8 +93,9 @@ private:
   // Lifecycle (KX2LiveCaptureR2.cpp).
   void StopWorkers();
   void StartModeWorkers(int32_t nMode);
-  void StartWorker(boost::thread& th, int nNice, void (ClKX2LiveCaptureR2::*pfnWorker)());
-  void RunWorker(int nNice, void (ClKX2LiveCaptureR2::*pfnWorker)());
+  void StartWorker(boost::thread& th, const char* szName, int nNice,
+                   void (ClKX2LiveCaptureR2::*pfnWorker)());
+  void RunWorker(const char* szName, int nNice, void (ClKX2LiveCaptureR2::*pfnWorker)());
   static bool Running();
   void WaitResult(int32_t nMilliseconds);
   void NotifyResult();
