@@ -79,6 +79,9 @@ ClScript ClScript::Demo() {
   roll.eKind = EStep::eRoll;
   roll.nFrames = 36;
   roll.roll.aPath = {220.0, 580.0};
+  // The finger rests until its contact has grown and a little longer, as an operator
+  // lets it, before it rolls.
+  roll.roll.nSettle = 8;
   s.Add(roll);
   s.Add(lift);
   s.Add(gap);

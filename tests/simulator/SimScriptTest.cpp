@@ -7,7 +7,7 @@ using namespace kxsim;
 
 TEST(SimScript, DemoLoopsThroughPlaceHoldLiftAndRoll) {
   const ClScript s = ClScript::Demo();
-  ASSERT_EQ(s.FrameCount(), 10 + 5 + 25 + 4 + 6 + (3 + 36) + 4 + 6);
+  ASSERT_EQ(s.FrameCount(), 10 + 5 + 25 + 4 + 6 + (8 + 36) + 4 + 6);
   EXPECT_EQ(s.SceneAt(0).eContact, EContact::eNone);
   EXPECT_DOUBLE_EQ(s.SceneAt(0).dResidue, 0.1);
   EXPECT_EQ(s.InfoAt(10).eKind, EStep::ePlace);
@@ -17,9 +17,9 @@ TEST(SimScript, DemoLoopsThroughPlaceHoldLiftAndRoll) {
   const int64_t roll = s.FirstFrameOf(EStep::eRoll, 0);
   ASSERT_EQ(roll, 50);
   EXPECT_DOUBLE_EQ(s.SceneAt(uint64_t(roll)).dPatchX, 220.0) << "resting before it moves";
-  EXPECT_DOUBLE_EQ(s.SceneAt(uint64_t(roll + 3 + 35)).dPatchX, 580.0);
+  EXPECT_DOUBLE_EQ(s.SceneAt(uint64_t(roll + 8 + 35)).dPatchX, 580.0);
   // The lift after the roll shrinks the patch where the roll ended.
-  const ClScene lift = s.SceneAt(uint64_t(roll + 39));
+  const ClScene lift = s.SceneAt(uint64_t(roll + 44));
   EXPECT_EQ(lift.eContact, EContact::eRoll);
   EXPECT_DOUBLE_EQ(lift.dPatchX, 580.0);
   EXPECT_LT(lift.dPlaced, 1.0);

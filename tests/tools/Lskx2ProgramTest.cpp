@@ -166,7 +166,7 @@ TEST_F(Lskx2Demo, WritesPicturesFiguresAndReport)
 
 // The simulator's built-in script, as scripts/run.sh uses it. Its roll (220 to 580 in 36
 // frames) is not assembled yet: the roll processor ends it with -802 and an empty image.
-TEST_F(Lskx2Demo, DISABLED_BuiltInScript)
+TEST_F(Lskx2Demo, BuiltInScript)
 {
   ExpectPicturesAndFigures(Start({"demo", "--out", Out()}, ""));
 }
@@ -199,11 +199,12 @@ TEST_F(Lskx2Program, BadRollEndsWithItsCodeAndText)
   EXPECT_NE(run.sErr.find("-805 Size of rolled fingerprint is too small."), std::string::npos);
 }
 
-// Waits for the roll processor to find a scripted backroll.
-TEST_F(Lskx2Program, DISABLED_BackwardsRollEndsWithItsCode)
+// Waits for the roll processor to find a roll back over unrolled skin; the finger rests
+// until its contact has grown.
+TEST_F(Lskx2Program, BackwardsRollEndsWithItsCode)
 {
   ProgramRun run = Start({"roll", "--out", Out(), "--timeout", "300"},
-                         Script(R"({"empty": 6}, {"roll": 56, "path": [220, 470, 370, 600]},
+                         Script(R"({"empty": 6}, {"roll": 50, "path": [400, 580, 240], "settle": 8},
                                    {"lift": 4}, {"empty": 20})"));
   EXPECT_EQ(run.nStatus, 803 & 0xff) << run.sOut << run.sErr;
   EXPECT_EQ(Json("roll_1.json").get<int>("result_code"), -803);
