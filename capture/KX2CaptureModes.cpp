@@ -184,7 +184,7 @@ void ClKX2LiveCaptureR2::GetImage(ClImage& image, uint32_t* pnStatus, double* pd
     return;
   }
   case eCaptureTriggered: {
-    WaitResult(m_Tuning.nResultMs);
+    WaitResult(m_nResultMs);
     boost::lock_guard<boost::mutex> result(m_ResultMutex);
     image.Copy(m_Result);
     *pnStatus = 0;
@@ -203,7 +203,7 @@ void ClKX2LiveCaptureR2::GetPreviewImage(ClImage& image, uint32_t* pnStatus, dou
   const int32_t nMode = m_nMode;
   if (nMode != eCaptureLiveness && nMode != eCapturePlain && nMode != eCapturePreview)
     LSKX2_THROW_MSG("Invalid capture mode.", -50);
-  m_PreviewFrames.WaitMs(m_Tuning.nPreviewMs);
+  m_PreviewFrames.WaitMs(m_nPreviewMs);
   if (!m_PreviewFrames.HasNewData())
     LSKX2_THROW_MSG("device seems to be disconnected", -60);
   {
@@ -220,7 +220,7 @@ void ClKX2LiveCaptureR2::GetRollImage(ClImage& image, uint32_t* pnStatus, double
     LSKX2_THROW(-701);
   if (m_nMode != eCaptureRoll)
     LSKX2_THROW_MSG("Invalid capture mode.", -50);
-  WaitResult(m_Tuning.nResultMs);
+  WaitResult(m_nResultMs);
   boost::lock_guard<boost::mutex> result(m_ResultMutex);
   image.Copy(m_Result);
   *pnStatus = static_cast<uint32_t>(m_nState.load());

@@ -12,6 +12,7 @@
 #include <chrono>
 #include <thread>
 
+#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -92,14 +93,18 @@ void ClKX2LiveCaptureR2::StopWorkers()
   m_FlippedFrames.Wake();
 }
 
-void ClKX2LiveCaptureR2::StartWorker(boost::thread& th, int nNice, void (ClKX2LiveCaptureR2::*pfnWorker)())
+void ClKX2LiveCaptureR2::StartWorker(boost::thread& th, const char* szName, int nNice,
+                                     void (ClKX2LiveCaptureR2::*pfnWorker)())
 {
-  th = boost::thread([this, nNice, pfnWorker] { RunWorker(nNice, pfnWorker); });
+  th = boost::thread([this, szName, nNice, pfnWorker] { RunWorker(szName, nNice, pfnWorker); });
 }
 
-void ClKX2LiveCaptureR2::RunWorker(int nNice, void (ClKX2LiveCaptureR2::*pfnWorker)())
+void ClKX2LiveCaptureR2::RunWorker(const char* szName, int nNice,
+                                   void (ClKX2LiveCaptureR2::*pfnWorker)())
 {
-  if (nNice != 0 && m_Tuning.bLowPriority)
+  // Named so that a debugger or ps shows which worker is which.
+  pthread_setname_np(pthread_self(), szName);
+  if (nNice != 0 && m_bLowPriority)
     SetOwnNice(nNice);
   // A failing worker ends quietly; the next wait for its output reports the loss.
   try {
@@ -119,19 +124,19 @@ void ClKX2LiveCaptureR2::StartModeWorkers(int32_t nMode)
   switch (nMode) {
   case eCaptureLiveness:
   case eCapturePlain:
-    StartWorker(m_thFilter, eNiceIdle, &ClKX2LiveCaptureR2::FilterWorker);
-    StartWorker(m_thDetect, eNiceBelowNormal, &ClKX2LiveCaptureR2::DetectWorker);
+    StartWorker(m_thFilter, "kx2-filter", eNiceIdle, &ClKX2LiveCaptureR2::FilterWorker);
+    StartWorker(m_thDetect, "kx2-detect", eNiceBelowNormal, &ClKX2LiveCaptureR2::DetectWorker);
     break;
   case eCapturePreview:
-    StartWorker(m_thFilter, eNiceIdle, &ClKX2LiveCaptureR2::FilterWorker);
-    StartWorker(m_thPreview, eNiceBelowNormal, &ClKX2LiveCaptureR2::PreviewWorker);
+    StartWorker(m_thFilter, "kx2-filter", eNiceIdle, &ClKX2LiveCaptureR2::FilterWorker);
+    StartWorker(m_thPreview, "kx2-preview", eNiceBelowNormal, &ClKX2LiveCaptureR2::PreviewWorker);
     break;
   case eCaptureRoll:
-    StartWorker(m_thRoll, 0, &ClKX2LiveCaptureR2::RollWorker);
-    StartWorker(m_thRollMask, 0, &ClKX2LiveCaptureR2::RollMaskWorker);
+    StartWorker(m_thRoll, "kx2-roll", 0, &ClKX2LiveCaptureR2::RollWorker);
+    StartWorker(m_thRollMask, "kx2-rollmask", 0, &ClKX2LiveCaptureR2::RollMaskWorker);
     break;
   case eCaptureTriggered:
-    StartWorker(m_thTriggered, 0, &ClKX2LiveCaptureR2::TriggeredWorker);
+    StartWorker(m_thTriggered, "kx2-triggered", 0, &ClKX2LiveCaptureR2::TriggeredWorker);
     break;
   default:
     break;
@@ -236,6 +241,24 @@ void ClKX2LiveCaptureR2::ResetRollLocked()
   boost::lock_guard<boost::mutex> roll(m_RollMutex);
   m_bRollFrameReady = false;
   ResetRollProcessor();
+}
+
+void ClKX2LiveCaptureR2::SetTuning(const StTuning& tuning)
+{
+  m_nWorkerMs = tuning.nWorkerMs;
+  m_nPreviewMs = tuning.nPreviewMs;
+  m_nResultMs = tuning.nResultMs;
+  m_bLowPriority = tuning.bLowPriority;
+}
+
+ClKX2LiveCaptureR2::StTuning ClKX2LiveCaptureR2::GetTuning() const
+{
+  StTuning t;
+  t.nWorkerMs = m_nWorkerMs;
+  t.nPreviewMs = m_nPreviewMs;
+  t.nResultMs = m_nResultMs;
+  t.bLowPriority = m_bLowPriority;
+  return t;
 }
 
 void ClKX2LiveCaptureR2::CheckArgument(const void* /*pX*/, const void* pY)

@@ -73,8 +73,9 @@ public:
   void GetScannerData(std::ostream& stream);
   void SetScannerData(std::istream& stream);
 
-  void SetTuning(const StTuning& waits) { m_Tuning = waits; }
-  const StTuning& GetTuning() const { return m_Tuning; }
+  // May be called while workers run; each limit counts from the next wait on.
+  void SetTuning(const StTuning& tuning);
+  StTuning GetTuning() const;
   int32_t GetFingerArea() const { return m_nFingerArea.load(); }
   bool HasFakeFingerLibrary() const { return m_hFakeFinger != nullptr; }
 
@@ -92,8 +93,9 @@ private:
   // Lifecycle (KX2LiveCaptureR2.cpp).
   void StopWorkers();
   void StartModeWorkers(int32_t nMode);
-  void StartWorker(boost::thread& th, int nNice, void (ClKX2LiveCaptureR2::*pfnWorker)());
-  void RunWorker(int nNice, void (ClKX2LiveCaptureR2::*pfnWorker)());
+  void StartWorker(boost::thread& th, const char* szName, int nNice,
+                   void (ClKX2LiveCaptureR2::*pfnWorker)());
+  void RunWorker(const char* szName, int nNice, void (ClKX2LiveCaptureR2::*pfnWorker)());
   static bool Running();
   void WaitResult(int32_t nMilliseconds);
   void NotifyResult();
@@ -131,7 +133,7 @@ private:
   template <class T>
   bool WaitInput(ClTpTripleBuffer<T>& buffer)
   {
-    buffer.WaitMs(m_Tuning.nWorkerMs);
+    buffer.WaitMs(m_nWorkerMs);
     return buffer.HasNewData();
   }
   // The view laid over one of the three raw bitmaps.
@@ -201,5 +203,9 @@ private:
   ClImage m_aRawViews[3];
   // Guards the condition ring, which a mode change clears while workers may write it.
   boost::mutex m_ConditionMutex;
-  StTuning m_Tuning;
+  // The tuning, read by workers while the application may change it.
+  std::atomic<int32_t> m_nWorkerMs{StTuning().nWorkerMs};
+  std::atomic<int32_t> m_nPreviewMs{StTuning().nPreviewMs};
+  std::atomic<int32_t> m_nResultMs{StTuning().nResultMs};
+  std::atomic<bool> m_bLowPriority{StTuning().bLowPriority};
 };

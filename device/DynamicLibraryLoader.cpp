@@ -47,6 +47,8 @@ ClDynamicLibrary::~ClDynamicLibrary()
     } catch (...) {
     }
   }
+  // A module the system would not close stays with it; the name goes in any case.
+  std::free(m_szFile);
 }
 
 void ClDynamicLibrary::Unload()

@@ -13,6 +13,9 @@
 #include "imaging/FpImage.h"
 #include "imaging/Ip1to1Base.h"
 #include "imaging/TpArray.h"
+#include "imaging/filters/TpIpFilterMax.h"
+#include "imaging/filters/TpIpFilterMid.h"
+#include "imaging/filters/TpIpFilterMin.h"
 #include "imaging/geometry/IpResize.h"
 #include "imaging/geometry/IpSubsample.h"
 #include "imaging/histogram/Histogram.h"
@@ -74,6 +77,15 @@ public:
 
   // The clock of the roll; null restores the steady clock. Not owned.
   void SetClock(const ClRollClock* pClock) { m_pClock = pClock ? pClock : &m_SteadyClock; }
+  // Seconds spent in the phases of Process, added up while set (for benchmarks), read
+  // from pfnSeconds (a thread's processor time, say). Not owned.
+  struct StPhaseTimes
+  {
+    double (*pfnSeconds)() = nullptr;
+    double dDetect = 0, dContour = 0, dMerge = 0, dChecks = 0;
+  };
+  StPhaseTimes* m_pPhaseTimes = nullptr;
+
   // The velocity measure of the roll in pixels per second (see CheckRollQuality).
   int32_t GetVelocityMeasure() const;
 
@@ -167,10 +179,14 @@ private:
   mutable std::shared_mutex m_AreaLock;
 
   // Work images and processors, kept so that a running roll does not allocate.
-  ClImage m_Cut, m_Small, m_Smooth, m_Labels, m_LabelsFull, m_New, m_Overlap, m_Work, m_Extended;
+  ClImage m_Cut, m_Small, m_Smooth, m_Labels, m_LabelsNew, m_New, m_Overlap, m_Work, m_Extended;
   ClImage m_Lo, m_Hi, m_Tmp;
-  std::vector<unsigned> m_aSorted;
+  // The velocity samples sorted, reused by the measure.
+  mutable std::vector<unsigned> m_aSorted;
   ClIpSubsample m_Subsample;
+  ClTpIpFilterMid<uint8_t, uint32_t> m_Mean;
+  ClTpIpFilterMin<uint8_t> m_FilterMin;
+  ClTpIpFilterMax<uint8_t> m_FilterMax;
   ClIpResize m_Resize;
   ClIpConnectedComponent2 m_Components;
   ClIpConnectedComponent2::ComponentsArray_t m_aComponents;

@@ -2,7 +2,6 @@
 // into the rolled image along the moving seam.
 #include "roll/IpAutoRoll5.h"
 
-#include "imaging/filters/TpIpFilterMid.h"
 #include "imaging/operators/TpIpInvert.h"
 #include "imaging/operators/TpIpSubtract.h"
 
@@ -56,11 +55,10 @@ bool ClIpAutoRoll5::DetectFinger()
   m_Subsample.Subsample(&m_Frame, kDetectRate, &m_Small, true);
   ClImage* pSmooth = &m_Small;
   if (m_Small.Width() >= 5 && m_Small.Height() >= 5) {
-    ClTpIpFilterMid<uint8_t, uint32_t> mean;
-    mean.m_pInImage = &m_Small;
-    mean.m_pOutImage = &m_Smooth;
-    mean.m_nFilterWidth = mean.m_nFilterHeight = 5;
-    mean.Process();
+    m_Mean.m_pInImage = &m_Small;
+    m_Mean.m_pOutImage = &m_Smooth;
+    m_Mean.m_nFilterWidth = m_Mean.m_nFilterHeight = 5;
+    m_Mean.Process();
     pSmooth = &m_Smooth;
   }
   ClImage& s = *pSmooth;
@@ -118,7 +116,7 @@ bool ClIpAutoRoll5::DetectFinger()
           x1 = x;
         }
       }
-      std::fill(p, p + w, uint8_t(0));
+      std::fill_n(p, std::max(w, 0), uint8_t(0));
       if (x0 >= 0)
         std::fill(p + x0, p + x1 + 1, uint8_t(255));
     }
@@ -136,15 +134,26 @@ bool ClIpAutoRoll5::DetectFinger()
 
 int32_t ClIpAutoRoll5::FrameDirection(const ClImage& rNew)
 {
-  ClTpIpInvert<uint8_t, uint8_t> invert;
-  invert.m_pInImage = const_cast<ClImage*>(&rNew);
-  invert.m_pOutImage = &m_Work;
-  invert.Process();
+  // Masks are enlarged quarter-size masks, so new pixels come in whole blocks of
+  // kDetectRate squared: their regions are measured on one sample per block, inverted so
+  // that new pixels are objects, and scaled back (area times 16, centre of the block).
+  // A partial block at the end of the rows or columns counts as a whole one.
+  const int32_t w = (rNew.Width() + kDetectRate - 1) / kDetectRate;
+  const int32_t h = (rNew.Height() + kDetectRate - 1) / kDetectRate;
+  m_Work.Create(eUInt8, w, h, 1);
+  for (int32_t y = 0; y < h; ++y) {
+    const uint8_t* s = rNew.Data() + ptrdiff_t(y) * kDetectRate * rNew.LineElements();
+    uint8_t* d = m_Work.Data() + ptrdiff_t(y) * m_Work.LineElements();
+    for (int32_t x = 0; x < w; ++x)
+      d[x] = uint8_t(255 - s[x * kDetectRate]);
+  }
   ClearComponents(m_aComponents);
   m_Components.m_pInImage = &m_Work;
-  m_Components.m_pOutImage = &m_LabelsFull;
+  m_Components.m_pOutImage = &m_LabelsNew;
   m_Components.m_pComponents = &m_aComponents;
   m_Components.Process();
+  constexpr double dBlockArea = double(kDetectRate * kDetectRate);
+  constexpr double dBlockCentre = (kDetectRate - 1) / 2.0;
 
   // Only new area in the middle rows of the finger counts: tip and joint change shape.
   const int32_t t = static_cast<int32_t>((m_Contour.m_nBottomRow - m_Contour.m_nTopRow) * 0.2);
@@ -152,9 +161,10 @@ int32_t ClIpAutoRoll5::FrameDirection(const ClImage& rNew)
   double dArea = 0.0, dCenterX = 0.0;
   for (uint32_t i = 0; i < m_aComponents.Size(); ++i) {
     const ClIpConnectedComponent2::ClComponent& c = m_aComponents[i];
-    if (c.m_oCenter.m_dY > dLow && c.m_oCenter.m_dY < dHigh && c.m_dSize > dArea) {
-      dArea = c.m_dSize;
-      dCenterX = c.m_oCenter.m_dX;
+    const double dY = c.m_oCenter.m_dY * kDetectRate + dBlockCentre;
+    if (dY > dLow && dY < dHigh && c.m_dSize * dBlockArea > dArea) {
+      dArea = c.m_dSize * dBlockArea;
+      dCenterX = c.m_oCenter.m_dX * kDetectRate + dBlockCentre;
     }
   }
   const int32_t nMean = m_Contour.m_nMeanCenter;
@@ -263,29 +273,36 @@ void ClIpAutoRoll5::BlendRows(const ClImage& rNew)
     const double dSpan = D == eTowardsRight ? (M - dMargin) - L : R - (M + dMargin);
     const double dBand = std::min(dSpan, double(m_nBlendBand));
     const double s = D == eTowardsRight ? M - dBand : M + dBand;
-    for (int32_t x = 0; x < w; ++x) {
-      const int32_t fv = f[x], rv = r[x];
-      const uint8_t nMin = uint8_t(std::min(fv, rv));
+    for (int32_t x = 0; x < w;) {
+      // Columns whose finger range misses this row come in runs; there the darker of
+      // old and new is kept on the side the roll goes to.
       if (pTop[x] > y || y > pBottom[x]) {
-        if (D == eTowardsRight ? x > L : x < R)
-          r[x] = nMin;
+        int32_t xEnd = x + 1;
+        while (xEnd < w && (pTop[xEnd] > y || y > pBottom[xEnd]))
+          ++xEnd;
+        const int32_t x0 = D == eTowardsRight ? std::max(x, L + 1) : x;
+        const int32_t x1 = D == eTowardsRight ? xEnd : std::min(xEnd, R);
+        for (int32_t i = x0; i < x1; ++i)
+          r[i] = std::min(r[i], f[i]);
+        x = xEnd;
         continue;
       }
+      const int32_t fv = f[x], rv = r[x];
       if (nw[x] > 254) {
         shift.AddNewAreaSample(fv);
         r[x] = uint8_t(fv);
       } else if (D == eTowardsRight ? x > R : x <= L) {
-        r[x] = nMin;
+        r[x] = uint8_t(std::min(fv, rv));
       } else if (std::abs(x - M) < dMargin) {
         shift.MarkDifference(std::abs(rv - fv), y, x);
         r[x] = uint8_t(fv);
       } else if (mask[x] == 255 && (D == eTowardsRight ? x >= M : x <= M)) {
         shift.MarkDifference(std::abs(rv - fv), y, x);
         r[x] = uint8_t(fv);
-      } else if (mask[x] == 255) {
-        // Trailing half: cross-fade over the band behind the centre line.
-        const bool bInBand = D == eTowardsRight ? x > s : x < s;
-        const double dAlpha = bInBand && dBand > 0 ? std::abs(x - s) / dBand : 0.0;
+      } else if (mask[x] == 255 && dBand > 0 && (D == eTowardsRight ? x > s : x < s)) {
+        // Trailing half: cross-fade over the band behind the centre line. Outside the
+        // band the weight is 0 and nothing changes.
+        const double dAlpha = std::abs(x - s) / dBand;
         const int32_t e = static_cast<int32_t>(std::abs(fv - rv) * dAlpha);
         shift.MarkDifference(e, y, x);
         shift.MarkBlendDifference(e, y, x);
@@ -293,6 +310,7 @@ void ClIpAutoRoll5::BlendRows(const ClImage& rNew)
           r[x] = uint8_t(static_cast<int32_t>(RowMean(r, w, x, k) * (1.0 - dAlpha) +
                                               RowMean(f, w, x, k) * dAlpha));
       }
+      ++x;
     }
   }
 }

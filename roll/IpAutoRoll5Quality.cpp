@@ -1,14 +1,13 @@
 // Judging a finished roll, and the diagnostics and thresholds exchanged as a tree.
 #include "roll/IpAutoRoll5.h"
 
-#include "imaging/filters/TpIpFilterMax.h"
-#include "imaging/filters/TpIpFilterMid.h"
-#include "imaging/filters/TpIpFilterMin.h"
 #include "sdk/Exceptions.h"
 
 #include <algorithm>
 #include <boost/property_tree/exceptions.hpp>
 #include <cmath>
+#include <cstdio>
+#include <string>
 
 namespace {
 
@@ -21,10 +20,17 @@ constexpr int32_t kSmearedHigh = 160;
 constexpr double kStrongDifference = 0.5;
 constexpr double kLeastStreakPixels = 1000.0;
 
-template <class TFilter>
-void Filter(ClImage& rIn, ClImage& rOut, int32_t nSize)
+// Doubles with 16 significant digits, so that 0.1 reads "0.1".
+std::string DoubleText(double d)
 {
-  TFilter filter;
+  char sz[32];
+  std::snprintf(sz, sizeof(sz), "%.16g", d);
+  return sz;
+}
+
+template <class TFilter>
+void Filter(TFilter& filter, ClImage& rIn, ClImage& rOut, int32_t nSize)
+{
   filter.m_pInImage = &rIn;
   filter.m_pOutImage = &rOut;
   filter.m_nFilterWidth = filter.m_nFilterHeight = nSize;
@@ -39,7 +45,7 @@ int32_t ClIpAutoRoll5::GetVelocityMeasure() const
   if (n < 2)
     return 0;
   // The fastest quarter against the average: an even fast roll passes, a jerk does not.
-  std::vector<unsigned>& a = const_cast<std::vector<unsigned>&>(m_aSorted);
+  std::vector<unsigned>& a = m_aSorted;
   a.assign(m_aVelocity.Data(), m_aVelocity.Data() + n);
   std::sort(a.begin(), a.end(), [](unsigned x, unsigned y) { return x > y; });
   double dAll = 0.0, dTop = 0.0;
@@ -76,19 +82,19 @@ bool ClIpAutoRoll5::StreakTest()
   if (!diff.Data() || diff.Width() != m_Rolled.Width() || diff.Height() != m_Rolled.Height())
     return false;
   // Hi and Lo are the light and dark levels within reach, in inverted polarity.
-  Filter<ClTpIpFilterMin<uint8_t>>(m_Rolled, m_Tmp, kStreakWindow);
-  Filter<ClTpIpFilterMid<uint8_t, uint32_t>>(m_Tmp, m_Lo, kStreakWindow);
-  Filter<ClTpIpFilterMax<uint8_t>>(m_Rolled, m_Tmp, kStreakWindow);
-  Filter<ClTpIpFilterMid<uint8_t, uint32_t>>(m_Tmp, m_Hi, kStreakWindow);
+  Filter(m_FilterMin, m_Rolled, m_Tmp, kStreakWindow);
+  Filter(m_Mean, m_Tmp, m_Lo, kStreakWindow);
+  Filter(m_FilterMax, m_Rolled, m_Tmp, kStreakWindow);
+  Filter(m_Mean, m_Tmp, m_Hi, kStreakWindow);
   int64_t nCount = 0;
   for (int32_t y = 0; y < m_Rolled.Height(); ++y) {
     const uint8_t* lo = m_Lo.Data() + ptrdiff_t(y) * m_Lo.LineElements();
     const uint8_t* hi = m_Hi.Data() + ptrdiff_t(y) * m_Hi.LineElements();
     const uint8_t* d = diff.Data() + ptrdiff_t(y) * diff.LineElements();
     for (int32_t x = 0; x < m_Rolled.Width(); ++x) {
-      // A smeared patch with a strong blend difference; Hi equal to Lo with no
-      // difference is no streak.
-      if (hi[x] < kSmearedHigh && double(d[x]) / double(hi[x] - lo[x]) > kStrongDifference)
+      // A smeared patch, or a blend difference strong against the local range; Hi equal
+      // to Lo with no difference is neither.
+      if (hi[x] < kSmearedHigh || double(d[x]) / double(hi[x] - lo[x]) > kStrongDifference)
         ++nCount;
     }
   }
@@ -143,14 +149,14 @@ void ClIpAutoRoll5::GetDiagnostics(boost::property_tree::ptree& rTree)
     rTree.put("MERGED_WIDTH_THRESHOLD", m_nMergedWidthThreshold);
     rTree.put("SERIES_LEN_THRESHOLD", m_nSeriesLenThreshold);
     rTree.put("SHIFT_DISTANCE_THRESHOLD", m_nShiftDistanceThreshold);
-    rTree.put("ROTATION_THRESHOLD", m_dRotationThreshold);
+    rTree.put("ROTATION_THRESHOLD", DoubleText(m_dRotationThreshold));
     rTree.put("ROLL_VELOCITY", GetVelocityMeasure());
     rTree.put("ROLL_VELOCITY_THRESHOLD", m_nRollVelocityThreshold);
     rTree.put_child("ROLL_SHIFT_AREAS", GetRollShiftAreas());
     rTree.put("ROLL_SHIFT_AREA_ACTIVATION", m_nRollShiftAreaActivation);
     rTree.put("ROLL_SHIFT_AREA_MODE", m_nRollShiftAreaMode);
     rTree.put("ROLL_SHIFT_DISTANCE", m_ShiftDetection.CountShiftPixels());
-    rTree.put("ROTATION", m_dAngleMax - m_dAngleMin);
+    rTree.put("ROTATION", DoubleText(m_dAngleMax - m_dAngleMin));
   } catch (const boost::property_tree::ptree_error&) {
     LSKX2_THROW_MSG("Error while getting roll finger diagnostic data!", -101);
   }

@@ -2,6 +2,7 @@
 
 #include "imaging/filters/TpIpFilterMid.h"
 #include "imaging/histogram/Histogram.h"
+#include "imaging/operators/TpIpBinarize.h"
 #include "imaging/operators/TpIpScale.h"
 #include "sdk/Exceptions.h"
 
@@ -56,15 +57,16 @@ int32_t ClRollShiftAreaDetection::CountShiftPixels() const
   return static_cast<int32_t>(histogram.Bin(255));
 }
 
-void ClRollShiftAreaDetection::BinariseInverted(const ClImage& rIn, ClImage& rOut, uint8_t nLimit)
+void ClRollShiftAreaDetection::Binarise(ClImage& rIn, ClImage& rOut, uint8_t nLimit, uint8_t nLow,
+                                        uint8_t nHigh)
 {
-  rOut.Create(eUInt8, rIn.Width(), rIn.Height(), 1);
-  for (int32_t y = 0; y < rIn.Height(); ++y) {
-    const uint8_t* s = rIn.Data() + ptrdiff_t(y) * rIn.LineElements();
-    uint8_t* d = rOut.Data() + ptrdiff_t(y) * rOut.LineElements();
-    for (int32_t x = 0; x < rIn.Width(); ++x)
-      d[x] = s[x] < nLimit ? 255 : 0;
-  }
+  ClTpIpBinarize<uint8_t, uint8_t> binarise;
+  binarise.m_pInImage = &rIn;
+  binarise.m_pOutImage = &rOut;
+  binarise.m_nThreshold = nLimit;
+  binarise.m_nLow = nLow;
+  binarise.m_nHigh = nHigh;
+  binarise.Process();
 }
 
 void ClRollShiftAreaDetection::Mean(ClImage& rIn, ClImage& rOut, int32_t nSize)
@@ -98,7 +100,7 @@ bool ClRollShiftAreaDetection::Detect(boost::property_tree::ptree& rTree, bool b
   const int32_t b = BaseLimit();
   Mean(m_DiffImage, m_M, kSpread);
   Mean(m_MarkHigh, m_K, kSpread);
-  BinariseInverted(m_K, m_Work, uint8_t(b));
+  Binarise(m_K, m_Work, uint8_t(b), 255, 0);
   if (Components(m_Work) == 0 && !bAlreadyShifted)
     return false;
 
@@ -117,7 +119,7 @@ bool ClRollShiftAreaDetection::Detect(boost::property_tree::ptree& rTree, bool b
     m_S.Create(eUInt8, m_M.Width(), m_M.Height(), 1);
     m_S.Fill(static_cast<unsigned char>(0));
   }
-  BinariseInverted(m_S, m_Work, kStrong);
+  Binarise(m_S, m_Work, kStrong, 255, 0);
   double a = 0.0;
   for (int32_t i = 0, n = Components(m_Work); i < n; ++i)
     a = std::max(a, m_aComponents[i].m_dSize);
@@ -125,15 +127,9 @@ bool ClRollShiftAreaDetection::Detect(boost::property_tree::ptree& rTree, bool b
   if (!bActivated)
     return bShift;
 
-  BinariseInverted(m_S, m_Work, uint8_t(bShift ? kStrongWhenShifted : kStrong + Extra()));
+  Binarise(m_S, m_Work, uint8_t(bShift ? kStrongWhenShifted : kStrong + Extra()), 255, 0);
   Mean(m_Work, m_K, kCloseUp);
-  BinariseInverted(m_K, m_P, kCloseLimit);
-  // Back to objects 0 on background 255.
-  for (int32_t y = 0; y < m_P.Height(); ++y) {
-    uint8_t* d = m_P.Data() + ptrdiff_t(y) * m_P.LineElements();
-    for (int32_t x = 0; x < m_P.Width(); ++x)
-      d[x] = uint8_t(255 - d[x]);
-  }
+  Binarise(m_K, m_P, kCloseLimit);
   for (int32_t i = 0, n = Components(m_P); i < n; ++i) {
     const ClIpConnectedComponent2::ClComponent& c = m_aComponents[i];
     if (c.m_dSize >= kSpeckArea)
@@ -143,12 +139,7 @@ bool ClRollShiftAreaDetection::Detect(boost::property_tree::ptree& rTree, bool b
                   size_t(int32_t(c.m_oMax.m_dX) - int32_t(c.m_oMin.m_dX) + 1));
   }
   Mean(m_P, m_K, kSmooth);
-  BinariseInverted(m_K, m_P, kStrong);
-  for (int32_t y = 0; y < m_P.Height(); ++y) {
-    uint8_t* d = m_P.Data() + ptrdiff_t(y) * m_P.LineElements();
-    for (int32_t x = 0; x < m_P.Width(); ++x)
-      d[x] = uint8_t(255 - d[x]);
-  }
+  Binarise(m_K, m_P, kStrong);
   WriteTree(rTree, bShift, m_P.Height());
   return bShift;
 }

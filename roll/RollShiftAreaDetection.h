@@ -78,9 +78,9 @@ public:
   bool m_bInitialised = false;
 
 private:
-  // Binarises rImage at nLimit (below 0, else 255) and inverts it: objects are what
-  // reached the limit.
-  static void BinariseInverted(const ClImage& rIn, ClImage& rOut, uint8_t nLimit);
+  // Below nLimit nLow, else nHigh. With the defaults objects (0) are what stays below the
+  // limit; inverted (255, 0) they are what reached it.
+  static void Binarise(ClImage& rIn, ClImage& rOut, uint8_t nLimit, uint8_t nLow = 0, uint8_t nHigh = 255);
   void Mean(ClImage& rIn, ClImage& rOut, int32_t nSize);
   int32_t Components(ClImage& rIn);
   void WriteTree(boost::property_tree::ptree& rTree, bool bShift, int32_t nHeight);

@@ -5,6 +5,7 @@
 #   scripts/test.sh --tsan   ThreadSanitizer, the threaded tests
 set -euo pipefail
 cd "$(dirname "$0")/.."
+bash scripts/install-test-deps.sh
 dir=$(bash scripts/build.sh "$@" | tail -1)
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:halt_on_error=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1

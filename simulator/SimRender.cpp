@@ -26,8 +26,9 @@ void ClSimulator::Frame(uint64_t nFrame, int nWidth, int nHeight, int nDose, EOr
 }
 
 bool ClSimulator::RollTruth(int nRoll, EOrientation eOrientation, ClGreyImage& image, ClGreyImage& mask,
-                            int nDose) {
-  return m_Script.RollTruth(nRoll, m_Renderer, m_nNormalWidth, m_nNormalHeight, nDose, eOrientation, image, mask);
+                            int nDose, bool bAsSeen) {
+  return m_Script.RollTruth(nRoll, m_Renderer, m_nNormalWidth, m_nNormalHeight, nDose, eOrientation, image, mask,
+                            bAsSeen);
 }
 
 bool ClSimulator::PlainTruth(int nStill, EOrientation eOrientation, ClGreyImage& image, ClGreyImage& mask,

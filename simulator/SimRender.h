@@ -7,8 +7,10 @@
 //  - 8-bit grey, rows packed, background dark (about 16 grey) with sensor noise of about
 //    1.3 grey levels; a finger is light on dark, ridges bright (up to about 170 in normal
 //    frames, 220 in raw frames), ridge period 8 to 10 pixels (500 dpi).
-//  - Normal frames: 800 by 750, dose 2. Raw frames: 1600 by 1500 (the same scene, scaled),
-//    dose 9, brighter. Other sizes and doses work the same way.
+//  - Normal frames: 800 by 750, dose 2. Raw frames: 1600 by 1500 (the same scene at their
+//    own resolution), dose 9, brighter. Other sizes and doses work the same way.
+//  - Fingers stretch, tremble, settle and light up unevenly by default; FingerPreset("rigid")
+//    gives the rigid, motionless, evenly lit finger (see ClFinger for each scale).
 //  - EOrientation::eDevice gives rows as the scanner delivers them (fingertip towards the
 //    last row); the SDK flips rows, and EOrientation::eDisplay gives that flipped view.
 //    Coordinates in scripts and fingers are display coordinates.
@@ -61,7 +63,7 @@ class ClSimulator {
 
   // Ground truth at the normal size (see ClScript).
   bool RollTruth(int nRoll, EOrientation eOrientation, ClGreyImage& image, ClGreyImage& mask,
-                 int nDose = kNormalDose);
+                 int nDose = kNormalDose, bool bAsSeen = false);
   bool PlainTruth(int nStill, EOrientation eOrientation, ClGreyImage& image, ClGreyImage& mask,
                   int nDose = kNormalDose);
   // Platen pixels the finger touches at frame n.

@@ -125,15 +125,17 @@ void* Open(int nInterface, EEntry e) {
 
 int Image(void* h, int nDose, void* pBuffer, bool bRaw, EEntry e) {
   const auto start = std::chrono::steady_clock::now();
+  ClFrameTiming timing;
   {
     ClDeviceCall call(h, e);
     if (call.Error()) return Fail(call.Error());
     if (!pBuffer) return Fail(kErrInvalidParameter);
     const uint32_t err = call.Device().Image(bRaw, nDose & 0xFF, static_cast<uint8_t*>(pBuffer));
     if (err) return Fail(err);
+    timing = call.Device().Config().script.TimingAt(call.Device().Frames() - 1);
   }
   // An exposure takes its time; the device lock is not held while waiting.
-  const int interval = Lib().FrameIntervalMs();
+  const int interval = timing.IntervalMs(Lib().FrameIntervalMs());
   if (interval > 0) std::this_thread::sleep_until(start + std::chrono::milliseconds(interval));
   return Succeed();
 }

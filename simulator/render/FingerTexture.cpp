@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <tuple>
 #include <mutex>
 
 namespace kxsim {
@@ -17,9 +18,11 @@ constexpr int kRadius = 7;                 // kernel of 15 by 15
 constexpr int kTaps = 2 * kRadius + 1;
 constexpr int kLane = 16;                  // taps per row, padded for the vector unit
 constexpr int kAngles = 36;                // 5 degree steps
-constexpr int kPeriods = 5;                // 8.0, 8.5 .. 10.0 pixels
+constexpr int kPeriods = 13;               // 7.0, 7.5 .. 13.0 pixels
 constexpr int kPasses = 20;
 constexpr int kOne = 1024;                 // fixed point of the growing pattern
+
+inline double SmoothStep01(double t) { return t * t * (3.0 - 2.0 * t); }
 
 // Gabor kernels in Q15, zero mean, scaled to answer 1 to a matching sinusoid.
 struct ClKernelBank {
@@ -31,7 +34,7 @@ struct ClKernelBank {
       const double ang = a * kPi / kAngles;
       const double ca = std::cos(ang), sa = std::sin(ang);
       for (int p = 0; p < kPeriods; ++p) {
-        const double period = 8.0 + 0.5 * p;
+        const double period = 7.0 + 0.5 * p;
         const double su = 0.36 * period, sv = 0.46 * period;
         double gsum = 0.0, csum = 0.0;
         for (int dy = -kRadius; dy <= kRadius; ++dy)
@@ -85,37 +88,44 @@ struct ClCacheEntry {
 
 }  // namespace
 
-std::shared_ptr<const ClFingerTexture> ClFingerTexture::Get(uint32_t nSeed, EPattern ePattern) {
+std::shared_ptr<const ClFingerTexture> ClFingerTexture::Get(uint32_t nSeed, EPattern ePattern, double dPeriod) {
   static std::mutex mutex;
-  static std::map<std::pair<uint32_t, int>, std::shared_ptr<ClCacheEntry>> cache;
+  static std::map<std::tuple<uint32_t, int, int>, std::shared_ptr<ClCacheEntry>> cache;
   const EPattern e = ePattern == EPattern::eAuto ? ClOrientationField::PatternFromSeed(nSeed) : ePattern;
+  const int quarters = QuarterPeriod(dPeriod);
   std::shared_ptr<ClCacheEntry> entry;
   {
     std::lock_guard<std::mutex> lock(mutex);
-    std::shared_ptr<ClCacheEntry>& slot = cache[{nSeed, int(e)}];
+    std::shared_ptr<ClCacheEntry>& slot = cache[{nSeed, int(e), quarters}];
     if (!slot) slot = std::make_shared<ClCacheEntry>();
     entry = slot;
   }
   // Growth runs outside the map's lock so that other seeds are not held up.
-  std::call_once(entry->once, [&] { entry->pTexture = std::make_shared<ClFingerTexture>(nSeed, e); });
+  std::call_once(entry->once, [&] { entry->pTexture = std::make_shared<ClFingerTexture>(nSeed, e, quarters / 4.0); });
   return entry->pTexture;
 }
 
-ClFingerTexture::ClFingerTexture(uint32_t nSeed, EPattern ePattern)
+ClFingerTexture::ClFingerTexture(uint32_t nSeed, EPattern ePattern, double dPeriod)
     : m_nSeed(nSeed),
-      m_ePattern(ePattern == EPattern::eAuto ? ClOrientationField::PatternFromSeed(nSeed) : ePattern) {
+      m_ePattern(ePattern == EPattern::eAuto ? ClOrientationField::PatternFromSeed(nSeed) : ePattern),
+      m_nPeriodQuarters(QuarterPeriod(dPeriod)) {
   Grow();
   StampPores();
   MakeDryness();
+  MakeTone();
+}
+
+int ClFingerTexture::QuarterPeriod(double dPeriod) {
+  return int(std::lround(std::clamp(dPeriod, kMinPeriod, kMaxPeriod) * 4.0));
 }
 
 KXSIM_UNCHECKED_BY_TSAN void ClFingerTexture::Grow() {
   const int W = kWidth, H = kHeight;
-  const ClOrientationField field(m_nSeed, m_ePattern, kCoreX, kCoreY);
+  const ClOrientationField field(m_nSeed, m_ePattern, kCoreX, kCoreY, m_nPeriodQuarters / 4.0);
 
   // Orientation and period per pixel, computed on a coarse grid and held per 4 by 4 cell:
   // both fields vary far slower than that except right at a core, where it does not show.
-  std::vector<uint8_t> bins(size_t(W) * H);
+  std::vector<uint16_t> bins(size_t(W) * H);
   const int cw = (W + 7) / 8, ch = (H + 7) / 8;
   m_aAngle.assign(size_t(cw) * ch, 0.0f);
   m_aPeriod.assign(size_t(cw) * ch, 0.0f);
@@ -129,8 +139,8 @@ KXSIM_UNCHECKED_BY_TSAN void ClFingerTexture::Grow() {
       const double a = field.RidgeAngle(bx + 1.5, by + 1.5);
       const double t = field.Period(bx + 1.5, by + 1.5);
       const int ab = int(std::lround(a / (kPi / kAngles))) % kAngles;
-      const int pb = std::clamp(int(std::lround((t - 8.0) / 0.5)), 0, kPeriods - 1);
-      const uint8_t bin = uint8_t(ab * kPeriods + pb);
+      const int pb = std::clamp(int(std::lround((t - 7.0) / 0.5)), 0, kPeriods - 1);
+      const uint16_t bin = uint16_t(ab * kPeriods + pb);
       for (int y = by; y < std::min(by + 4, H); ++y)
         for (int x = bx; x < std::min(bx + 4, W); ++x) bins[size_t(y) * W + x] = bin;
     }
@@ -152,7 +162,7 @@ KXSIM_UNCHECKED_BY_TSAN void ClFingerTexture::Grow() {
     for (int y = 0; y < H; ++y) {
       const int16_t* src = &a[size_t(y) * stride];
       int16_t* dst = &b[(size_t(y) + kRadius) * stride + kRadius];
-      const uint8_t* brow = &bins[size_t(y) * W];
+      const uint16_t* brow = &bins[size_t(y) * W];
       for (int x = 0; x < W; ++x) {
         const int32_t r = Filter(src + x, stride, bank.Kernel(brow[x])) >> 15;
         dst[x] = int16_t(std::clamp((r * gain) >> 8, -kOne, kOne));
@@ -214,6 +224,42 @@ KXSIM_UNCHECKED_BY_TSAN void ClFingerTexture::MakeDryness() {
       m_aDryness[size_t(y) * W + x] = uint8_t((top * (g - fy) + bot * fy) / (g * g));
     }
   }
+}
+
+KXSIM_UNCHECKED_BY_TSAN void ClFingerTexture::MakeTone() {
+  // Value noise on a coarse lattice, smoothly interpolated: how evenly the skin lights up
+  // (tone) and where a wet finger holds sweat (blotches).
+  ClRandom rnd(uint64_t(m_nSeed) * 49979687u + 13u);
+  m_aToneLattice.resize(size_t(kToneW) * kToneH);
+  for (float& v : m_aToneLattice) v = float(rnd.Uniform(-1.0, 1.0));
+  const int W = kWidth, H = kHeight, g = 36;
+  const int gw = W / g + 3, gh = H / g + 3;
+  std::vector<float> lattice(size_t(gw) * gh);
+  for (float& v : lattice) v = float(rnd.Uniform());
+  m_aBlotch.resize(size_t(W) * H);
+  for (int y = 0; y < H; ++y) {
+    const int ly = y / g;
+    const double fy = SmoothStep01(double(y % g) / g);
+    for (int x = 0; x < W; ++x) {
+      const int lx = x / g;
+      const double fx = SmoothStep01(double(x % g) / g);
+      const double top = lattice[size_t(ly) * gw + lx] * (1 - fx) + lattice[size_t(ly) * gw + lx + 1] * fx;
+      const double bot = lattice[size_t(ly + 1) * gw + lx] * (1 - fx) + lattice[size_t(ly + 1) * gw + lx + 1] * fx;
+      // Blotches cover about a third of the skin, with soft edges.
+      const double v = (top * (1 - fy) + bot * fy - 0.55) / 0.2;
+      m_aBlotch[size_t(y) * W + x] = uint8_t(std::lround(255.0 * std::clamp(v, 0.0, 1.0)));
+    }
+  }
+}
+
+double ClFingerTexture::Tone(double x, double y) const {
+  const double fx = std::clamp(x, 0.0, double(kWidth)) / kToneCell;
+  const double fy = std::clamp(y, 0.0, double(kHeight)) / kToneCell;
+  const int ix = std::min(int(fx), kToneW - 2), iy = std::min(int(fy), kToneH - 2);
+  const double wx = SmoothStep01(fx - ix), wy = SmoothStep01(fy - iy);
+  const float* r0 = &m_aToneLattice[size_t(iy) * kToneW + size_t(ix)];
+  const float* r1 = r0 + kToneW;
+  return (r0[0] * (1 - wx) + r0[1] * wx) * (1 - wy) + (r1[0] * (1 - wx) + r1[1] * wx) * wy;
 }
 
 double ClFingerTexture::PeriodAt(int x, int y) const {

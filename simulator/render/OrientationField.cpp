@@ -21,10 +21,11 @@ EPattern ClOrientationField::PatternFromSeed(uint32_t nSeed) {
 }
 
 ClOrientationField::ClOrientationField(uint32_t nSeed, EPattern ePattern, double dCoreX,
-                                       double dCoreY)
+                                       double dCoreY, double dPeriod)
     : m_ePattern(ePattern == EPattern::eAuto ? PatternFromSeed(nSeed) : ePattern),
       m_dCoreX(dCoreX),
-      m_dCoreY(dCoreY) {
+      m_dCoreY(dCoreY),
+      m_dPeriod(dPeriod) {
   ClRandom rnd(uint64_t(nSeed) * 7919u + 17u);
   m_dBase = rnd.Uniform(-0.12, 0.12);
   // Points in mathematical axes (y up) relative to the main core.
@@ -76,7 +77,7 @@ double ClOrientationField::Period(double x, double y) const {
                        std::sin(m_aPeriodFreq[1] * y + m_aPeriodPhase[1]) +
                    0.4 * std::sin(m_aPeriodFreq[2] * (x + y) + m_aPeriodPhase[2]) +
                    0.25 * std::sin(m_aPeriodFreq[3] * (x - y) + m_aPeriodPhase[3]);
-  return std::clamp(9.0 + v, 8.0, 10.0);
+  return std::clamp(m_dPeriod + v, m_dPeriod - 1.0, m_dPeriod + 1.0);
 }
 
 }  // namespace kxsim

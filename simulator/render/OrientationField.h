@@ -15,12 +15,13 @@ class ClOrientationField {
  public:
   // Pattern and singular points drawn from the seed; (dCoreX, dCoreY) is where the main
   // core lies in the texture.
-  ClOrientationField(uint32_t nSeed, EPattern ePattern, double dCoreX, double dCoreY);
+  // dPeriod is the mean ridge period, pixels.
+  ClOrientationField(uint32_t nSeed, EPattern ePattern, double dCoreX, double dCoreY, double dPeriod = 9.0);
 
   EPattern Pattern() const { return m_ePattern; }
   // Ridge direction at (x, y), radians, image axes (y down), in [0, pi).
   double RidgeAngle(double x, double y) const;
-  // Ridge period in pixels, 8 to 10, varying slowly.
+  // Ridge period in pixels, within one pixel of the mean, varying slowly.
   double Period(double x, double y) const;
 
   static EPattern PatternFromSeed(uint32_t nSeed);
@@ -30,6 +31,7 @@ class ClOrientationField {
   EPattern m_ePattern;
   double m_dBase = 0.0;
   double m_dCoreX, m_dCoreY;
+  double m_dPeriod;
   std::vector<ClPoint> m_aCores;
   std::vector<ClPoint> m_aDeltas;
   double m_aPeriodPhase[4] = {0, 0, 0, 0};

@@ -64,12 +64,15 @@ const int8_t* ClPlatenBackground::Noise() {
 
 size_t ClPlatenBackground::NoiseLength() { return kNoiseLength; }
 
-const uint8_t* ClPlatenBackground::Get(int nWidth, int nHeight, int nDose, double dResidue) {
+const uint8_t* ClPlatenBackground::Get(int nWidth, int nHeight, int nDose, double dResidue,
+                                       const ClLatentMap* pLatent) {
+  const uint64_t nLatent = pLatent ? pLatent->nKey : 0;
   const int nResidue = int(std::lround(std::clamp(dResidue, 0.0, 1.0) * 1000.0));
   nDose &= 0xFF;
   for (size_t i = 0; i < m_aCache.size(); ++i) {
     ClEntry& e = *m_aCache[i];
-    if (e.nWidth == nWidth && e.nHeight == nHeight && e.nDose == nDose && e.nResidue == nResidue) {
+    if (e.nWidth == nWidth && e.nHeight == nHeight && e.nDose == nDose && e.nResidue == nResidue &&
+        e.nLatent == nLatent) {
       std::rotate(m_aCache.begin(), m_aCache.begin() + long(i), m_aCache.begin() + long(i) + 1);
       return m_aCache.front()->aPixels.data();
     }
@@ -79,13 +82,14 @@ const uint8_t* ClPlatenBackground::Get(int nWidth, int nHeight, int nDose, doubl
   e->nHeight = nHeight;
   e->nDose = nDose;
   e->nResidue = nResidue;
-  Build(*e);
+  e->nLatent = nLatent;
+  Build(*e, pLatent);
   m_aCache.insert(m_aCache.begin(), std::move(e));
   if (m_aCache.size() > kCacheSize) m_aCache.pop_back();
   return m_aCache.front()->aPixels.data();
 }
 
-KXSIM_UNCHECKED_BY_TSAN void ClPlatenBackground::Build(ClEntry& e) const {
+KXSIM_UNCHECKED_BY_TSAN void ClPlatenBackground::Build(ClEntry& e, const ClLatentMap* pLatent) const {
   const int W = e.nWidth, H = e.nHeight;
   const double sx = double(m_nSceneWidth) / W, sy = double(m_nSceneHeight) / H;
   const double r = e.nResidue / 1000.0;
@@ -135,6 +139,16 @@ KXSIM_UNCHECKED_BY_TSAN void ClPlatenBackground::Build(ClEntry& e) const {
         const double dx = (x + 0.5) * sx - 0.5 - s.dX, dy = (y + 0.5) * sy - 0.5 - s.dY;
         acc[size_t(y) * W + x] += float(a * std::exp(-(dx * dx + dy * dy) / (2.0 * s.dRadius * s.dRadius)));
       }
+  }
+  if (pLatent && !pLatent->aOil.empty()) {
+    const double g = pLatent->dGain * gain;
+    for (int y = 0; y < H; ++y) {
+      const int ly = std::min(pLatent->nHeight - 1, int((y + 0.5) * pLatent->nHeight / H));
+      for (int x = 0; x < W; ++x) {
+        const int lx = std::min(pLatent->nWidth - 1, int((x + 0.5) * pLatent->nWidth / W));
+        acc[size_t(y) * W + x] += float(g * pLatent->aOil[size_t(ly) * size_t(pLatent->nWidth) + size_t(lx)]);
+      }
+    }
   }
   e.aPixels.resize(acc.size());
   for (size_t i = 0; i < acc.size(); ++i)

@@ -7,13 +7,68 @@ namespace kxsim {
 using json::Key;
 using json::Tree;
 
-ClFinger ParseFinger(const Tree& node, const std::string& where, const ClFinger& base) {
-  json::CheckKeys(node, where, {"seed", "pattern", "pressure", "moisture", "fake", "x", "y", "width", "height"});
+ClFinger FingerPreset(const std::string& sName, const ClFinger& base) {
   ClFinger f = base;
+  if (sName == "rigid") {
+    // Today's simulator of old: a rigid, motionless, evenly lit print.
+    f.dDistortion = f.dTremor = f.dShape = f.dUneven = 0.0;
+  } else if (sName == "faint") {
+    f.dPressure = 0.45;
+    f.dContrast = 30.0;
+  } else if (sName == "light") {
+    f.dPressure = 0.6;
+    f.dContrast = 70.0;
+  } else if (sName == "normal") {
+    f.dPressure = 0.8;
+    f.dContrast = 0.0;
+  } else if (sName == "strong") {
+    f.dPressure = 0.95;
+    f.dContrast = 150.0;
+  } else if (sName == "dry") {
+    f.dPressure = 0.7;
+    f.dMoisture = -1.0;
+  } else if (sName == "wet") {
+    f.dPressure = 0.85;
+    f.dMoisture = 0.8;
+  } else {
+    throw ClSimConfigError("unknown finger preset \"" + sName + "\"");
+  }
+  return f;
+}
+
+ClFinger ParseFinger(const Tree& node, const std::string& where, const ClFinger& base) {
+  json::CheckKeys(node, where, {"seed", "pattern", "pressure", "moisture", "fake", "x", "y", "width", "height",
+                                "preset", "period", "contrast", "distortion", "tremor", "shape", "uneven", "tilt",
+                                "creases"});
+  ClFinger f = base;
+  if (auto v = node.get_child_optional("preset")) {
+    const std::string w = Key(where, "preset");
+    try {
+      f = FingerPreset(json::Text(*v, w), f);
+    } catch (const ClSimConfigError& e) {
+      json::Fail(w, e.what());
+    }
+  }
   for (const auto& kv : node) {
     const std::string& k = kv.first;
     const std::string w = Key(where, k);
-    if (k == "seed") {
+    if (k == "period") {
+      f.dPeriod = json::Number(kv.second, w, 8.0, 12.0);
+    } else if (k == "contrast") {
+      f.dContrast = json::Number(kv.second, w, 0.0, 220.0);
+    } else if (k == "distortion") {
+      f.dDistortion = json::Number(kv.second, w, 0.0, 3.0);
+    } else if (k == "tremor") {
+      f.dTremor = json::Number(kv.second, w, 0.0, 10.0);
+    } else if (k == "shape") {
+      f.dShape = json::Number(kv.second, w, 0.0, 1.0);
+    } else if (k == "uneven") {
+      f.dUneven = json::Number(kv.second, w, 0.0, 3.0);
+    } else if (k == "tilt") {
+      f.dTilt = json::Number(kv.second, w, -45.0, 45.0);
+    } else if (k == "creases") {
+      f.nCreases = int(json::Integer(kv.second, w, 0, 12));
+    } else if (k == "seed") {
       f.nSeed = uint32_t(json::Integer(kv.second, w, 0, 0xFFFFFFFFll));
     } else if (k == "pattern") {
       const std::string p = json::Text(kv.second, w);
@@ -60,6 +115,9 @@ ClRollSpec ParseRoll(const Tree& node, const std::string& where) {
   }
   if (auto v = node.get_child_optional("patch_width")) r.dPatchWidth = json::Number(*v, Key(where, "patch_width"), 20.0, 4000.0);
   if (auto v = node.get_child_optional("settle")) r.nSettle = int(json::Integer(*v, Key(where, "settle"), 0, 100000));
+  if (auto v = node.get_child_optional("touchdown"))
+    r.nTouchdown = int(json::Integer(*v, Key(where, "touchdown"), 0, 1000));
+  if (auto v = node.get_child_optional("drift")) r.dDrift = json::Number(*v, Key(where, "drift"), -200.0, 200.0);
   if (auto v = node.get_child_optional("back")) {
     // Rolled backwards: at a fraction of the way the patch turns back by some pixels,
     // then goes on to the end.
@@ -101,10 +159,24 @@ ClScriptStep ParseStep(const Tree& node, const std::string& where) {
   if (kinds != 1) json::Fail(where, "a step needs exactly one of empty, place, still, lift or roll");
   if (s.eKind == EStep::eRoll) {
     json::CheckKeys(node, where, {"roll", "residue", "finger", "from_x", "to_x", "path", "patch_width",
-                                  "settle", "back", "slip", "lifted"});
+                                  "settle", "back", "slip", "lifted", "touchdown", "drift", "drop", "jitter_ms"});
     s.roll = ParseRoll(node, where);
+  } else if (s.eKind == EStep::ePlace) {
+    json::CheckKeys(node, where, {"place", "residue", "finger", "settle", "drop", "jitter_ms"});
+    if (auto v = node.get_child_optional("settle")) s.nSettle = int(json::Integer(*v, Key(where, "settle"), 0, 100000));
+  } else if (s.eKind == EStep::eLift) {
+    json::CheckKeys(node, where, {"lift", "residue", "finger", "latent", "smear", "drop", "jitter_ms"});
+    if (auto v = node.get_child_optional("latent")) s.latent.dStrength = json::Number(*v, Key(where, "latent"), 0.0, 1.0);
+    if (auto v = node.get_child_optional("smear")) s.latent.dSmear = json::Number(*v, Key(where, "smear"), 0.0, 1.0);
   } else {
-    json::CheckKeys(node, where, {kKinds[int(s.eKind)], "residue", "finger"});
+    json::CheckKeys(node, where, {kKinds[int(s.eKind)], "residue", "finger", "drop", "jitter_ms"});
+  }
+  if (auto v = node.get_child_optional("drop")) {
+    for (long long k : json::Integers(*v, Key(where, "drop"), 0, kMaxFrames)) s.aDrop.push_back(int(k));
+  }
+  if (auto v = node.get_child_optional("jitter_ms")) {
+    s.bJitter = true;
+    s.dJitterMs = json::Number(*v, Key(where, "jitter_ms"), 0.0, 1000.0);
   }
   if (auto v = node.get_child_optional("residue")) {
     s.bResidue = true;

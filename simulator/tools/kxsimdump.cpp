@@ -1,5 +1,7 @@
 // Dumps frames of a simulated scanner, and the ground truth of its script, as PNG files,
-// so that a person can look at what the simulator produces.
+// so that a person can look at what the simulator produces. Each roll gives its undistorted
+// print (roll_truth), the mask of touched skin (roll_mask) and the print as the frames
+// showed it at their centre lines (roll_seen).
 //
 //   kxsimdump [-c config.json] [-i interface] [-f first] [-n count] [-s step]
 //             [--raw] [--device-order] [--no-truth] [-o folder]
@@ -127,9 +129,11 @@ int main(int argc, char** argv) {
     ClGreyImage image, mask;
     for (int k = 0; sim.RollTruth(k, orientation, image, mask); ++k) {
       if (!WritePng(out + "/roll_truth_" + std::to_string(k) + ".png", image) ||
-          !WritePng(out + "/roll_mask_" + std::to_string(k) + ".png", mask))
+          !WritePng(out + "/roll_mask_" + std::to_string(k) + ".png", mask) ||
+          !sim.RollTruth(k, orientation, image, mask, kNormalDose, true) ||
+          !WritePng(out + "/roll_seen_" + std::to_string(k) + ".png", image))
         return 1;
-      written += 2;
+      written += 3;
     }
     for (int k = 0; sim.PlainTruth(k, orientation, image, mask); ++k) {
       if (!WritePng(out + "/plain_truth_" + std::to_string(k) + ".png", image) ||

@@ -8,11 +8,16 @@
 #include "tests/common/TestFailure.h"
 #include "tests/device/SimControl.h"
 
+#include <boost/property_tree/json_parser.hpp>
+#include <boost/property_tree/ptree.hpp>
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
+
+namespace pt = boost::property_tree;
 
 inline std::string BinDir()
 {
@@ -60,13 +65,15 @@ inline std::string ScriptConfig(const std::string& sSteps, const std::string& sE
          (sExtra.empty() ? std::string() : sExtra + ",") + R"("script":[)" + sSteps + "]}]}";
 }
 
-// Waits short enough to keep tests quick, long enough for a loaded machine.
+// Waits short enough to keep tests quick, long enough for a loaded machine. Workers keep
+// normal priority: on a busy machine an idle worker could take seconds per frame.
 inline ClKX2LiveCaptureR2::StTuning TestTuning()
 {
   ClKX2LiveCaptureR2::StTuning w;
   w.nWorkerMs = 200;
   w.nPreviewMs = 20000;
   w.nResultMs = 20000;
+  w.bLowPriority = false;
   return w;
 }
 
@@ -112,6 +119,31 @@ protected:
   }
   // Frames delivered by the device so far.
   uint64_t Frames() { return Sim().State(0).nFrames; }
+  // The scanner data document, read and written.
+  pt::ptree Document()
+  {
+    std::stringstream s;
+    Engine().GetScannerData(s);
+    pt::ptree tree;
+    pt::read_json(s, tree);
+    return tree;
+  }
+  void Load(const std::string& sJson)
+  {
+    std::istringstream s(sJson);
+    Engine().SetScannerData(s);
+  }
+  // What the three image calls throw, if anything.
+  StFailure PreviewFailure() { return FailureOf([&] { Call(&ClKX2LiveCaptureR2::GetPreviewImage); }); }
+  StFailure RollFailure() { return FailureOf([&] { Call(&ClKX2LiveCaptureR2::GetRollImage); }); }
+  StFailure ImageFailure() { return FailureOf([&] { Call(&ClKX2LiveCaptureR2::GetImage); }); }
+  void Call(void (ClKX2LiveCaptureR2::*pfn)(ClImage&, uint32_t*, double*))
+  {
+    ClImage image;
+    uint32_t nStatus;
+    double dScore;
+    (Engine().*pfn)(image, &nStatus, &dScore);
+  }
 
   ClRDKX2ScanAPIWrapper m_Scanner;
   std::unique_ptr<ClKX2LiveCaptureR2> m_pEngine;

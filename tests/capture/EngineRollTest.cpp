@@ -2,13 +2,7 @@
 #include "EngineFixture.h"
 #include "capture/KX2FrameJudge.h"
 
-#include <boost/property_tree/json_parser.hpp>
-#include <boost/property_tree/ptree.hpp>
-
 #include <cstring>
-#include <sstream>
-
-namespace pt = boost::property_tree;
 
 namespace {
 
@@ -41,19 +35,6 @@ protected:
     if (nStatus == 2)
       Engine().SetState(0);
     return nStatus;
-  }
-  pt::ptree Document()
-  {
-    std::stringstream s;
-    Engine().GetScannerData(s);
-    pt::ptree tree;
-    pt::read_json(s, tree);
-    return tree;
-  }
-  void Load(const std::string& sJson)
-  {
-    std::istringstream s(sJson);
-    Engine().SetScannerData(s);
   }
 };
 

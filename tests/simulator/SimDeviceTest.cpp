@@ -109,7 +109,7 @@ TEST_F(SimDevice, ImagesFollowTheScriptAndCountFrames) {
   ASSERT_EQ(ScanLib().Fn<KXSIM_GETFRAMEINFO>("kxsimGetFrameInfo")(0, 20, &info), 1);
   EXPECT_EQ(info.nStepKind, 2);
   EXPECT_EQ(info.nContact, 1);
-  EXPECT_GT(info.nContactPixels, 100000);
+  EXPECT_GT(info.nContactPixels, 60000);
   ASSERT_EQ(ScanLib().Fn<KXSIM_GETFRAMEINFO>("kxsimGetFrameInfo")(0, 70, &info), 1);
   EXPECT_EQ(info.nStepKind, 4);
   EXPECT_EQ(info.nContact, 2);

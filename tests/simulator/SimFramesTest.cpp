@@ -109,13 +109,13 @@ TEST(SimFrames, ContactAreaFollowsPlacingHoldingAndLifting) {
   EXPECT_EQ(area[14], 0) << "the last lifting frame is empty";
   EXPECT_EQ(area[16], 0);
 
-  // A flat finger: an ellipse of about 300-400 by 450-550 pixels, what the script says.
+  // A flat finger: an ellipse of 12 to 16 mm by 16 to 22 mm, what the script says.
   const ClGreyImage held = sim.Frame(8, false, -1, EOrientation::eDisplay);
   const ClBox box = BoundingBox(LitMask(held), kNormalWidth);
-  EXPECT_GE(box.Width(), 290);
-  EXPECT_LE(box.Width(), 400);
-  EXPECT_GE(box.Height(), 430);
-  EXPECT_LE(box.Height(), 550);
+  EXPECT_GE(box.Width(), 230);
+  EXPECT_LE(box.Width(), 320);
+  EXPECT_GE(box.Height(), 320);
+  EXPECT_LE(box.Height(), 450);
   const double expected = double(sim.ContactPixels(8));
   EXPECT_GT(double(area[8]), 0.75 * expected);
   EXPECT_LT(double(area[8]), 1.02 * expected);
@@ -177,10 +177,12 @@ TEST(SimFrames, SameFrameSameBitsAndOnlyNoiseBetweenStillFrames) {
   EXPECT_LT(diff / double(n20.aPixels.size()), 3.0);
 }
 
-TEST(SimFrames, RollPatchesTileTheGroundTruth) {
-  ClFinger f;
+TEST(SimFrames, RigidRollPatchesTileTheGroundTruth) {
+  const ClFinger f = FingerPreset("rigid");
   ClRollSpec r;
   r.aPath = {220.0, 580.0};
+  r.nTouchdown = 0;
+  r.dDrift = 0.0;
   ClSimulator sim(MakeRollScript(f, r, 36));
   ClGreyImage truth, mask;
   ASSERT_TRUE(sim.RollTruth(0, EOrientation::eDevice, truth, mask));

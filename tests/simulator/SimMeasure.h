@@ -143,4 +143,99 @@ inline double Correlation(const ClGreyImage& a, const ClGreyImage& b, const std:
   return ab / std::sqrt(aa * bb + 1e-9);
 }
 
+// Integer shift (dx, dy), |dx|, |dy| <= nRange, that best lays the n by n block of a at
+// (x0, y0) onto b: b(x + dx, y + dy) matches a(x, y), by normalised correlation, so that
+// changes of contact and brightness do not pull the match. Ridges running straight through
+// a block leave the shift along them open; of the shifts that match about as well as the
+// best, the shortest is taken (the shift across the ridges).
+struct ClShift {
+  int nDx = 0, nDy = 0;
+  double dScore = 0;
+};
+
+inline ClShift BlockShift(const ClGreyImage& a, const ClGreyImage& b, int x0, int y0, int n, int nRange) {
+  const double m = double(n) * n;
+  double sa = 0, saa = 0;
+  for (int y = 0; y < n; ++y)
+    for (int x = 0; x < n; ++x) {
+      const double v = a.At(x0 + x, y0 + y);
+      sa += v;
+      saa += v * v;
+    }
+  const double va = saa - sa * sa / m;
+  const int side = 2 * nRange + 1;
+  std::vector<double> score(size_t(side) * size_t(side));
+  double top = -2.0;
+  for (int dy = -nRange; dy <= nRange; ++dy)
+    for (int dx = -nRange; dx <= nRange; ++dx) {
+      double sb = 0, sbb = 0, sab = 0;
+      for (int y = 0; y < n; ++y) {
+        const uint8_t* ra = a.Row(y0 + y) + x0;
+        const uint8_t* rb = b.Row(y0 + y + dy) + x0 + dx;
+        for (int x = 0; x < n; ++x) {
+          sb += rb[x];
+          sbb += double(rb[x]) * rb[x];
+          sab += double(ra[x]) * rb[x];
+        }
+      }
+      const double c = (sab - sa * sb / m) / std::sqrt(va * (sbb - sb * sb / m) + 1e-9);
+      score[size_t(dy + nRange) * size_t(side) + size_t(dx + nRange)] = c;
+      top = std::max(top, c);
+    }
+  ClShift best;
+  int norm = 1 << 30;
+  for (int dy = -nRange; dy <= nRange; ++dy)
+    for (int dx = -nRange; dx <= nRange; ++dx) {
+      const double c = score[size_t(dy + nRange) * size_t(side) + size_t(dx + nRange)];
+      const int d = dx * dx + dy * dy;
+      if (c >= top - 0.02 && (d < norm || (d == norm && c > best.dScore))) {
+        best = {dx, dy, c};
+        norm = d;
+      }
+    }
+  return best;
+}
+
+// Mean absolute difference of two frames over the pixels where mask is set.
+inline double MeanAbsDiff(const ClGreyImage& a, const ClGreyImage& b, const std::vector<uint8_t>& mask) {
+  double s = 0, n = 0;
+  for (size_t i = 0; i < mask.size(); ++i)
+    if (mask[i]) {
+      s += std::abs(int(a.aPixels[i]) - int(b.aPixels[i]));
+      ++n;
+    }
+  return n ? s / n : 0.0;
+}
+
+// The capture engine's view of a raw frame: a 3 by 3 mean, then nearest neighbours at
+// 800 by 750, and its histogram.
+inline std::vector<int64_t> EngineHistogram(const ClGreyImage& raw, int nW = 800, int nH = 750) {
+  std::vector<int64_t> h(256, 0);
+  for (int y = 0; y < nH; ++y)
+    for (int x = 0; x < nW; ++x) {
+      const int sx = int(int64_t(x) * raw.nWidth / nW), sy = int(int64_t(y) * raw.nHeight / nH);
+      int sum = 0, cnt = 0;
+      for (int dy = -1; dy <= 1; ++dy)
+        for (int dx = -1; dx <= 1; ++dx) {
+          const int xx = sx + dx, yy = sy + dy;
+          if (xx < 0 || yy < 0 || xx >= raw.nWidth || yy >= raw.nHeight) continue;
+          sum += raw.At(xx, yy);
+          ++cnt;
+        }
+      ++h[size_t(sum / cnt)];
+    }
+  return h;
+}
+
+// The engine's motion measure: squared differences of the cumulative histograms.
+inline int64_t MotionMeasure(const std::vector<int64_t>& h1, const std::vector<int64_t>& h2) {
+  int64_t c1 = 0, c2 = 0, d = 0;
+  for (size_t i = 0; i < 256; ++i) {
+    c1 += h1[i];
+    c2 += h2[i];
+    d += (c2 - c1) * (c2 - c1);
+  }
+  return d;
+}
+
 }  // namespace kxsimtest

@@ -1,0 +1,21 @@
+"""The KX2 live scanner SDK from Python.
+
+    import livescannerkx2 as kx2
+    with kx2.Scanner() as scanner:
+        kx2.save_png("plain.png", scanner.capture_plain().image)
+
+The library is loaded as liblivescannerkx2.so.1 from the loader's path, or from the file
+named by LIVESCANNERKX2_LIBRARY. The device library is found by the loader: run under
+`livescannerkx2-sim` to use the simulator.
+"""
+
+from ._errors import Error, error_text, error_text_w
+from ._lib import LIBRARY_ENV, SIGNATURES
+from ._png import save_png
+from ._scanner import (CaptureMode, Image, Scanner, check_compatibility, initialize,
+                       query_scanners, uninitialize)
+
+__version__ = "1.8.1"
+__all__ = ["CaptureMode", "Error", "Image", "LIBRARY_ENV", "SIGNATURES", "Scanner",
+           "check_compatibility", "error_text", "error_text_w", "initialize",
+           "query_scanners", "save_png", "uninitialize"]

@@ -1,0 +1,258 @@
+// lskx2 run as a user runs it, on the simulator, with scripted scanners.
+#include "ToolFiles.h"
+#include "lskx2_html.h"
+
+#include <boost/property_tree/json_parser.hpp>
+#include <boost/property_tree/ptree.hpp>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <fcntl.h>
+#include <csignal>
+#include <functional>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <thread>
+
+extern char** environ;
+
+namespace {
+
+namespace pt = boost::property_tree;
+
+struct ProgramRun {
+  int nStatus = -1; // exit status; -1 when killed or timed out
+  std::string sOut, sErr;
+};
+
+class Lskx2Program : public ::testing::Test {
+protected:
+  void SetUp() override
+  {
+    m_sDir = MakeTempDir();
+    ASSERT_FALSE(m_sDir.empty());
+  }
+  void TearDown() override
+  {
+    if (!HasFailure())
+      RemoveDir(m_sDir);
+  }
+
+  // Runs lskx2 with a simulator configuration (none: the built-in one) and its own claim
+  // folder; pfnDuring is called with the process id every 50 ms while it runs.
+  ProgramRun Start(std::vector<std::string> args, const std::string& config,
+            std::function<void(pid_t, const std::string&)> pfnDuring = nullptr,
+            const std::vector<std::string>& extraEnv = {})
+  {
+    const char* bin = std::getenv("LSKX2_BIN_DIR");
+    args.insert(args.begin(), std::string(bin ? bin : ".") + "/lskx2");
+    std::vector<std::string> env;
+    for (char** e = environ; *e; ++e)
+      if (std::strncmp(*e, "KXSIM_", 6) && std::strncmp(*e, "XDG_RUNTIME_DIR=", 16) &&
+          std::strncmp(*e, "VELTRANO_SDK_LOG", 16))
+        env.push_back(*e);
+    env.push_back("XDG_RUNTIME_DIR=" + m_sDir);
+    env.push_back("VELTRANO_SDK_LOCK_DIR=" + m_sDir);
+    env.insert(env.end(), extraEnv.begin(), extraEnv.end());
+    if (!config.empty()) {
+      std::ofstream(m_sDir + "/config.json") << config;
+      env.push_back("KXSIM_CONFIG=" + m_sDir + "/config.json");
+    }
+    std::vector<char*> argv, envp;
+    for (std::string& a : args)
+      argv.push_back(&a[0]);
+    for (std::string& e : env)
+      envp.push_back(&e[0]);
+    argv.push_back(nullptr);
+    envp.push_back(nullptr);
+    const std::string out = m_sDir + "/stdout", err = m_sDir + "/stderr";
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    pid_t pid = 0;
+    ProgramRun run;
+    int rc = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data());
+    posix_spawn_file_actions_destroy(&actions);
+    if (rc != 0)
+      return run;
+    int status = 0;
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(240);
+    while (waitpid(pid, &status, WNOHANG) == 0) {
+      if (std::chrono::steady_clock::now() > deadline) {
+        kill(pid, SIGKILL);
+        waitpid(pid, &status, 0);
+        break;
+      }
+      if (pfnDuring)
+        pfnDuring(pid, ReadText(out));
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    run.nStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    run.sOut = ReadText(out);
+    run.sErr = ReadText(err);
+    return run;
+  }
+
+  pt::ptree Json(const std::string& name)
+  {
+    pt::ptree tree;
+    pt::read_json(m_sDir + "/out/" + name, tree);
+    return tree;
+  }
+
+  std::string Out() const { return m_sDir + "/out"; }
+
+  std::string m_sDir;
+};
+
+// One device with the given script; rolls want frames at a realistic pace.
+std::string Script(const std::string& steps, const std::string& extra = "")
+{
+  return R"({"frame_interval_ms": 20, "devices": [{"loop": false, )" + extra +
+         R"("script": [)" + steps + "]}]}";
+}
+
+// A finger laid down and lifted, then a slow roll.
+const char* const szPlainThenRoll = R"({"empty": 6}, {"place": 5}, {"still": 25}, {"lift": 4},
+    {"empty": 6}, {"roll": 60, "from_x": 300, "to_x": 500}, {"lift": 4}, {"empty": 30})";
+
+class Lskx2Demo : public Lskx2Program {
+protected:
+  void ExpectPicturesAndFigures(const ProgramRun& run)
+  {
+    ASSERT_EQ(run.nStatus, 0) << run.sOut << run.sErr;
+    for (const char* name : {"plain_1", "roll_1"}) {
+      PngFile png;
+      ASSERT_TRUE(png.Read(Out() + "/" + name + ".png")) << name;
+      EXPECT_EQ(png.nWidth, 800u);
+      EXPECT_EQ(png.nHeight, 750u);
+      EXPECT_EQ(png.nChannels, 1u);
+      EXPECT_EQ(std::lround(png.nPpmX * 0.0254), 500);
+      EXPECT_EQ(std::lround(png.nPpmY * 0.0254), 500);
+    }
+    pt::ptree roll = Json("roll_1.json");
+    EXPECT_EQ(roll.get<int>("result_code"), 0);
+    EXPECT_EQ(roll.get<std::string>("scanner_data.KX2.ROLLFINGER.RETURNCODE"), "0");
+    EXPECT_EQ(Json("plain_1.json").get<std::string>("finger"), "true");
+    EXPECT_NE(run.sOut.find("report.html"), std::string::npos);
+  }
+};
+
+TEST_F(Lskx2Demo, WritesPicturesFiguresAndReport)
+{
+  ProgramRun run = Start({"demo", "--out", Out(), "--timeout", "300"}, Script(szPlainThenRoll));
+  ExpectPicturesAndFigures(run);
+  // The browser shows both pictures: ridges alternate dark and light across each one.
+  PngFile shot;
+  ASSERT_TRUE(Screenshot(Out() + "/report.html", m_sDir, &shot));
+  EXPECT_EQ(shot.nWidth, static_cast<uint32_t>(nWindowWidth));
+  EXPECT_EQ(shot.nHeight, static_cast<uint32_t>(nWindowHeight));
+  for (int k = 0; k < 2; ++k) {
+    int dark = 0, light = 0;
+    const uint32_t cx = ClReportLayout::nPictureLeft + ClReportLayout::nPictureWidth / 2;
+    const uint32_t cy = ClReportLayout::nHeaderHeight + k * ClReportLayout::nRowHeight +
+                        ClReportLayout::nRowPadding + ClReportLayout::nPictureHeight / 2;
+    for (uint32_t x = cx - 40; x < cx + 40; ++x) {
+      dark += shot.At(x, cy)[0] < 100;
+      light += shot.At(x, cy)[0] > 160;
+    }
+    EXPECT_GT(dark, 10) << k;
+    EXPECT_GT(light, 10) << k;
+  }
+}
+
+// The simulator's built-in script, as scripts/run.sh uses it. Its roll (220 to 580 in 36
+// frames) is not assembled yet: the roll processor ends it with -802 and an empty image.
+TEST_F(Lskx2Demo, BuiltInScript)
+{
+  ExpectPicturesAndFigures(Start({"demo", "--out", Out()}, ""));
+}
+
+// The other modes give their image without a roll or a finger wait of their own.
+TEST_F(Lskx2Program, EveryModeWritesItsImage)
+{
+  for (const char* mode : {"single", "triggered", "preview", "liveness"}) {
+    ProgramRun run = Start({"capture", "--mode", mode, "--preview-frames", "8", "--out", Out()},
+                           Script(R"({"place": 3}, {"still": 200})"));
+    EXPECT_EQ(run.nStatus, 0) << mode << run.sOut << run.sErr;
+    PngFile png;
+    EXPECT_TRUE(png.Read(Out() + "/" + mode + "_1.png")) << mode;
+    EXPECT_EQ(png.nWidth, 800u) << mode;
+    EXPECT_EQ(Json(std::string(mode) + "_1.json").get<std::string>("mode"), mode);
+  }
+}
+
+TEST_F(Lskx2Program, BadRollEndsWithItsCodeAndText)
+{
+  // A finger laid flat and lifted again is no roll: too small.
+  ProgramRun run = Start({"roll", "--out", Out(), "--timeout", "300"},
+                         Script(R"({"empty": 6}, {"place": 5}, {"still": 25}, {"lift": 4},
+                                   {"empty": 20})"));
+  EXPECT_EQ(run.nStatus, 805 & 0xff) << run.sOut << run.sErr;
+  pt::ptree json = Json("roll_1.json");
+  EXPECT_EQ(json.get<int>("result_code"), -805);
+  EXPECT_EQ(json.get<std::string>("result_text"), "Size of rolled fingerprint is too small.");
+  EXPECT_EQ(json.get<std::string>("image"), "roll_1.png");
+  EXPECT_NE(run.sErr.find("-805 Size of rolled fingerprint is too small."), std::string::npos);
+}
+
+// Waits for the roll processor to find a roll back over unrolled skin; the finger rests
+// until its contact has grown.
+TEST_F(Lskx2Program, BackwardsRollEndsWithItsCode)
+{
+  ProgramRun run = Start({"roll", "--out", Out(), "--timeout", "300"},
+                         Script(R"({"empty": 6}, {"roll": 50, "path": [400, 580, 240], "settle": 8},
+                                   {"lift": 4}, {"empty": 20})"));
+  EXPECT_EQ(run.nStatus, 803 & 0xff) << run.sOut << run.sErr;
+  EXPECT_EQ(Json("roll_1.json").get<int>("result_code"), -803);
+  EXPECT_NE(run.sErr.find("-803 Finger has been rolled backwards"), std::string::npos);
+}
+
+TEST_F(Lskx2Program, DisconnectEndsTheCaptureWithItsText)
+{
+  ProgramRun run = Start({"capture", "--out", Out()},
+                  Script(R"({"empty": 30})", R"("faults": [{"disconnect_at_frame": 8}], )"));
+  EXPECT_EQ(run.nStatus, 60) << run.sOut << run.sErr;
+  pt::ptree json = Json("plain_1.json");
+  EXPECT_EQ(json.get<int>("result_code"), -60);
+  EXPECT_EQ(json.get<std::string>("result_text"),
+            "Function call failed, because assigned device was disconnected.");
+  EXPECT_NE(run.sErr.find("-60 Function call failed"), std::string::npos);
+  EXPECT_TRUE(ReadText(Out() + "/report.html").find("plain_1") != std::string::npos);
+}
+
+TEST_F(Lskx2Program, MissingScannersAreNamed)
+{
+  ProgramRun unknown = Start({"capture", "--scanner", "KX2 99999999", "--out", Out()}, "");
+  EXPECT_EQ(unknown.nStatus, 44);
+  EXPECT_NE(unknown.sErr.find("-44"), std::string::npos);
+  EXPECT_NE(unknown.sErr.find("KX2 21234567"), std::string::npos); // what is attached
+  ProgramRun none = Start({"demo", "--out", Out()}, R"({"devices": []})");
+  EXPECT_EQ(none.nStatus, 1);
+  EXPECT_NE(none.sErr.find("no scanner attached"), std::string::npos);
+}
+
+TEST_F(Lskx2Program, InterruptClosesTheScanner)
+{
+  bool bSent = false;
+  ProgramRun run = Start({"capture", "--out", Out()}, Script(R"({"empty": 1000})"),
+                  [&](pid_t pid, const std::string& out) {
+                    if (!bSent && out.find("finger: none") != std::string::npos) {
+                      kill(pid, SIGINT);
+                      bSent = true;
+                    }
+                  },
+                  {"VELTRANO_SDK_LOG=1"}); // the log shows the closing calls
+
+  EXPECT_TRUE(bSent);
+  EXPECT_EQ(run.nStatus, 130) << run.sOut << run.sErr;
+  EXPECT_NE(run.sErr.find("scanner closed"), std::string::npos);
+  size_t close = run.sOut.find("LS_KX2CloseScanner Leave");
+  EXPECT_NE(close, std::string::npos);
+  EXPECT_NE(run.sOut.find("LS_KX2Uninitialize(void) Leave", close), std::string::npos);
+}
+
+} // namespace
