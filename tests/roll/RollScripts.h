@@ -99,10 +99,10 @@ inline StRollCase Realistic(StRollCase c)
   c.finger.dTremor = real.dTremor;
   c.finger.dShape = real.dShape;
   c.finger.dUneven = real.dUneven;
-  const kxsim::ClRollSpec spec;
-  c.roll.nTouchdown = spec.nTouchdown;
-  c.roll.dDrift = spec.dDrift;
-  c.roll.nSettle += spec.nTouchdown;
+  const kxsim::ClRollSpec course;
+  c.roll.nTouchdown = course.nTouchdown;
+  c.roll.dDrift = course.dDrift;
+  c.roll.nSettle += course.nTouchdown;
   return c;
 }
 
