@@ -23,7 +23,7 @@ public:
   {
     boost::lock_guard<boost::mutex> lock(m_Mutex);
     if (m_bReadLocked || m_bWriteLocked)
-      throw ClException("cannot change buffer while it is locked", -50, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("cannot change buffer while it is locked", -50);
     m_apBuffers[0] = pA;
     m_apBuffers[1] = pB;
     m_apBuffers[2] = pC;
@@ -35,7 +35,7 @@ public:
   {
     boost::lock_guard<boost::mutex> lock(m_Mutex);
     if (m_bReadLocked)
-      throw ClException("read buffer already locked", -50, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("read buffer already locked", -50);
     m_bReadLocked = true;
     m_nReadPrev = m_nRead;
     m_nRead = m_nLatest;
@@ -59,7 +59,7 @@ public:
   {
     boost::lock_guard<boost::mutex> lock(m_Mutex);
     if (m_bWriteLocked)
-      throw ClException("write buffer already locked", -50, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("write buffer already locked", -50);
     m_bWriteLocked = true;
     return m_apBuffers[m_nWrite];
   }

@@ -41,7 +41,7 @@ ClRDKX2ScanAPIWrapper::ClRDKX2ScanAPIWrapper(KXDeviceHandle hDevice)
 void ClRDKX2ScanAPIWrapper::InitDevice()
 {
   if (m_DeviceInfo.nCompatibility != 7)
-    throw ClException("device not supported", -103, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("device not supported", -103);
   m_nDeviceType = eTypeKX2;
   // Liveness is judged above the device; the library's own check stays off.
   if (!KXApi().ftrScanSetOptions(m_hDevice, 1, 0))

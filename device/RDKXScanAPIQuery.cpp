@@ -83,14 +83,14 @@ std::string ClRDKXScanAPIWrapper::MakeScannerName(uint8_t nCompatibility, KXDevi
     prefix = "KX10 ";
     break;
   default:
-    throw ClException("Device not supported", -101, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Device not supported", -101);
   }
 
   const char* text = reinterpret_cast<const char*>(buf) + start;
   std::string serial(text, strnlen(text, sizeof(buf) - start));
   static const boost::regex form("(\\d{7,8})");
   if (!boost::regex_match(serial, form))
-    throw ClException("Invalid serial", -35, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Invalid serial", -35);
   return prefix + serial;
 }
 

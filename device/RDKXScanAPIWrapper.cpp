@@ -36,18 +36,17 @@ void ClRDKXScanAPIWrapper::RaiseLibraryError(const char* szMessage, int32_t nCod
   if (!g_KXScanAPI.ftrScanGetLastError) {
     text += " VltErr: " + std::to_string(nCode);
     RDDebugOut(szMessage);
-    throw ClException(text.c_str(), nCode, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG(text.c_str(), nCode);
   }
   uint32_t nError = g_KXScanAPI.ftrScanGetLastError();
   text += std::to_string(nError) + "\n";
   RDDebugOut(text.c_str());
-  throw ClException(text.c_str(), MapLibraryError(nError, nCode), true, __FILE__, __LINE__);
+  LSKX2_THROW_MSG(text.c_str(), MapLibraryError(nError, nCode));
 }
 
 void ClRDKXScanAPIWrapper::RaiseMissingEntry(const char* szEntry)
 {
-  throw ClException((std::string("KXScanAPI - entry point missing: ") + szEntry).c_str(), -103,
-                    true, __FILE__, __LINE__);
+  LSKX2_THROW_MSG((std::string("KXScanAPI - entry point missing: ") + szEntry).c_str(), -103);
 }
 
 bool ClRDKXScanAPIWrapper::Open(int32_t nInterface)
@@ -61,7 +60,7 @@ bool ClRDKXScanAPIWrapper::Open(int32_t nInterface)
 bool ClRDKXScanAPIWrapper::OpenWithContext(void* pContext)
 {
   if (!KXApi().ftrScanOpenDeviceWithIoContext)
-    throw ClException("Unsupported KXScanAPI Version", -725, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Unsupported KXScanAPI Version", -725);
   m_hDevice = KXApi().ftrScanOpenDeviceWithIoContext(pContext);
   if (!m_hDevice)
     RaiseLibraryError("Unable to open device", -101);

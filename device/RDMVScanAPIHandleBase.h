@@ -36,18 +36,18 @@ public:
   virtual void SaveExtMemory(uint16_t nOffset, uint16_t nLength, const void* pBuffer) = 0;
   virtual void GetApiVersionText(char* szBuffer, uint64_t* pnSize)
   {
-    throw ClException("No API version available.", -103, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("No API version available.", -103);
   }
   virtual bool IsConnected() { return true; }
   // The pass-through of the capture engine lands here; no KX device has such a call.
   virtual void Reserved(uint32_t a, void* b, void* c) { LSKX2_THROW(-103); }
   virtual void SetPowerSafeMode(uint32_t nMode)
   {
-    throw ClException("SetPowerSafeMode not supported", -106, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("SetPowerSafeMode not supported", -106);
   }
   virtual void GetPowerSafeMode(uint32_t* pnMode)
   {
-    throw ClException("GetPowerSafeMode not supported", -106, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("GetPowerSafeMode not supported", -106);
   }
   virtual bool OpenWithContext(void* pContext) = 0;
   virtual bool Open(int32_t nInterface) = 0;

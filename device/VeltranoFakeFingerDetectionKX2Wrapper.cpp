@@ -86,7 +86,7 @@ bool ClVeltranoFakeFingerDetectionKX2Wrapper::ReadAverageLiveness(FDHandle hHand
   uint64_t size = sizeof(value);
   int32_t r = FD_KX2GetPropertyA(hHandle, szAverageProperty, value, &size);
   if (r != 0)
-    throw ClExVeltrano(r, __FILE__, __LINE__);
+    LSKX2_THROW(r);
   // Five bytes: the terminator takes part, so "TRue" or "True1" do not count.
   return std::memcmp(value, "True", 5) == 0 || std::memcmp(value, "true", 5) == 0 ||
          std::memcmp(value, "TRUE", 5) == 0;
@@ -101,11 +101,11 @@ void ClVeltranoFakeFingerDetectionKX2Wrapper::Start(
     pWrapper->Load(szPath, szFile);
     int32_t r = pWrapper->FD_KX2Initialize(nullptr);
     if (r != 0)
-      throw ClExVeltrano(r, __FILE__, __LINE__);
+      LSKX2_THROW(r);
     FDHandle h = nullptr;
     r = pWrapper->FD_KX2CreateHandle(&h);
     if (r != 0)
-      throw ClExVeltrano(r, __FILE__, __LINE__);
+      LSKX2_THROW(r);
     hHandle = h;
     bAverageLiveness = false;
     bAverageLiveness = pWrapper->ReadAverageLiveness(hHandle);

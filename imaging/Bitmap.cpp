@@ -71,35 +71,33 @@ void ClBitmap::Detach()
 void ClBitmap::Validate(const uint8_t* p)
 {
   if (!p)
-    throw ClException("ClBitmap::Attach, Pointer is NULL.", -10, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("ClBitmap::Attach, Pointer is NULL.", -10);
   if (IsFileHeader(p))
-    throw ClException("ClBitmap::Attach, Bitmapfileheader found Bitmapinfoheader expected.", -36,
-                      true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("ClBitmap::Attach, Bitmapfileheader found Bitmapinfoheader expected.", -36);
   const BITMAPINFOHEADER bih = ReadHeader(p);
   if (bih.biSize != eInfoHeaderSize)
-    throw ClException("ClBitmap::Attach, Bitmap Header size is not known.", -32, true, __FILE__,
-                      __LINE__);
+    LSKX2_THROW_MSG("ClBitmap::Attach, Bitmap Header size is not known.", -32);
   if (bih.biPlanes != 1)
-    throw ClException("ClBitmap::Attach, pBI->biPlanes != 1.", -11, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("ClBitmap::Attach, pBI->biPlanes != 1.", -11);
   if (bih.biCompression >= 4)
-    throw ClException("ClBitmap::Attach, Not Supported FOCC.", -31, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("ClBitmap::Attach, Not Supported FOCC.", -31);
   switch (bih.biBitCount) {
   case 1: case 4: case 8: case 16: case 24: case 32: break;
   default:
-    throw ClException("The Bitmap format does only support 1, 4, 8, 16, 24 and 32 bit counts!",
-                      -12, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("The Bitmap format does only support 1, 4, 8, 16, 24 and 32 bit counts!",
+                      -12);
   }
 }
 
 ClBitmap::StLocation ClBitmap::Locate(void* pData, size_t nSize)
 {
   if (!pData)
-    throw ClException("No Bitmap to Attach", -10, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("No Bitmap to Attach", -10);
   StLocation loc{static_cast<uint8_t*>(pData), nSize != 0, nSize, 0};
   // One byte cannot hold the two letters of a file header.
   if (nSize != 1 && IsFileHeader(loc.pHeader)) {
     if (loc.bKnown && nSize < eFileHeaderSize)
-      throw ClExVeltrano(-10, __FILE__, __LINE__);
+      LSKX2_THROW(-10);
     uint32_t nOffBits;
     std::memcpy(&nOffBits, loc.pHeader + 10, sizeof(nOffBits));
     loc.nPixelOffset = static_cast<int64_t>(nOffBits) - eFileHeaderSize;
@@ -108,7 +106,7 @@ ClBitmap::StLocation ClBitmap::Locate(void* pData, size_t nSize)
       loc.nAvail -= eFileHeaderSize;
   }
   if (loc.bKnown && loc.nAvail < eInfoHeaderSize)
-    throw ClExVeltrano(-21, __FILE__, __LINE__);
+    LSKX2_THROW(-21);
   return loc;
 }
 
@@ -119,7 +117,7 @@ uint32_t* ClBitmap::TakeTable(const StLocation& loc, size_t& nRest) const
     return nullptr;
   if (loc.bKnown) {
     if (nBytes > nRest)
-      throw ClExVeltrano(-21, __FILE__, __LINE__);
+      LSKX2_THROW(-21);
     nRest -= static_cast<size_t>(nBytes);
   }
   return reinterpret_cast<uint32_t*>(loc.pHeader + eInfoHeaderSize);
@@ -139,12 +137,12 @@ void ClBitmap::Attach(void* pData, size_t nSize)
     if (loc.nPixelOffset > 0) {
       // Pixels placed by the file header must still lie inside the block.
       if (loc.bKnown && static_cast<uint64_t>(loc.nPixelOffset) > loc.nAvail)
-        throw ClExVeltrano(-21, __FILE__, __LINE__);
+        LSKX2_THROW(-21);
       pBits = loc.pHeader + loc.nPixelOffset;
       nRest = loc.bKnown ? loc.nAvail - static_cast<size_t>(loc.nPixelOffset) : 0;
     }
     if (Exceeds(Stride(bih.biWidth, bih.biBitCount), bih.biHeight, loc.bKnown, nRest))
-      throw ClExVeltrano(-21, __FILE__, __LINE__);
+      LSKX2_THROW(-21);
     m_pBits = boost::shared_ptr<uint8_t>(pBits, BIH_deleter{m_pBIH});
   } catch (...) {
     Detach();
@@ -167,7 +165,7 @@ uint32_t* ClBitmap::AttachOwned(void* pData, size_t nSize)
     size_t nRest = loc.bKnown ? loc.nAvail - eInfoHeaderSize : 0;
     uint32_t* pTable = TakeTable(loc, nRest);
     if (Exceeds(Stride(bih.biWidth, bih.biBitCount), bih.biHeight, loc.bKnown, nRest))
-      throw ClExVeltrano(-21, __FILE__, __LINE__);
+      LSKX2_THROW(-21);
     return pTable;
   } catch (...) {
     Detach();
@@ -186,7 +184,7 @@ void ClBitmap::Create(int32_t nWidth, int32_t nHeight, uint16_t nBitCount, uint3
   const int64_t nStride = Stride(nWidth, nBitCount);
   // biSizeImage has 32 bits; a bigger block could not describe itself.
   if (nWidth < 0 || nHeight < 0 || (nHeight != 0 && nStride > UINT32_MAX / nHeight))
-    throw ClException("ClBitmap::Create, size not valid.", -14, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("ClBitmap::Create, size not valid.", -14);
   const uint64_t nPixelBytes = static_cast<uint64_t>(nStride) * static_cast<uint64_t>(nHeight);
   const uint64_t nTotal = nPixelBytes + 4ull * nEntries + eInfoHeaderSize;
   uint8_t* p = new (std::nothrow) uint8_t[static_cast<size_t>(nTotal)];

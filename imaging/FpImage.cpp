@@ -130,7 +130,7 @@ void ClImage::Create(EDataType eType, int32_t nWidth, int32_t nHeight, uint32_t 
 
   const int32_t nStride = static_cast<int32_t>(StrideOf(eType, nWidth, nPlanes, bAligned));
   if (nHeight < 0 || nStride < 0 || nWidth < 0)
-    throw ClException("Image area must be positive", -101, true, nullptr, -1);
+    LSKX2_THROW_UNPLACED("Image area must be positive", -101);
   if (nHeight == 0 || nStride == 0) {
     m_pData.reset();
     return;
@@ -162,8 +162,7 @@ void ClImage::CreateLike(const ClImage& src)
 void ClImage::CreateAsType(const ClImage& src, EDataType eType)
 {
   if (&src == this)
-    throw ClException("this function dose not work on the same image.", -44, true, __FILE__,
-                      __LINE__);
+    LSKX2_THROW_MSG("this function dose not work on the same image.", -44);
   Create(eType, src.m_nWidth, src.m_nHeight, src.m_nPlanes, src.m_nPelsX, src.m_nPelsY, true);
   m_eContent = src.m_eContent;
   m_nImageTag = src.m_nImageTag;
@@ -172,7 +171,7 @@ void ClImage::CreateAsType(const ClImage& src, EDataType eType)
 void ClImage::CreateSizedAs(const ClImage& src, EDataType eType)
 {
   if (&src == this)
-    throw ClException("Resize image with im self is senseless.", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Resize image with im self is senseless.", -44);
   Create(eType, src.m_nWidth, src.m_nHeight, src.m_nPlanes, src.m_nPelsX, src.m_nPelsY, true);
   m_eContent = src.m_eContent;
   m_dMinValue = src.m_dMinValue;
@@ -250,7 +249,7 @@ bool ClImage::Attach(const ClBitmap& bitmap)
 {
   Clear();
   if (!bitmap.Header())
-    throw ClException("ClImage::Attach, bitmap is empty.", -10, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("ClImage::Attach, bitmap is empty.", -10);
   const BITMAPINFOHEADER bih = bitmap.HeaderInfo();
   if (bih.biCompression != 0) {
     Clear();
@@ -262,7 +261,7 @@ bool ClImage::Attach(const ClBitmap& bitmap)
   case 24: nPlanes = 3; break;
   case 32: nPlanes = 4; break;
   default:
-    throw ClException("bitmap bit depth not supported\n", -12, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("bitmap bit depth not supported\n", -12);
   }
   m_eDataType = eUInt8;
   m_nWidth = bih.biWidth;
@@ -311,7 +310,7 @@ template <class T>
 void ClImage::FillRows(T value, int32_t nRowStep)
 {
   if (TpDataType<T>::value != DataType())
-    throw ClException("Image Type is not the assigned type", -101, true, nullptr, -1);
+    LSKX2_THROW_UNPLACED("Image Type is not the assigned type", -101);
   T* p = Pixels<T>();
   if (!p)
     return;

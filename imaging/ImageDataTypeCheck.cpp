@@ -31,7 +31,7 @@ void ClImageDataTypeCheck::CheckDataType(const ClImage& image) const
   char szText[128];
   std::snprintf(szText, sizeof(szText), "Input pixel type \"%s\" not supported by processor.",
                 DataTypeName(eType));
-  throw ClException(szText, -33, true, __FILE__, __LINE__);
+  LSKX2_THROW_MSG(szText, -33);
 }
 
 int32_t ClIpProcessorBase::Initialize()

@@ -77,18 +77,18 @@ void ClIp1to1Base::BindParameters(ClParameterContainer& container)
 void ClIp1to1Base::CheckInputType() const
 {
   if (!m_pInImage)
-    throw ClException("Input image not assigned", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Input image not assigned", -701);
   CheckDataType(*m_pInImage);
 }
 
 int32_t ClIp1to1Base::Process()
 {
   if (!m_pInImage)
-    throw ClException("m_pInImage is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("m_pInImage is not set", -701);
   if (!m_pOutImage)
-    throw ClException("m_pOutImage is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("m_pOutImage is not set", -701);
   if (!m_pInImage->Data())
-    throw ClException("m_pInImage->Data() is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("m_pInImage->Data() is not set", -701);
   ClImage temp;
   if (m_bInPlace) {
     if (m_pInImage != m_pOutImage)
@@ -107,7 +107,7 @@ int32_t ClIp1to1Base::Process()
 int32_t ClIp1to1Base::ProcessImage(ClImage* pIn, ClImage* pOut)
 {
   if (!pIn || !pOut)
-    throw ClException("Input image not assigned", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Input image not assigned", -701);
   // Output typed by its own type: an override of PrepareOutImage may choose another.
   return DispatchTypes(pIn->DataType(), pOut->DataType(), [&](auto in, auto out) {
     using TIn = typename decltype(in)::Type;

@@ -57,7 +57,7 @@ int32_t ClProcessorBase::Run()
   nStatus = Process();
   int32_t nFinal = Finalize(nStatus);
   if (nFinal != 0)
-    throw ClException("Finalization failed", nFinal, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Finalization failed", nFinal);
   if (ClProcessorTiming* pTiming = s_pTiming)
     pTiming->Add(typeid(*this), watch.Elapsed());
   if (m_pLog) {
@@ -71,7 +71,7 @@ int32_t ClProcessorBase::Run()
 void ClProcessorBase::GetInfoString(char* pBuffer, size_t nSize) const
 {
   if (nSize == 0)
-    throw ClException("Unexpected zero-length string", -101, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Unexpected zero-length string", -101);
   if (pBuffer)
     pBuffer[0] = 0;
 }
@@ -79,14 +79,14 @@ void ClProcessorBase::GetInfoString(char* pBuffer, size_t nSize) const
 void ClProcessorBase::FormatInfo(char* pBuffer, size_t nSize, const char* szFormat, ...)
 {
   if (nSize == 0 || !pBuffer)
-    throw ClException("Unexpected zero-length string", -101, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Unexpected zero-length string", -101);
   va_list args;
   va_start(args, szFormat);
   int n = std::vsnprintf(pBuffer, nSize, szFormat, args);
   va_end(args);
   if (n < 0 || static_cast<size_t>(n) >= nSize) {
     pBuffer[0] = 0;
-    throw ClException("String-Length exceeded available size", -101, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("String-Length exceeded available size", -101);
   }
 }
 

@@ -16,14 +16,13 @@ ClStream::~ClStream() = default;
 void ClStream::CheckBitState() const
 {
   if (m_nBitsPending != 0)
-    throw ClExStream("the last bit I/O was finish with out bitflush.", -39, true, __FILE__,
-                     __LINE__);
+    LSKX2_THROW_AS(ClExStream, "the last bit I/O was finish with out bitflush.", -39, true);
 }
 
 void ClStream::CheckCount(size_t nCount, size_t nSize) const
 {
   if (m_bThrowOnShortTransfer && nCount != nSize)
-    throw ClExStreamUnexpectedEnd("Unexpected end of stream", -201, true, __FILE__, __LINE__);
+    LSKX2_THROW_AS(ClExStreamUnexpectedEnd, "Unexpected end of stream", -201, true);
 }
 
 size_t ClStream::WriteValue(const void* pValue, size_t nSize, bool bSwappable)
@@ -96,14 +95,14 @@ size_t ClStream::Read(bool& value)
 size_t ClStream::WriteBlock(const void* pData, size_t nBytes)
 {
   if (!pData && nBytes != 0)
-    throw ClExStream("Stream block without buffer.", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_AS(ClExStream, "Stream block without buffer.", -701, true);
   return WriteValue(pData, nBytes, false);
 }
 
 size_t ClStream::ReadBlock(void* pData, size_t nBytes)
 {
   if (!pData && nBytes != 0)
-    throw ClExStream("Stream block without buffer.", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_AS(ClExStream, "Stream block without buffer.", -701, true);
   return ReadValue(pData, nBytes, false);
 }
 

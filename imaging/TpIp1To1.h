@@ -39,18 +39,16 @@ int32_t ClTpIp1To1<Derived>::Process()
   using TIn = typename Derived::InType;
   using TOut = typename Derived::OutType;
   if (!m_pInImage)
-    throw ClException("Input image must not be NULL.", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Input image must not be NULL.", -44);
   if (!m_pOutImage)
-    throw ClException("Output image must not be NULL.", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Output image must not be NULL.", -44);
   if (m_pInImage->SampleSize() != sizeof(TIn))
-    throw ClException("Datatype size of input images and processor configuration differs.", -44,
-                      true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Datatype size of input images and processor configuration differs.", -44);
   if (m_pInImage->Planes() != 1)
-    throw ClException("Only single plane images supported.", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Only single plane images supported.", -44);
   if (m_pInImage == m_pOutImage) {
     if (!std::is_same<TIn, TOut>::value)
-      throw ClException("In place processing not possible with different in and out types.", -44,
-                        true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("In place processing not possible with different in and out types.", -44);
     return DoProcess();
   }
   m_pOutImage->Create(TpDataType<TOut>::value, m_pInImage->Width(), m_pInImage->Height(), 1, 0, 0);

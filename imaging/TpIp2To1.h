@@ -32,27 +32,24 @@ int32_t ClTpIp2To1<Derived>::Process()
   ClImage* p1 = m_pInImage1;
   ClImage* p2 = m_pInImage2;
   if (!p1 || !p2)
-    throw ClException("Input images must not be NULL.", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Input images must not be NULL.", -44);
   if (!m_pOutImage)
-    throw ClException("Output image must not be NULL.", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Output image must not be NULL.", -44);
   if (p1->DataType() != p2->DataType())
-    throw ClException("Input images must not differ in data type.", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Input images must not differ in data type.", -44);
   if (p1->Planes() != p2->Planes())
-    throw ClException("Input images must not differ in number of planes.", -44, true, __FILE__,
-                      __LINE__);
+    LSKX2_THROW_MSG("Input images must not differ in number of planes.", -44);
   // Resolutions count only when all four are known.
   if (p1->PelsX() > 0 && p1->PelsY() > 0 && p2->PelsX() > 0 && p2->PelsY() > 0 &&
       (p1->PelsX() != p2->PelsX() || p1->PelsY() != p2->PelsY()))
-    throw ClException("Input images must not differ in resolution.", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Input images must not differ in resolution.", -44);
   if (p1->SampleSize() != sizeof(TIn))
-    throw ClException("Datatype size of input images and processor configuration differs.", -44,
-                      true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Datatype size of input images and processor configuration differs.", -44);
   if (p1->Planes() != 1)
-    throw ClException("Only single plane images supported.", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Only single plane images supported.", -44);
   if (m_pOutImage == p1 || m_pOutImage == p2) {
     if (!std::is_same<TIn, TOut>::value)
-      throw ClException("In place processing not possible with different in and out types.", -44,
-                        true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("In place processing not possible with different in and out types.", -44);
     return DoProcess();
   }
   m_pOutImage->Create(TpDataType<TOut>::value, p1->Width(), p1->Height(), 1, 0, 0);

@@ -30,23 +30,21 @@ int32_t ClTpIpFilterSeparable<Derived>::Process()
 {
   using TIn = typename Derived::InType;
   if (!m_pInImage)
-    throw ClException("Input image must not be NULL.", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Input image must not be NULL.", -44);
   if (!m_pOutImage)
-    throw ClException("Output image must not be NULL.", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Output image must not be NULL.", -44);
   if (m_pInImage->SampleSize() != sizeof(TIn))
-    throw ClException("Datatype size of input images and processor configuration differs.", -44,
-                      true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Datatype size of input images and processor configuration differs.", -44);
   if (m_pInImage->Planes() != 1)
-    throw ClException("Only single plane images supported.", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Only single plane images supported.", -44);
   if (m_pInImage == m_pOutImage)
-    throw ClException("Processor cannot work inplace.", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Processor cannot work inplace.", -44);
   // 0 counts as odd here.
   if ((m_nFilterWidth % 2 == 0 && m_nFilterWidth != 0) ||
       (m_nFilterHeight % 2 == 0 && m_nFilterHeight != 0))
-    throw ClException("Filter size must be odd value.", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Filter size must be odd value.", -44);
   if (m_nFilterWidth > m_pInImage->Width() || m_nFilterHeight > m_pInImage->Height())
-    throw ClException("Filter size must be less/equal then image size.", -44, true, __FILE__,
-                      __LINE__);
+    LSKX2_THROW_MSG("Filter size must be less/equal then image size.", -44);
   int32_t nStatus = DoProcess();
   Finish();
   return nStatus;

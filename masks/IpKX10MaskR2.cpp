@@ -107,16 +107,16 @@ double ClIpKX10MaskR2::VarianceLimit(int32_t nSensitivity)
 {
   static const double s_adLimits[6] = {1000.0, 500.0, 300.0, 150.0, 75.0, 25.0};
   if (nSensitivity < 0 || nSensitivity > 5)
-    throw ClException("Invalid mask sensitivity", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Invalid mask sensitivity", -44);
   return s_adLimits[nSensitivity];
 }
 
 int32_t ClIpKX10MaskR2::Process()
 {
   if (!m_pInImage)
-    throw ClException("No input image assigned.", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("No input image assigned.", -701);
   if (!m_pOutImage)
-    throw ClException("No output image assigned.", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("No output image assigned.", -701);
   m_Faded.Copy(*m_pInImage);
   FadeTop();
 

@@ -26,9 +26,9 @@ ClIpKX2DevelMask::ClIpKX2DevelMask()
 int32_t ClIpKX2DevelMask::Process()
 {
   if (!m_pInImage)
-    throw ClException("m_pInImage is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("m_pInImage is not set", -701);
   if (!m_pOutImage)
-    throw ClException("m_pOutImage is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("m_pOutImage is not set", -701);
   ClImage& in = *m_pInImage;
   ClImage& out = *m_pOutImage;
   const int32_t nWidth = in.Width(), nHeight = in.Height();

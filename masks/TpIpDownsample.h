@@ -19,18 +19,15 @@ public:
   void operator()(const ClImage* pIn, ClImage* pOut) const
   {
     if (!pIn)
-      throw ClException("No input image supplied.", -44, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("No input image supplied.", -44);
     if (!pOut)
-      throw ClException("No output image supplied.", -44, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("No output image supplied.", -44);
     if (pIn->Width() % nSampleWidth != 0)
-      throw ClException("Input image width is no multiple of sample width.", -44, true, __FILE__,
-                        __LINE__);
+      LSKX2_THROW_MSG("Input image width is no multiple of sample width.", -44);
     if (pIn->Height() % nSampleHeight != 0)
-      throw ClException("Input image height is no multiple of sample height.", -44, true,
-                        __FILE__, __LINE__);
+      LSKX2_THROW_MSG("Input image height is no multiple of sample height.", -44);
     if (pIn->SampleSize() != sizeof(T))
-      throw ClException("Datatype size of functor differs from image data type size.", -44, true,
-                        __FILE__, __LINE__);
+      LSKX2_THROW_MSG("Datatype size of functor differs from image data type size.", -44);
     if (pIn == pOut) {
       ClImage temp;
       Sample(*pIn, temp);

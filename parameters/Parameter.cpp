@@ -63,7 +63,7 @@ void ClParameter::CopyTo(ClParameterBase* pTarget) const
 {
   ClParameter* pCast = pTarget ? pTarget->AsParameter() : nullptr;
   if (!pCast)
-    throw ClException("pCast is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("pCast is not set", -701);
   if (pCast == this)
     return;
   pCast->m_pType = m_pType;
@@ -87,7 +87,7 @@ bool ClParameter::NamesEqual(const char* szA, const char* szB)
 bool ClParameter::GetFullPath(const ClParameter* pParameter, char* pBuffer, uint64_t& nSize)
 {
   if (!pParameter)
-    throw ClException("pParameter is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("pParameter is not set", -701);
   const char* szName = pParameter->GetName();
   uint64_t nNeeded = (szName ? std::strlen(szName) : 0) + 1;
   for (const ClParameterContainer* p = pParameter->GetParent(); p; p = p->GetParent()) {
@@ -162,7 +162,7 @@ void ThrowFormatFailure(int nErrno)
       szText = r;
   };
   pick(strerror_r(nErrno, buf, sizeof(buf)));
-  throw ClException(szText, -101, true, __FILE__, __LINE__);
+  LSKX2_THROW_MSG(szText, -101);
 }
 
 void CutTrailingZeros(char* szText)

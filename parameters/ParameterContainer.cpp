@@ -15,7 +15,7 @@ const char* ReadPathPart(const char* p, char (&szPart)[nPathPartMax + 1])
   while (p[n] && p[n] != '.' && n <= nPathPartMax)
     ++n;
   if (n == nPathPartMax)
-    throw ClException("Parameter path part was to long max len is 255", -101, true, nullptr, -1);
+    LSKX2_THROW_UNPLACED("Parameter path part was to long max len is 255", -101);
   if (n > nPathPartMax)
     n = nPathPartMax;
   std::memcpy(szPart, p, n);
@@ -51,9 +51,9 @@ void ClParameterContainer::DestroyChildren()
 ClParameter* ClParameterContainer::Add(ClParameter* pParameter)
 {
   if (!pParameter)
-    throw ClException("pParameter is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("pParameter is not set", -701);
   if (FindChild(pParameter->GetName()))
-    throw ClExVeltrano(-46, __FILE__, __LINE__);
+    LSKX2_THROW(-46);
   m_Children.Add(pParameter);
   pParameter->SetParent(this);
   return pParameter;
@@ -134,7 +134,7 @@ ClParameter* ClParameterContainer::GetNextLeaf(ClParameter* pCurrent) const
   for (;;) {
     const ClParameterContainer* pNode = pCurrent->GetParent();
     if (!pNode)
-      throw ClException("pParent is not set", -701, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("pParent is not set", -701);
     uint32_t nIndex = 0;
     while (nIndex < pNode->m_Children.Size() && pNode->m_Children[nIndex] != pCurrent)
       ++nIndex;
@@ -160,7 +160,7 @@ void ClParameterContainer::CopyTo(ClParameterBase* pTarget) const
 {
   ClParameterContainer* pCast = pTarget ? pTarget->AsContainer() : nullptr;
   if (!pCast)
-    throw ClException("pCast is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("pCast is not set", -701);
   if (pCast == this)
     return;
   pCast->SetName(m_pName);
@@ -181,7 +181,7 @@ const ClParameterContainer* ClParameterContainer::Pair(const ClParameterBase* pO
   const ClParameterContainer* pCast =
       pOther ? const_cast<ClParameterBase*>(pOther)->AsContainer() : nullptr;
   if (!pCast)
-    throw ClException("pCast is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("pCast is not set", -701);
   return pCast;
 }
 

@@ -51,7 +51,7 @@ public:
     ClParameter::CopyTo(pTarget);
     auto* pCast = dynamic_cast<TpParameterBase*>(pTarget);
     if (!pCast)
-      throw ClException("pCast is not set", -701, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("pCast is not set", -701);
     if (pCast == this)
       return;
     pCast->m_pObject = m_pObject;
@@ -98,14 +98,14 @@ public:
 protected:
   [[noreturn]] static void Abstract()
   {
-    throw ClException("Abstract function", -101, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Abstract function", -101);
   }
 
   static const TpParameterBase* Cast(const ClParameterBase* pOther)
   {
     auto* pCast = dynamic_cast<const TpParameterBase*>(pOther);
     if (!pCast)
-      throw ClException("pCast is not set", -701, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("pCast is not set", -701);
     return pCast;
   }
 
@@ -114,7 +114,7 @@ protected:
     if (m_pObject && m_pfnGet)
       return m_pfnGet(m_pObject);
     if (!*m_ppValue)
-      throw ClException("pValue is not set", -701, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("pValue is not set", -701);
     return **m_ppValue;
   }
 
@@ -125,7 +125,7 @@ protected:
       return;
     }
     if (!*m_ppValue)
-      throw ClException("pValue is not set", -701, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("pValue is not set", -701);
     **m_ppValue = value;
   }
 

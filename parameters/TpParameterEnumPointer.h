@@ -76,7 +76,7 @@ public:
     Base::CopyTo(pTarget);
     auto* pCast = dynamic_cast<TpParameterEnumPointer*>(pTarget);
     if (!pCast)
-      throw ClException("pCast is not set", -701, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("pCast is not set", -701);
     if (pCast == this)
       return;
     pCast->m_Entries = m_Entries;
@@ -94,7 +94,7 @@ public:
   {
     for (uint32_t i = 0; i < m_Entries.Size(); ++i) {
       if (ClParameter::NamesEqual(m_Entries[i].pName, szName) && !(m_Entries[i].Value == value))
-        throw ClExVeltrano(-46, __FILE__, __LINE__);
+        LSKX2_THROW(-46);
     }
     ClMapEntry entry;
     entry.Value = value;
@@ -140,23 +140,21 @@ public:
         return;
       }
     }
-    throw ClException(EnumIntegerOutOfRangeText(nValue, this->m_pName).c_str(), -35, true,
-                      __FILE__, __LINE__);
+    LSKX2_THROW_MSG(EnumIntegerOutOfRangeText(nValue, this->m_pName).c_str(), -35);
   }
 
   // --- text ---
   void SetFromString(const char* szText) override
   {
     if (!szText)
-      throw ClException("value string is NULL pointer!", -20, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("value string is NULL pointer!", -20);
     for (uint32_t i = 0; i < m_Entries.Size(); ++i) {
       if (ClParameter::NamesEqual(m_Entries[i].pName, szText)) {
         this->WriteValue(m_Entries[i].Value);
         return;
       }
     }
-    throw ClException(EnumOutOfRangeText(szText, this->m_pName).c_str(), -35, true, __FILE__,
-                      __LINE__);
+    LSKX2_THROW_MSG(EnumOutOfRangeText(szText, this->m_pName).c_str(), -35);
   }
 
   bool GetString(char* pBuffer, uint64_t& nSize) const override
@@ -176,8 +174,7 @@ protected:
         return CopyOutText(m_Entries[i].pName ? m_Entries[i].pName : "", pBuffer, nSize);
     }
     if (IsEnum())
-      throw ClException(EnumValueNotNamedText(this->m_pName, EnumToInteger(value)).c_str(), -35,
-                        true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG(EnumValueNotNamedText(this->m_pName, EnumToInteger(value)).c_str(), -35);
     char text[64];
     if (!m_bPointer)
       std::snprintf(text, sizeof(text), "%d", static_cast<int>(EnumToInteger(value)));

@@ -101,7 +101,7 @@ public:
     Base::CopyTo(pTarget);
     auto* pCast = dynamic_cast<TpParameterNumeric*>(pTarget);
     if (!pCast)
-      throw ClException("pCast is not set", -701, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("pCast is not set", -701);
     pCast->m_Min = m_Min;
     pCast->m_Max = m_Max;
     pCast->m_bFloat = m_bFloat;
@@ -154,7 +154,7 @@ public:
   void SetFromString(const char* szText) override
   {
     if (!szText)
-      throw ClException("value string is NULL pointer!", -20, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("value string is NULL pointer!", -20);
     const char* pX = std::strchr(szText, 'X');
     const char* px = std::strchr(szText, 'x');
     const char* pHex = (pX && px) ? (pX > px ? pX : px) : (pX ? pX : px);
@@ -164,8 +164,7 @@ public:
       errno = 0;
       unsigned long long n = std::strtoull(pHex + 1, &pEnd, 16);
       if (*pEnd)
-        throw ClException(ParameterSetFailedText(this->m_pName, szText).c_str(), -44, true,
-                          __FILE__, __LINE__);
+        LSKX2_THROW_MSG(ParameterSetFailedText(this->m_pName, szText).c_str(), -44);
       // A 32-bit unsigned conversion: a magnitude beyond 32 bits saturates, a sign negates
       // within 32 bits ("0x-2" is 0xFFFFFFFE); the result is sign-extended afterwards.
       const char* pDigits = pHex + 1;
@@ -184,15 +183,13 @@ public:
     char* pEnd = nullptr;
     double d = std::strtod(szText, &pEnd);
     if (*pEnd)
-      throw ClException(ParameterSetFailedText(this->m_pName, szText).c_str(), -44, true,
-                        __FILE__, __LINE__);
+      LSKX2_THROW_MSG(ParameterSetFailedText(this->m_pName, szText).c_str(), -44);
     if constexpr (std::is_floating_point<T>::value) {
       TestDomain(d);
       WriteChecked(static_cast<T>(d));
     } else {
       if (std::isinf(d))
-        throw ClException(ParameterSetFailedText(this->m_pName, szText).c_str(), -35, true,
-                          __FILE__, __LINE__);
+        LSKX2_THROW_MSG(ParameterSetFailedText(this->m_pName, szText).c_str(), -35);
       // Stops silently at the first unfit character: "3.7" gives 3, "1e2" gives 1.
       int64_t n = std::strtoll(szText, nullptr, 10);
       TestDomain(n);
@@ -234,7 +231,7 @@ protected:
   void TestDomain(double dValue) const
   {
     if (dValue < Traits::dLow || dValue > Traits::dHigh)
-      throw ClExRange(ParameterRangeText(this->m_pName).c_str(), -35, true, __FILE__, __LINE__);
+      LSKX2_THROW_AS(ClExRange, ParameterRangeText(this->m_pName).c_str(), -35, true);
   }
   void TestDomain(int64_t nValue) const { TestDomain(static_cast<double>(nValue)); }
 
@@ -249,7 +246,7 @@ protected:
           value = m_Max;
       }
       if ((this->m_nFlags & eParamStrict) && (value < m_Min || m_Max < value))
-        throw ClExRange(ParameterRangeText(this->m_pName).c_str(), -35, true, __FILE__, __LINE__);
+        LSKX2_THROW_AS(ClExRange, ParameterRangeText(this->m_pName).c_str(), -35, true);
     }
     this->WriteValue(value);
   }

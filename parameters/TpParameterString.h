@@ -30,13 +30,13 @@ public:
   void SetFromString(const char* szText) override
   {
     if (!szText)
-      throw ClException("Point is Null", -701, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("Point is Null", -701);
     size_t n = std::strlen(szText) + 1;
     if (n > m_nSize)
-      throw ClException("String memory ar too small", -21, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("String memory ar too small", -21);
     char* pTarget = this->ReadValue();
     if (!pTarget)
-      throw ClException("Point is Null", -701, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("Point is Null", -701);
     std::memmove(pTarget, szText, n);
   }
 
@@ -52,7 +52,7 @@ public:
     if (nAvailable < nNeeded)
       return false;
     if (!pBuffer)
-      throw ClException("Point is Null", -701, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("Point is Null", -701);
     std::memcpy(pBuffer, szValue, nNeeded);
     return true;
   }

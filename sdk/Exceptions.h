@@ -152,5 +152,10 @@ public:
 // Trims trailing characters below 32 from a system text, in place.
 void TrimSystemText(char* szText);
 
+// Every error is raised through these, so each carries the place it was raised.
 #define LSKX2_THROW(code) throw ClExVeltrano((code), __FILE__, __LINE__)
 #define LSKX2_THROW_MSG(text, code) throw ClException((text), (code), true, __FILE__, __LINE__)
+// A derived exception: its own arguments, then the place.
+#define LSKX2_THROW_AS(type, ...) throw type(__VA_ARGS__, __FILE__, __LINE__)
+// The few errors whose location reads "Unknown".
+#define LSKX2_THROW_UNPLACED(text, code) throw ClException((text), (code), true, nullptr, -1)

@@ -21,12 +21,12 @@ int ClLoggingNone::Format(char (&buf)[eBufferSize], const char* szFormat, va_lis
 void ClLoggingNone::Check(int nLength, const char* szFormat)
 {
   if (!szFormat)
-    throw ClException("szFormat == NULL", -49, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("szFormat == NULL", -49);
   if (nLength < 0)
-    throw ClException(std::strerror(errno), -49, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG(std::strerror(errno), -49);
   // Only the exact size is refused; longer texts are cut and go on.
   if (nLength == eBufferSize)
-    throw ClException("Logging Message bigger than 1024 bytes.", -49, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Logging Message bigger than 1024 bytes.", -49);
 }
 
 void ClLoggingNone::Log(int32_t nLevel, const char* szFormat, ...)

@@ -132,7 +132,7 @@ public:
       *pRef = nullptr;
       delete pObject;
     } catch (const ClException& e) {
-      throw ClExVeltrano(e.GetCode(), __FILE__, __LINE__);
+      LSKX2_THROW(e.GetCode());
     }
   }
 

@@ -45,14 +45,14 @@ public:
   {
     T* p = s_pInstance;
     if (!p)
-      throw ClException("No Singleton Instance exist.", -2, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("No Singleton Instance exist.", -2);
     return p;
   }
 
   static void CheckInUse()
   {
     if (!s_pInstance)
-      throw ClExVeltrano(-2, __FILE__, __LINE__);
+      LSKX2_THROW(-2);
   }
 
   static bool Exists() { return s_pInstance != nullptr; }
@@ -67,8 +67,7 @@ protected:
   static void ReleaseLocked()
   {
     if (s_nRefCount == 0)
-      throw ClException("No Singleton Instance exist multiple delete.", -2, true, __FILE__,
-                        __LINE__);
+      LSKX2_THROW_MSG("No Singleton Instance exist multiple delete.", -2);
     int32_t old = s_nRefCount--;
     if (old == 1 && s_pInstance) {
       T* p = s_pInstance;

@@ -72,9 +72,9 @@ void ClIpFilterBase::GetInfoString(char* pBuffer, size_t nSize) const
 int32_t ClIpFilterBase::Process()
 {
   if (!m_pInImage)
-    throw ClExVeltrano(-10, __FILE__, __LINE__);
+    LSKX2_THROW(-10);
   if (!m_pOutImage)
-    throw ClException("m_pOutImage is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("m_pOutImage is not set", -701);
   if (m_nFilterWidth <= 1) {
     m_pOutImage->Copy(*m_pInImage);
     return 0;
@@ -122,7 +122,7 @@ int32_t ClIpFilterBase::ProcessPlanes()
 int32_t ClIpFilterBase::ProcessSinglePlane()
 {
   if (!m_pInImage)
-    throw ClExVeltrano(-10, __FILE__, __LINE__);
+    LSKX2_THROW(-10);
   return DispatchMode(DataTypeIsSigned(m_pInImage->DataType()));
 }
 
@@ -134,7 +134,7 @@ int32_t ClIpFilterBase::DispatchMode(bool bSigned)
   case MODE_XY: return bSigned ? FilterXYSigned() : FilterXYUnsigned();
   case MODE_DIRECTED: return bSigned ? FilterDirectedSigned(false) : FilterDirectedUnsigned(false);
   case MODE_DIRECTED_ORTHO: return bSigned ? FilterDirectedSigned(true) : FilterDirectedUnsigned(true);
-  default: throw ClExVeltrano(-35, __FILE__, __LINE__);
+  default: LSKX2_THROW(-35);
   }
 }
 

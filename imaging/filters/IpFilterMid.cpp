@@ -61,11 +61,11 @@ T* ClIpFilterMid::Work(size_t nCount)
 int32_t ClIpFilterMid::ProcessSinglePlane()
 {
   if (!m_pInImage)
-    throw ClExVeltrano(-10, __FILE__, __LINE__);
+    LSKX2_THROW(-10);
   if (m_pInImage->DataType() == eUInt8)
     return ClIpFilterBase::ProcessSinglePlane();
   if (SampleTypeIndex(m_pInImage->DataType()) < 0)
-    throw ClExVeltrano(-35, __FILE__, __LINE__);
+    LSKX2_THROW(-35);
   return TypedMode(m_nMode);
 }
 
@@ -84,7 +84,7 @@ int32_t ClIpFilterMid::TypedMode(int32_t nMode)
     }
     case MODE_DIRECTED:
     case MODE_DIRECTED_ORTHO: return -33;
-    default: throw ClExVeltrano(-35, __FILE__, __LINE__);
+    default: LSKX2_THROW(-35);
     }
   });
 }
@@ -225,16 +225,16 @@ int32_t ClIpFilterMid::MeanXYFraction()
 int32_t ClIpFilterMid::FilterDirectedUnsigned(bool bOrtho)
 {
   if (!m_pInDxImage)
-    throw ClException("m_pInDxImage is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("m_pInDxImage is not set", -701);
   if (!m_pInDyImage)
-    throw ClException("m_pInDyImage is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("m_pInDyImage is not set", -701);
   const ClImage& in = *m_pInImage;
   ClImage& out = *m_pOutImage;
   const ClImage& dx = *m_pInDxImage;
   const ClImage& dy = *m_pInDyImage;
   if (dx.Width() < in.Width() || dx.Height() < in.Height() || dy.Width() < in.Width() ||
       dy.Height() < in.Height() || !dx.Data() || !dy.Data())
-    throw ClException("Direction images smaller than the input", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Direction images smaller than the input", -44);
   out.CreateLike(in);
   const int32_t nHalf = m_nFilterWidth / 2;
   const int32_t nW = in.Width(), nH = in.Height();

@@ -47,15 +47,15 @@ void ClIpFilterVariance::CheckInputType() const
 {
   ClIp1to1Base::CheckInputType();
   if (m_pInImage->Planes() != 1)
-    throw ClException("Input image has too many planes.", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Input image has too many planes.", -44);
 }
 
 int32_t ClIpFilterVariance::Process()
 {
   if (!m_pInImage)
-    throw ClException("Input image not assigned", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Input image not assigned", -701);
   if (!m_pOutImage)
-    throw ClException("Output image not assigned", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Output image not assigned", -701);
   if (SampleTypeIndex(m_pInImage->DataType()) < 0)
     return -33;
   if (SampleTypeIndex(m_eOutImageType) < 0)

@@ -29,7 +29,7 @@ public:
     const double dArea = double(nWidth) * double(nHeight);
     if (dArea * double(std::numeric_limits<T>::max()) > double(std::numeric_limits<Intern>::max()) ||
         dArea * double(std::numeric_limits<T>::min()) < double(std::numeric_limits<Intern>::min()))
-      throw ClException("Intern type size is too small.", -44, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("Intern type size is too small.", -44);
     out.CreateLike(in);
     if (!in.Data() || !out.Data())
       return 0;

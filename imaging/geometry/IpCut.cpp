@@ -47,23 +47,21 @@ void ClIpCut::BindParameters(ClParameterContainer& container)
 int32_t ClIpCut::ProcessImage(ClImage* pIn, ClImage* pOut)
 {
   if (m_nX0 < 0)
-    throw ClException("ClIpCut::Process. m_nX0 < 0", -35, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("ClIpCut::Process. m_nX0 < 0", -35);
   if (m_nY0 < 0)
-    throw ClException("ClIpCut::Process. m_nY0 < 0", -35, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("ClIpCut::Process. m_nY0 < 0", -35);
   if (m_nX0 >= pIn->Width())
-    throw ClException("ClIpCut::Process. m_nX0>=m_pInImage->Width()", -35, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("ClIpCut::Process. m_nX0>=m_pInImage->Width()", -35);
   if (m_nY0 >= pIn->Height())
-    throw ClException("ClIpCut::Process. m_nY0>=m_pInImage->Height()", -35, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("ClIpCut::Process. m_nY0>=m_pInImage->Height()", -35);
   if (m_nDestWidth <= 0)
-    throw ClException("ClIpCut::Process. m_nDestWidth <= 0", -35, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("ClIpCut::Process. m_nDestWidth <= 0", -35);
   if (m_nDestHeight <= 0)
-    throw ClException("ClIpCut::Process. m_nDestHeight <= 0", -35, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("ClIpCut::Process. m_nDestHeight <= 0", -35);
   if (static_cast<int64_t>(m_nX0) + m_nDestWidth > pIn->Width())
-    throw ClException("ClIpCut::Process. m_nX0+m_nDestWidth > m_pInImage->Width()", -35, true,
-                      __FILE__, __LINE__);
+    LSKX2_THROW_MSG("ClIpCut::Process. m_nX0+m_nDestWidth > m_pInImage->Width()", -35);
   if (static_cast<int64_t>(m_nY0) + m_nDestHeight > pIn->Height())
-    throw ClException("ClIpCut::Process. m_nY0+m_nDestHeight > m_pInImage->Height()", -35, true,
-                      __FILE__, __LINE__);
+    LSKX2_THROW_MSG("ClIpCut::Process. m_nY0+m_nDestHeight > m_pInImage->Height()", -35);
 
   pOut->Create(pIn->DataType(), m_nDestWidth, m_nDestHeight, pIn->Planes(), pIn->PelsX(), pIn->PelsY());
   if (!pOut->Data())

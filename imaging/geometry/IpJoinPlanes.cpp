@@ -107,7 +107,7 @@ int32_t ClIpJoinPlanes::Process()
   if (nPlanes < 0)
     return -35;
   if (!m_pOutImage)
-    throw ClException("m_pOutImage is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("m_pOutImage is not set", -701);
   // Only four plane pointers exist; further planes count as empty.
   const int32_t nInputs = std::min(nPlanes, 4);
   int32_t nModel = 0;

@@ -154,7 +154,7 @@ int32_t ClIpRescale::Rescale(ClImage* pIn, ClImage* pOut, int32_t nWidth, int32_
 int32_t ClIpRescale::Initialize()
 {
   if (!m_pInImage)
-    throw ClException("m_pInImage is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("m_pInImage is not set", -701);
   const ClImage& in = *m_pInImage;
   if (!HasGeometry(in))
     return 0;
@@ -188,9 +188,9 @@ int32_t ClIpRescale::Initialize()
 int32_t ClIpRescale::Process()
 {
   if (!m_pInImage)
-    throw ClException("m_pInImage is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("m_pInImage is not set", -701);
   if (!m_pOutImage)
-    throw ClException("m_pOutImage is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("m_pOutImage is not set", -701);
   const ClImage& in = *m_pInImage;
   if (!HasGeometry(in))
     return -35;

@@ -38,11 +38,11 @@ void ClIpResize::BindParameters(ClParameterContainer& container)
 int32_t ClIpResize::Process()
 {
   if (!m_pInImage)
-    throw ClException("m_pInImage is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("m_pInImage is not set", -701);
   if (!m_pOutImage)
-    throw ClException("m_pOutImage is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("m_pOutImage is not set", -701);
   if (!m_pInImage->Data())
-    throw ClException("m_pInImage->Data() is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("m_pInImage->Data() is not set", -701);
   if (m_nScaleFactor < 1)
     return -35;
   if (m_pInImage->Planes() > 1)

@@ -56,9 +56,9 @@ void ClIpSplitPlanes::BindParameters(ClParameterContainer& container)
 int32_t ClIpSplitPlanes::Process()
 {
   if (!m_pInImage)
-    throw ClException("m_pInImage is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("m_pInImage is not set", -701);
   if (m_pInImage->Planes() > 4)
-    throw ClException("Image has more than 4 planes.", -35, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Image has more than 4 planes.", -35);
   if (SampleTypeIndex(m_pInImage->DataType()) < 0)
     return 0;
   m_Keep.Share(*m_pInImage);

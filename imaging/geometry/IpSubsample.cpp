@@ -95,18 +95,18 @@ int32_t ClIpSubsample::Process()
     m_nSubY = m_nRate;
   }
   if (m_nSubX < 1 || m_nSubY < 1)
-    throw ClException("rate parameter out of range (1..n)", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("rate parameter out of range (1..n)", -44);
   if (m_pInImage && m_pInImage->Planes() > 1)
     return ProcessPlanes();
   if (m_pInImage) {
     const EDataType eType = m_pInImage->DataType();
     if (eType != eUInt8 && eType != eInt8 && eType != eUInt16 && eType != eInt16)
-      throw ClException("unsupported image type", -103, true, __FILE__, __LINE__);
+      LSKX2_THROW_MSG("unsupported image type", -103);
   }
   if (!m_pInImage)
-    throw ClException("m_pInImage is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("m_pInImage is not set", -701);
   if (!m_pOutImage)
-    throw ClException("m_pOutImage is not set", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("m_pOutImage is not set", -701);
 
   // A share keeps the input readable when the output is the same object.
   m_Keep.Share(*m_pInImage);

@@ -32,28 +32,25 @@ int32_t ClTpIpCut<TIn, TOut>::Process()
 {
   const ClImage* pIn = this->m_pInImage;
   if (!pIn)
-    throw ClException("Input image must not be NULL.", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Input image must not be NULL.", -44);
   if (!this->m_pOutImage)
-    throw ClException("Output image must not be NULL.", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Output image must not be NULL.", -44);
   if (pIn->SampleSize() != sizeof(TIn))
-    throw ClException("Datatype size of input images and processor configuration differs.", -44,
-                      true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Datatype size of input images and processor configuration differs.", -44);
   if (pIn->Planes() != 1)
-    throw ClException("Only single plane images supported.", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Only single plane images supported.", -44);
   if (m_nX0 >= pIn->Width())
-    throw ClException("ClTpIpCut::Process. m_nX0>=m_poInImage->Width()", -35, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("ClTpIpCut::Process. m_nX0>=m_poInImage->Width()", -35);
   if (m_nY0 >= pIn->Height())
-    throw ClException("ClTpIpCut::Process. m_nY0>=m_poInImage->Height()", -35, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("ClTpIpCut::Process. m_nY0>=m_poInImage->Height()", -35);
   if (m_nDestWidth <= 0)
-    throw ClException("ClTpIpCut::Process. m_nDestWidth <= 0", -35, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("ClTpIpCut::Process. m_nDestWidth <= 0", -35);
   if (m_nDestHeight <= 0)
-    throw ClException("ClTpIpCut::Process. m_nDestHeight <= 0", -35, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("ClTpIpCut::Process. m_nDestHeight <= 0", -35);
   if (static_cast<int64_t>(m_nX0) + m_nDestWidth > pIn->Width())
-    throw ClException("ClTpIpCut::Process. m_nX0+m_nDestWidth > m_poInImage->Width()", -44, true,
-                      __FILE__, __LINE__);
+    LSKX2_THROW_MSG("ClTpIpCut::Process. m_nX0+m_nDestWidth > m_poInImage->Width()", -44);
   if (static_cast<int64_t>(m_nY0) + m_nDestHeight > pIn->Height())
-    throw ClException("ClTpIpCut::Process. m_nY0+m_nDestHeight > m_poInImage->Height()", -44, true,
-                      __FILE__, __LINE__);
+    LSKX2_THROW_MSG("ClTpIpCut::Process. m_nY0+m_nDestHeight > m_poInImage->Height()", -44);
   return DoProcess();
 }
 

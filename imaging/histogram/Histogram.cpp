@@ -41,7 +41,7 @@ void ClHistogram::Reset()
 void ClHistogram::CheckPlanes(const ClImage& image)
 {
   if (image.Planes() != 1)
-    throw ClException("Color-image not supported in ClHistogram::Create.", -101);
+    LSKX2_THROW_UNPLACED("Color-image not supported in ClHistogram::Create.", -101);
 }
 
 void ClHistogram::Create(const ClImage& image)
@@ -56,7 +56,7 @@ void ClHistogram::Create(const ClImage& image, int32_t x0, int32_t y0, int32_t x
   Reset();
   CheckPlanes(image);
   if (x0 >= x1 || y0 >= y1)
-    throw ClException("invalid Range in ClHistogram::Create.", -101);
+    LSKX2_THROW_UNPLACED("invalid Range in ClHistogram::Create.", -101);
   x0 = std::max(x0, 0);
   y0 = std::max(y0, 0);
   x1 = std::min(x1, image.Width());
@@ -122,7 +122,7 @@ uint64_t ClHistogram::Total() const
 double ClHistogram::MeanOfDarkest(uint32_t nCount) const
 {
   if (nCount > Total())
-    throw ClException("Amount of pixels too high.", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Amount of pixels too high.", -44);
   uint64_t k = 0;
   uint64_t s = 0;
   int32_t i = 0;
@@ -139,7 +139,7 @@ double ClHistogram::MeanOfDarkest(uint32_t nCount) const
 double ClHistogram::MeanOfBrightest(uint32_t nCount) const
 {
   if (nCount > Total())
-    throw ClException("Amount of pixels too high.", -44, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Amount of pixels too high.", -44);
   uint64_t k = 0;
   uint64_t s = 0;
   int32_t i = 255;

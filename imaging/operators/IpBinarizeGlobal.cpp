@@ -101,7 +101,7 @@ double ClIpBinarizeGlobal::ProcessPixel(ClImage*, ClImage*, double dValue)
 int32_t ClIpBinarizeGlobal::ProcessImage(ClImage* pIn, ClImage* pOut)
 {
   if (!pIn || !pOut)
-    throw ClException("Input image not assigned", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Input image not assigned", -701);
   const double dMin = pOut->MinValue(), dMax = pOut->MaxValue();
   m_dUsedBlack = std::isnan(m_dBlack) ? dMin : m_dBlack;
   m_dUsedWhite = std::isnan(m_dWhite) ? dMax : m_dWhite;

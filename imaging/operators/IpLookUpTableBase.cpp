@@ -22,7 +22,7 @@ int32_t ClIpLookUpTableBase::Initialize()
 int32_t ClIpLookUpTableBase::Process()
 {
   if (!m_pInImage)
-    throw ClException("m_pInImage is not set.", -37, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("m_pInImage is not set.", -37);
   if (m_pInImage->Planes() > 1)
     return ProcessPlanes();
   ClImage* pOut = m_pOutImage ? m_pOutImage : m_pInImage;

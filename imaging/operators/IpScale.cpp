@@ -53,7 +53,7 @@ double ClIpScale::ProcessPixel(ClImage*, ClImage* pOut, double dValue)
 int32_t ClIpScale::ProcessImage(ClImage* pIn, ClImage* pOut)
 {
   if (!pIn || !pOut)
-    throw ClException("Input image not assigned", -701, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Input image not assigned", -701);
   return DispatchType(pIn->DataType(), [&](auto tag) {
     return ScaleImage<typename decltype(tag)::Type>(*pIn, *pOut);
   });

@@ -62,10 +62,10 @@ inline double LimitTo(double dValue, double dMin, double dMax)
 }
 
 // The two-input templates read input 2 over input 1's size.
-inline void CheckSameSize(const ClImage& in1, const ClImage& in2, const char* szFile, int32_t nLine)
+inline void CheckSameSize(const ClImage& in1, const ClImage& in2)
 {
   if (in1.Width() != in2.Width() || in1.Height() != in2.Height())
-    throw ClException("Input images must not differ in size.", -44, true, szFile, nLine);
+    LSKX2_THROW_MSG("Input images must not differ in size.", -44);
 }
 
 // Row by row over single-plane images, width samples a row: f(pA, pB, pOut, nWidth).

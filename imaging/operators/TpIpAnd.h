@@ -14,7 +14,7 @@ public:
 
   int32_t DoProcess() override
   {
-    CheckSameSize(*this->m_pInImage1, *this->m_pInImage2, __FILE__, __LINE__);
+    CheckSameSize(*this->m_pInImage1, *this->m_pInImage2);
     CombineImages<T, T, T>(*this->m_pInImage1, *this->m_pInImage2, *this->m_pOutImage,
                            [](const T* a, const T* b, T* o, int32_t n) {
       if constexpr (std::is_same<T, uint8_t>::value) {

@@ -103,13 +103,12 @@ void ClIpConnectedComponent2::SecondPass(const int32_t* pLabels, int64_t nStride
 int32_t ClIpConnectedComponent2::Process()
 {
   if (!m_pInImage)
-    throw ClException("Objectimage is missing", -37, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Objectimage is missing", -37);
   if (!m_pComponents)
-    throw ClException("Output object array is missing", -37, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Output object array is missing", -37);
   if (m_pInImageGrey && (m_pInImageGrey->Width() != m_pInImage->Width() ||
                          m_pInImageGrey->Height() != m_pInImage->Height()))
-    throw ClException("the given grayimage has not the same size as the object image", -44,
-                      true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("the given grayimage has not the same size as the object image", -44);
 
   m_Labeling.SetLogging(m_pLog != nullptr);
   m_Labeling.m_pInImage = m_pInImage;

@@ -21,7 +21,7 @@ bool ClIpFindContour::IsReady() const
 int32_t ClIpFindContour::Process()
 {
   if (!m_pInImage)
-    throw ClException("Objectimage is missing", -37, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Objectimage is missing", -37);
   const ClImage& in = *m_pInImage;
   // With equal values the frame would count as object and the walk could leave it.
   if (m_nObjectValue == m_nBackgroundValue)

@@ -3,9 +3,9 @@
 int32_t ClIpLabeling::Process()
 {
   if (!m_pInImage)
-    throw ClException("Inputimage is missing", -37, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Inputimage is missing", -37);
   if (!m_pOutImage)
-    throw ClException("Outputimage is missing", -37, true, __FILE__, __LINE__);
+    LSKX2_THROW_MSG("Outputimage is missing", -37);
   m_pOutImage->CreateSized<int32_t>(*m_pInImage);
   m_pOutImage->Fill(0);
   m_nLabels = 0;
