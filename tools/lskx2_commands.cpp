@@ -1,7 +1,7 @@
 #include "lskx2_commands.h"
 
+#include "PngWriter.h"
 #include "lskx2_html.h"
-#include "lskx2_png.h"
 #include "lskx2_session.h"
 
 #include <chrono>
@@ -63,8 +63,8 @@ bool SaveCapture(const std::string& dir, ClCaptureRecord* r, const std::vector<u
   std::string error;
   if (r->m_nWidth > 0) {
     r->m_sImageFile = r->m_sName + ".png";
-    if (!WriteGreyPng(dir + "/" + r->m_sImageFile, image.data(), r->m_nWidth, r->m_nHeight,
-                      r->m_nWidth, r->m_nDpi, &error)) {
+    if (!WritePng(dir + "/" + r->m_sImageFile, image.data(), r->m_nWidth, r->m_nHeight,
+                  r->m_nWidth, EPngColour::eGrey, r->m_nDpi, &error)) {
       std::fprintf(stderr, "lskx2: %s\n", error.c_str());
       return false;
     }

@@ -5,13 +5,13 @@
 // fidelity figures and the diagnostics tree as JSON. Without names it runs every scripted
 // roll of the tests; a .json argument is a device script (a JSON array of steps) whose
 // first roll is taken, with shift areas switched on.
+#include "PngWriter.h"
 #include "imaging/FpImage.h"
 #include "roll/IpAutoRoll5.h"
 #include "simulator/SimRender.h"
 #include "tests/roll/RollScripts.h"
 
 #include <boost/property_tree/json_parser.hpp>
-#include <png.h>
 #include <sys/stat.h>
 
 #include <cstdio>
@@ -23,44 +23,10 @@
 
 namespace {
 
-// Grey (one channel) or colour (three) rows of nWidth samples.
-bool WritePng(const std::string& sPath, int32_t nWidth, int32_t nHeight, int32_t nChannels,
-              const std::vector<uint8_t>& aPixels)
-{
-  FILE* f = std::fopen(sPath.c_str(), "wb");
-  if (!f)
-    return false;
-  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-  png_infop info = png ? png_create_info_struct(png) : nullptr;
-  if (!png || !info || setjmp(png_jmpbuf(png))) {
-    png_destroy_write_struct(&png, &info);
-    std::fclose(f);
-    return false;
-  }
-  png_init_io(png, f);
-  png_set_IHDR(png, info, png_uint_32(nWidth), png_uint_32(nHeight), 8,
-               nChannels == 3 ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE,
-               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-  png_write_info(png, info);
-  for (int32_t y = 0; y < nHeight; ++y)
-    png_write_row(png, const_cast<uint8_t*>(aPixels.data() + size_t(y) * nWidth * nChannels));
-  png_write_end(png, nullptr);
-  png_destroy_write_struct(&png, &info);
-  return std::fclose(f) == 0;
-}
-
-std::vector<uint8_t> Pixels(const ClImage& image)
-{
-  std::vector<uint8_t> a(size_t(image.Width()) * image.Height());
-  for (int32_t y = 0; y < image.Height(); ++y)
-    for (int32_t x = 0; x < image.Width(); ++x)
-      a[size_t(y) * image.Width() + x] = image.Data()[ptrdiff_t(y) * image.LineElements() + x];
-  return a;
-}
-
 bool WriteGrey(const std::string& sPath, const ClImage& image)
 {
-  return WritePng(sPath, image.Width(), image.Height(), 1, Pixels(image));
+  return WritePng(sPath, image.Data(), uint32_t(image.Width()), uint32_t(image.Height()),
+                  size_t(image.LineElements()), EPngColour::eGrey, 0, nullptr);
 }
 
 // The shift polygons' points in red over the rolled image; "Y" counts from the end of
@@ -68,10 +34,12 @@ bool WriteGrey(const std::string& sPath, const ClImage& image)
 bool WriteAreas(const std::string& sPath, const ClImage& rolled, const boost::property_tree::ptree& areas)
 {
   const int32_t w = rolled.Width(), h = rolled.Height();
-  const std::vector<uint8_t> aGrey = Pixels(rolled);
-  std::vector<uint8_t> aRgb(aGrey.size() * 3);
-  for (size_t i = 0; i < aGrey.size(); ++i)
-    aRgb[3 * i] = aRgb[3 * i + 1] = aRgb[3 * i + 2] = aGrey[i];
+  std::vector<uint8_t> aRgb(size_t(w) * h * 3);
+  for (int32_t y = 0; y < h; ++y)
+    for (int32_t x = 0; x < w; ++x) {
+      uint8_t* p = &aRgb[3 * (size_t(y) * w + x)];
+      p[0] = p[1] = p[2] = rolled.Data()[ptrdiff_t(y) * rolled.LineElements() + x];
+    }
   for (const auto& area : areas) {
     const bool bShift = area.second.get<int>("LEVEL", 1) == 2;
     for (const auto& point : area.second.get_child("POINTS")) {
@@ -87,7 +55,7 @@ bool WriteAreas(const std::string& sPath, const ClImage& rolled, const boost::pr
         }
     }
   }
-  return WritePng(sPath, w, h, 3, aRgb);
+  return WritePng(sPath, aRgb.data(), uint32_t(w), uint32_t(h), size_t(w) * 3, EPngColour::eRgb, 0, nullptr);
 }
 
 int RunCase(const std::string& sDir, const std::string& sName, const kxsim::ClScript& script,

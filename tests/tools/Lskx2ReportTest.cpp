@@ -1,6 +1,6 @@
 #include "ToolFiles.h"
 #include "lskx2_html.h"
-#include "lskx2_png.h"
+#include "PngWriter.h"
 
 #include <gtest/gtest.h>
 
@@ -55,8 +55,8 @@ TEST(Lskx2Report, BrowserDrawsPicturesAndOutlines)
   std::vector<uint8_t> halves(800 * 750), grey(800 * 750, 128);
   for (size_t i = 0; i < halves.size(); ++i)
     halves[i] = i % 800 < 400 ? 10 : 245;
-  ASSERT_TRUE(WriteGreyPng(dir + "/plain_1.png", halves.data(), 800, 750, 800, 500, &error));
-  ASSERT_TRUE(WriteGreyPng(dir + "/roll_1.png", grey.data(), 800, 750, 800, 500, &error));
+  ASSERT_TRUE(WritePng(dir + "/plain_1.png", halves.data(), 800, 750, 800, EPngColour::eGrey, 500, &error));
+  ASSERT_TRUE(WritePng(dir + "/roll_1.png", grey.data(), 800, 750, 800, EPngColour::eGrey, 500, &error));
   ClCaptureRecord roll = Record("roll_1");
   roll.m_aPolygons = {{2, {{100, 100}, {500, 100}, {500, 500}, {100, 500}}}};
   ASSERT_TRUE(WriteReport(dir + "/report.html", "t", {Record("plain_1"), roll}, &error));

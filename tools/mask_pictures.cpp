@@ -1,47 +1,31 @@
 // mask_pictures DIR: writes, for a few simulator frames, the frame beside its KX10 mask
 // (sensitivity 2), its high precision KX10 mask and its KX2 development mask, as one PNG
 // per case, so that a person can look at what the masks make of a frame.
+#include "PngWriter.h"
 #include "imaging/FpImage.h"
 #include "masks/IpKX10MaskR2.h"
 #include "masks/IpKX2DevelMask.h"
 #include "tests/masks/MaskTestUtil.h"
 
-#include <png.h>
-
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
 namespace {
 
-bool WritePng(const std::string& sPath, const std::vector<const ClImage*>& aPanels)
+// The panels side by side, grey gaps between them.
+bool WritePanels(const std::string& sPath, const std::vector<const ClImage*>& aPanels)
 {
   const int32_t w = aPanels[0]->Width(), h = aPanels[0]->Height(), nGap = 8;
   const int32_t nWidth = int32_t(aPanels.size()) * (w + nGap) - nGap;
-  std::vector<uint8_t> aRow(size_t(nWidth), 128);
-  FILE* f = std::fopen(sPath.c_str(), "wb");
-  if (!f)
-    return false;
-  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-  png_infop info = png ? png_create_info_struct(png) : nullptr;
-  if (!png || !info || setjmp(png_jmpbuf(png))) {
-    png_destroy_write_struct(&png, &info);
-    std::fclose(f);
-    return false;
-  }
-  png_init_io(png, f);
-  png_set_IHDR(png, info, png_uint_32(nWidth), png_uint_32(h), 8, PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE,
-               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-  png_write_info(png, info);
-  for (int32_t y = 0; y < h; ++y) {
+  std::vector<uint8_t> aPixels(size_t(nWidth) * h, 128);
+  for (int32_t y = 0; y < h; ++y)
     for (size_t p = 0; p < aPanels.size(); ++p)
-      for (int32_t x = 0; x < w; ++x)
-        aRow[p * size_t(w + nGap) + size_t(x)] = masktest::At(*aPanels[p], x, y);
-    png_write_row(png, aRow.data());
-  }
-  png_write_end(png, nullptr);
-  png_destroy_write_struct(&png, &info);
-  return std::fclose(f) == 0;
+      std::memcpy(&aPixels[size_t(y) * nWidth + p * size_t(w + nGap)],
+                  aPanels[p]->Data() + ptrdiff_t(y) * aPanels[p]->LineElements(), size_t(w));
+  return WritePng(sPath, aPixels.data(), uint32_t(nWidth), uint32_t(h), size_t(nWidth), EPngColour::eGrey, 0,
+                  nullptr);
 }
 
 } // namespace
@@ -77,7 +61,7 @@ int main(int argc, char** argv)
     devel.m_pOutImage = &outDevel;
     devel.Run();
     const std::string sPath = std::string(argv[1]) + "/" + c.szName + ".png";
-    if (!WritePng(sPath, {&in, &outLow, &outHigh, &outDevel})) {
+    if (!WritePanels(sPath, {&in, &outLow, &outHigh, &outDevel})) {
       std::fprintf(stderr, "cannot write %s\n", sPath.c_str());
       return 1;
     }

@@ -8,10 +8,9 @@
 //
 // Without -c it shows the built-in scanner and its demo script; without -n one pass of
 // the script. Frames are shown as the SDK shows them (rows flipped) unless --device-order.
+#include "PngWriter.h"
 #include "simulator/SimRender.h"
 #include "simulator/device/SimConfig.h"
-
-#include <png.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -26,28 +25,14 @@ using namespace kxsim;
 
 namespace {
 
-bool WritePng(const std::string& path, const ClGreyImage& img) {
-  FILE* f = std::fopen(path.c_str(), "wb");
-  if (!f) {
-    std::fprintf(stderr, "kxsimdump: cannot write %s: %s\n", path.c_str(), std::strerror(errno));
+bool WriteGrey(const std::string& path, const ClGreyImage& img) {
+  std::string error;
+  if (!WritePng(path, img.aPixels.data(), uint32_t(img.nWidth), uint32_t(img.nHeight), size_t(img.nWidth),
+                  EPngColour::eGrey, 0, &error)) {
+    std::fprintf(stderr, "kxsimdump: cannot write %s\n", error.c_str());
     return false;
   }
-  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-  png_infop info = png ? png_create_info_struct(png) : nullptr;
-  if (!png || !info || setjmp(png_jmpbuf(png))) {
-    png_destroy_write_struct(&png, &info);
-    std::fclose(f);
-    std::fprintf(stderr, "kxsimdump: PNG encoding of %s failed\n", path.c_str());
-    return false;
-  }
-  png_init_io(png, f);
-  png_set_IHDR(png, info, png_uint_32(img.nWidth), png_uint_32(img.nHeight), 8, PNG_COLOR_TYPE_GRAY,
-               PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-  png_write_info(png, info);
-  for (int y = 0; y < img.nHeight; ++y) png_write_row(png, img.Row(y));
-  png_write_end(png, nullptr);
-  png_destroy_write_struct(&png, &info);
-  return std::fclose(f) == 0;
+  return true;
 }
 
 int Usage() {
@@ -122,22 +107,22 @@ int main(int argc, char** argv) {
     const ClGreyImage img = sim.Frame(uint64_t(n), raw, -1, orientation);
     char name[64];
     std::snprintf(name, sizeof name, "/frame_%05lld.png", n);
-    if (!WritePng(out + name, img)) return 1;
+    if (!WriteGrey(out + name, img)) return 1;
     ++written;
   }
   if (truth) {
     ClGreyImage image, mask;
     for (int k = 0; sim.RollTruth(k, orientation, image, mask); ++k) {
-      if (!WritePng(out + "/roll_truth_" + std::to_string(k) + ".png", image) ||
-          !WritePng(out + "/roll_mask_" + std::to_string(k) + ".png", mask) ||
+      if (!WriteGrey(out + "/roll_truth_" + std::to_string(k) + ".png", image) ||
+          !WriteGrey(out + "/roll_mask_" + std::to_string(k) + ".png", mask) ||
           !sim.RollTruth(k, orientation, image, mask, kNormalDose, true) ||
-          !WritePng(out + "/roll_seen_" + std::to_string(k) + ".png", image))
+          !WriteGrey(out + "/roll_seen_" + std::to_string(k) + ".png", image))
         return 1;
       written += 3;
     }
     for (int k = 0; sim.PlainTruth(k, orientation, image, mask); ++k) {
-      if (!WritePng(out + "/plain_truth_" + std::to_string(k) + ".png", image) ||
-          !WritePng(out + "/plain_mask_" + std::to_string(k) + ".png", mask))
+      if (!WriteGrey(out + "/plain_truth_" + std::to_string(k) + ".png", image) ||
+          !WriteGrey(out + "/plain_mask_" + std::to_string(k) + ".png", mask))
         return 1;
       written += 2;
     }
