@@ -8,9 +8,6 @@
 
 namespace {
 
-const char* const kNotImplemented = "Current capture mode is not implemented yet. (should never happen)";
-const char* const kInvalid = "Invalid capture mode.";
-
 class EngineModes : public EngineFixture
 {
 protected:
@@ -53,9 +50,9 @@ TEST_F(EngineModes, AnswersAndRefusalsOfEachMode)
 {
   OpenStill();
   EXPECT_EQ(Engine().GetCaptureMode(), 1) << "the engine starts in single-shot mode";
-  EXPECT_TRUE(IsFailure(FailureOf([&] { Engine().Trigger(); }), -103, kNotImplemented));
-  EXPECT_TRUE(IsFailure(PreviewFailure(), -50, kInvalid));
-  EXPECT_TRUE(IsFailure(RollFailure(), -50, kInvalid));
+  EXPECT_TRUE(IsFailure(FailureOf([&] { Engine().Trigger(); }), -103, nullptr));
+  EXPECT_TRUE(IsFailure(PreviewFailure(), -50, nullptr));
+  EXPECT_TRUE(IsFailure(RollFailure(), -50, nullptr));
   ClImage image;
   uint32_t nStatus = 9;
   double dScore = 9;
@@ -67,7 +64,7 @@ TEST_F(EngineModes, AnswersAndRefusalsOfEachMode)
 
   for (int32_t nMode : {2, 6, 3}) {
     Engine().SetCaptureMode(nMode);
-    EXPECT_TRUE(IsFailure(RollFailure(), -50, kInvalid)) << nMode;
+    EXPECT_TRUE(IsFailure(RollFailure(), -50, nullptr)) << nMode;
     Step(&image);
     EXPECT_EQ(image.Width(), 800);
     EXPECT_EQ(image.Height(), 750);
@@ -81,13 +78,13 @@ TEST_F(EngineModes, AnswersAndRefusalsOfEachMode)
   EXPECT_EQ(nStatus, 2u);
 
   Engine().SetCaptureMode(4);
-  EXPECT_TRUE(IsFailure(ImageFailure(), -103, kNotImplemented));
-  EXPECT_TRUE(IsFailure(PreviewFailure(), -50, kInvalid));
+  EXPECT_TRUE(IsFailure(ImageFailure(), -103, nullptr));
+  EXPECT_TRUE(IsFailure(PreviewFailure(), -50, nullptr));
   Engine().SetCaptureMode(5);
-  EXPECT_TRUE(IsFailure(PreviewFailure(), -50, kInvalid));
-  EXPECT_TRUE(IsFailure(RollFailure(), -50, kInvalid));
+  EXPECT_TRUE(IsFailure(PreviewFailure(), -50, nullptr));
+  EXPECT_TRUE(IsFailure(RollFailure(), -50, nullptr));
   for (int32_t nMode : {7, 0}) {
-    EXPECT_TRUE(IsFailure(FailureOf([&] { Engine().SetCaptureMode(nMode); }), -103, "Unknown capture mode."));
+    EXPECT_TRUE(IsFailure(FailureOf([&] { Engine().SetCaptureMode(nMode); }), -103, nullptr));
     EXPECT_EQ(Engine().GetCaptureMode(), 5) << "the mode stays";
   }
   EXPECT_EQ(CodeOf([&] { Engine().CheckArgument(&image, nullptr); }), -44);
@@ -128,10 +125,8 @@ TEST_F(EngineModes, VersionWordsOfTheDevice)
   }
   char text[32] = {};
   uint64_t nSize = 5;
-  EXPECT_TRUE(IsFailure(FailureOf([&] { Engine().GetVersionInfo(1, text, &nSize); }), -702,
-                        "The given string is too small."));
+  EXPECT_TRUE(IsFailure(FailureOf([&] { Engine().GetVersionInfo(1, text, &nSize); }), -702, nullptr));
   EXPECT_EQ(nSize, 6u) << "the needed size is stored first";
   EXPECT_EQ(CodeOf([&] { Engine().GetVersionInfo(1, nullptr, &nSize); }), -702);
-  EXPECT_TRUE(IsFailure(FailureOf([&] { Engine().GetVersionInfo(5, text, &nSize); }), -44,
-                        "VersionId not supported."));
+  EXPECT_TRUE(IsFailure(FailureOf([&] { Engine().GetVersionInfo(5, text, &nSize); }), -44, nullptr));
 }

@@ -1,17 +1,15 @@
 #pragma once
-// What a statement throws: code, whole message and the text after the catalogue line.
+// What a statement throws: its code and whole message.
 #include "sdk/Exceptions.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 
 struct StFailure
 {
   int32_t nCode = 0;  // 0: nothing thrown
   std::string sMessage = "<no exception>";
-  std::string sDetail = "<no exception>";
   bool Says(const std::string& s) const { return sMessage.find(s) != std::string::npos; }
 };
 
@@ -21,9 +19,7 @@ StFailure FailureOf(F fn)
   try {
     fn();
   } catch (const ClException& e) {
-    const char* s = e.GetMessage() ? e.GetMessage() : "";
-    const char* nl = std::strchr(s, '\n');
-    return {e.GetCode(), s, nl ? nl + 1 : ""};
+    return {e.GetCode(), e.GetMessage() ? e.GetMessage() : ""};
   }
   return {};
 }
@@ -32,12 +28,6 @@ template <class F>
 int32_t CodeOf(F fn)
 {
   return FailureOf(fn).nCode;
-}
-
-template <class F>
-std::string DetailOf(F fn)
-{
-  return FailureOf(fn).sDetail;
 }
 
 inline ::testing::AssertionResult IsFailure(const StFailure& f, int32_t nCode, const char* szText)

@@ -45,7 +45,6 @@ void PutCode(const char* szKey, TpFn fn)
     fn();
   } catch (const ClException& e) {
     code = e.GetCode();
-    Put((std::string(szKey) + ".message").c_str(), e.GetMessage());
   }
   Put(szKey, std::to_string(code));
 }

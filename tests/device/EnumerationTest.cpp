@@ -156,7 +156,7 @@ TEST(Enumeration, AllocationFailureWhileNamingClosesTheDevice)
                 "faults":[{"call":"ftrScanGetSerialNumber","bad_alloc":true}])"),
               Device(2, 7, R"("serial":"20000003")")});
   Sim().Load(config);
-  EXPECT_CL_THROW(Query(0), -102, "Memory allocation failed");
+  EXPECT_CL_THROW(Query(0), -102, nullptr);
   for (int i : {0, 1, 2})
     EXPECT_EQ(Sim().State(i).nOpenHandles, 0) << "interface " << i;
   EXPECT_EQ(Query(0).size(), 3u) << "the interface is free for the next enumeration";

@@ -33,12 +33,12 @@ TEST(FilterExtension, Refusals)
   MakeRandom<uint8_t>(in, 5, 3, 1);
   MakeRandom<uint8_t>(rgb, 5, 3, 1, 0, 255, 3);
   ClTpIpImageExtension<> ext;
-  EXPECT_CL_THROW(ext.Process(), -44, "Both, input and output image must be supplied.");
+  EXPECT_CL_THROW(ext.Process(), -44, nullptr);
   ext.m_pInImage = ext.m_pOutImage = &in;
-  EXPECT_CL_THROW(ext.Process(), -44, "Inplace processing not possible.");
+  EXPECT_CL_THROW(ext.Process(), -44, nullptr);
   Wire(ext, rgb, out);
-  EXPECT_CL_THROW(ext.Process(), -44, "Only single plane images supported.");
+  EXPECT_CL_THROW(ext.Process(), -44, nullptr);
   ext.m_pInImage = &in;
   ext.m_nBottom = -1;
-  EXPECT_CL_THROW(ext.Process(), -44, "Extends must be positive in each direction.");
+  EXPECT_CL_THROW(ext.Process(), -44, nullptr);
 }

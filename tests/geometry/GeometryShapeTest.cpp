@@ -11,23 +11,9 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <utility>
+#include <algorithm>
 
 using GeoTest::At;
-using Failure = std::pair<int32_t, std::string>;
-
-namespace {
-
-// Code and message (after the catalogue line) of the ClException that f throws.
-template <class F>
-Failure Thrown(F f)
-{
-  const StFailure failure = FailureOf(f);
-  return {failure.nCode, failure.sDetail};
-}
-
-} // namespace
 
 TEST(GeometrySubsample, MeanBlocksTakeWhatTheyHaveInSixteenBitSums)
 {
@@ -80,14 +66,14 @@ TEST(GeometrySubsample, BadSettingsInTheirOrder)
   ClIpSubsample sub;
   Wire(sub, wide, out);
   sub.m_nRate = 0;
-  EXPECT_EQ(Failure(-44, "rate parameter out of range (1..n)"), Thrown([&] { sub.Run(); }));
+  EXPECT_EQ(-44, CodeOf([&] { sub.Run(); }));
   sub.m_nRate = 2;
-  EXPECT_EQ(Failure(-103, "unsupported image type"), Thrown([&] { sub.Run(); }));
+  EXPECT_EQ(-103, CodeOf([&] { sub.Run(); }));
   sub.m_pInImage = nullptr;
-  EXPECT_EQ(Failure(-701, "m_pInImage is not set"), Thrown([&] { sub.Run(); }));
+  EXPECT_EQ(-701, CodeOf([&] { sub.Run(); }));
   sub.m_pInImage = &in;
   sub.m_pOutImage = nullptr;
-  EXPECT_EQ(Failure(-701, "m_pOutImage is not set"), Thrown([&] { sub.Run(); }));
+  EXPECT_EQ(-701, CodeOf([&] { sub.Run(); }));
   EXPECT_EQ(nullptr, out.Data());
 }
 
@@ -136,17 +122,16 @@ TEST(GeometryCut, TestsInOrderThenAnyTypeInPlace)
     cut.m_nY0 = y0;
     cut.m_nDestWidth = w;
     cut.m_nDestHeight = h;
-    return Thrown([&] { cut.Run(); });
+    return CodeOf([&] { cut.Run(); });
   };
-  const std::string s = "ClIpCut::Process. ";
-  EXPECT_EQ(Failure(-35, s + "m_nX0 < 0"), fails(-1, 0, 1, 1));
-  EXPECT_EQ(Failure(-35, s + "m_nY0 < 0"), fails(0, -1, 1, 1));
-  EXPECT_EQ(Failure(-35, s + "m_nX0>=m_pInImage->Width()"), fails(10, 0, 0, 0));
-  EXPECT_EQ(Failure(-35, s + "m_nY0>=m_pInImage->Height()"), fails(0, 8, 0, 0));
-  EXPECT_EQ(Failure(-35, s + "m_nDestWidth <= 0"), fails(0, 0, 0, 0));
-  EXPECT_EQ(Failure(-35, s + "m_nDestHeight <= 0"), fails(0, 0, 1, 0));
-  EXPECT_EQ(Failure(-35, s + "m_nX0+m_nDestWidth > m_pInImage->Width()"), fails(5, 0, 6, 1));
-  EXPECT_EQ(Failure(-35, s + "m_nY0+m_nDestHeight > m_pInImage->Height()"), fails(0, 5, 1, 4));
+  EXPECT_EQ(-35, fails(-1, 0, 1, 1));
+  EXPECT_EQ(-35, fails(0, -1, 1, 1));
+  EXPECT_EQ(-35, fails(10, 0, 0, 0));
+  EXPECT_EQ(-35, fails(0, 8, 0, 0));
+  EXPECT_EQ(-35, fails(0, 0, 0, 0));
+  EXPECT_EQ(-35, fails(0, 0, 1, 0));
+  EXPECT_EQ(-35, fails(5, 0, 6, 1));
+  EXPECT_EQ(-35, fails(0, 5, 1, 4));
   EXPECT_EQ(nullptr, out.Data());
 
   ClImage rgb, ref;
@@ -156,7 +141,7 @@ TEST(GeometryCut, TestsInOrderThenAnyTypeInPlace)
       rgb.Pixels<uint16_t>()[y * rgb.LineElements() + i] = static_cast<uint16_t>(1000 * y + i);
   ref.Copy(rgb);
   cut.m_pInImage = cut.m_pOutImage = &rgb;
-  EXPECT_EQ(Failure(0, "<no exception>"), fails(2, 3, 7, 4));
+  EXPECT_EQ(0, fails(2, 3, 7, 4));
   ASSERT_EQ(7, rgb.Width());
   ASSERT_EQ(3u, rgb.Planes());
   EXPECT_EQ(600, rgb.PelsY());
@@ -171,26 +156,25 @@ TEST(GeometryTpCut, FrameTestsThenRectangleTests)
   GeoTest::MakeRandom(in, 10, 8, 4);
   in.SetImageTag(77);
   ClTpIpCut<uint8_t, uint8_t> cut;
-  EXPECT_EQ(Failure(-44, "Input image must not be NULL."), Thrown([&] { cut.Process(); }));
+  EXPECT_EQ(-44, CodeOf([&] { cut.Process(); }));
   Wire(cut, in, out);
   auto fails = [&](int32_t x0, int32_t y0, int32_t w, int32_t h) {
     cut.m_nX0 = x0;
     cut.m_nY0 = y0;
     cut.m_nDestWidth = w;
     cut.m_nDestHeight = h;
-    return Thrown([&] { cut.Process(); });
+    return CodeOf([&] { cut.Process(); });
   };
-  const std::string s = "ClTpIpCut::Process. ";
-  EXPECT_EQ(Failure(-35, s + "m_nX0>=m_poInImage->Width()"), fails(10, 0, 0, 0));
-  EXPECT_EQ(Failure(-35, s + "m_nY0>=m_poInImage->Height()"), fails(0, 8, 0, 0));
-  EXPECT_EQ(Failure(-35, s + "m_nDestWidth <= 0"), fails(0, 0, 0, 0));
-  EXPECT_EQ(Failure(-35, s + "m_nDestHeight <= 0"), fails(0, 0, 1, 0));
-  EXPECT_EQ(Failure(-44, s + "m_nX0+m_nDestWidth > m_poInImage->Width()"), fails(5, 0, 6, 1));
-  EXPECT_EQ(Failure(-44, s + "m_nY0+m_nDestHeight > m_poInImage->Height()"), fails(0, 5, 1, 4));
+  EXPECT_EQ(-35, fails(10, 0, 0, 0));
+  EXPECT_EQ(-35, fails(0, 8, 0, 0));
+  EXPECT_EQ(-35, fails(0, 0, 0, 0));
+  EXPECT_EQ(-35, fails(0, 0, 1, 0));
+  EXPECT_EQ(-44, fails(5, 0, 6, 1));
+  EXPECT_EQ(-44, fails(0, 5, 1, 4));
   EXPECT_EQ(nullptr, out.Data());
   // A negative origin is not tested.
-  EXPECT_EQ(0, fails(-1, 0, 2, 2).first);
-  EXPECT_EQ(0, fails(3, 2, 5, 6).first);
+  EXPECT_EQ(0, fails(-1, 0, 2, 2));
+  EXPECT_EQ(0, fails(3, 2, 5, 6));
   EXPECT_EQ(77u, out.ImageTag());
   for (int32_t y = 0; y < 6; ++y)
     for (int32_t x = 0; x < 5; ++x)
@@ -262,5 +246,5 @@ TEST(GeometryPlanes, SplitJoinFillAndRefusals)
   EXPECT_EQ(0, join.Join(&untouched, nullptr, nullptr, nullptr, nullptr));
   EXPECT_EQ(nullptr, untouched.Data());
   five.Create(eUInt8, 2, 2, 5);
-  EXPECT_EQ(Failure(-35, "Image has more than 4 planes."), Thrown([&] { split.Split(&five, &planes[0]); }));
+  EXPECT_EQ(-35, CodeOf([&] { split.Split(&five, &planes[0]); }));
 }

@@ -95,10 +95,9 @@ TEST(BitmapAttach, HeaderChecksInOrder)
   Patch(v, 16, 4, 4);   // biCompression
   Patch(v, 14, 7, 2);   // biBitCount
   ClBitmap bmp;
-  EXPECT_EQ(DetailOf([&] { bmp.Attach(v.data(), v.size()); }),
-            "ClBitmap::Attach, Bitmap Header size is not known.");
+  EXPECT_EQ(CodeOf([&] { bmp.Attach(v.data(), v.size()); }), -32);
   Patch(v, 0, 40, 4);
-  EXPECT_EQ(DetailOf([&] { bmp.Attach(v.data(), v.size()); }), "ClBitmap::Attach, pBI->biPlanes != 1.");
+  EXPECT_EQ(CodeOf([&] { bmp.Attach(v.data(), v.size()); }), -11);
   Patch(v, 12, 1, 2);
   EXPECT_EQ(CodeOf([&] { bmp.Attach(v.data(), v.size()); }), -31);
   Patch(v, 16, 0, 4);
@@ -114,7 +113,7 @@ TEST(BitmapAttach, HeaderChecksInOrder)
   EXPECT_EQ(CodeOf([&] { bmp.Attach(f.data(), f.size()); }), -36);
   EXPECT_EQ(bmp.Header(), nullptr);
 
-  EXPECT_EQ(DetailOf([&] { bmp.Attach(nullptr, 100); }), "No Bitmap to Attach");
+  EXPECT_EQ(CodeOf([&] { bmp.Attach(nullptr, 100); }), -10);
   EXPECT_EQ(CodeOf([&] { bmp.AttachOwned(nullptr, 0); }), -10);
 }
 

@@ -3,6 +3,7 @@
 #include "imaging/operators/SampleConvert.h"
 #include "masks/IpKX10MaskR2.h"
 #include "masks/IpKX10SegmentMaskR2.h"
+#include "tests/common/TestFailure.h"
 #include "tests/masks/MaskTestUtil.h"
 
 #include <gtest/gtest.h>
@@ -13,7 +14,6 @@
 #include <string>
 
 using masktest::At;
-using masktest::ExpectThrows;
 
 namespace {
 
@@ -150,13 +150,13 @@ TEST(MaskKX10, SensitivityIsCheckedOnlyPerFrame)
   ClIpKX10MaskR2 mask;
   for (int32_t nBad : {6, -1}) {
     mask.m_nSensitivity = nBad;
-    ExpectThrows([&] { mask.Compute(&in, &out, 500, 1.0); }, -44, "Invalid mask sensitivity");
+    EXPECT_CL_THROW(mask.Compute(&in, &out, 500, 1.0), -44, nullptr);
     EXPECT_EQ(10, out.Width());
     EXPECT_EQ(7, At(out, 3, 3));
   }
   mask.m_nSensitivity = 5;
   EXPECT_EQ(0, mask.Compute(&in, &out, 500, 1.0));
-  ExpectThrows([&] { mask.Compute(&in, nullptr, 500, 1.0); }, -701, "No output image assigned.");
+  EXPECT_CL_THROW(mask.Compute(&in, nullptr, 500, 1.0), -701, nullptr);
 }
 
 TEST(MaskKX10, TopRowsNeverReachTheMask)
@@ -192,8 +192,8 @@ TEST(MaskKX10, OddFramesFailAtHighResolutionOnly)
   ClImage wide(801, 750, 1, 19685, 19685), tall(800, 751, 1, 19685, 19685);
   wide.Fill(static_cast<unsigned char>(16));
   tall.Fill(static_cast<unsigned char>(16));
-  ExpectThrows([&] { mask.Compute(&wide, &out, 500, 1.0); }, -44, "Input image width is no multiple of sample width.");
-  ExpectThrows([&] { mask.Compute(&tall, &out, 500, 1.0); }, -44, "Input image height is no multiple of sample height.");
+  EXPECT_CL_THROW(mask.Compute(&wide, &out, 500, 1.0), -44, nullptr);
+  EXPECT_CL_THROW(mask.Compute(&tall, &out, 500, 1.0), -44, nullptr);
   ClImage low(401, 375, 1, 9842, 9842);
   low.Fill(static_cast<unsigned char>(16));
   EXPECT_EQ(0, mask.Compute(&low, &out, 500, 1.0));
@@ -206,12 +206,12 @@ TEST(MaskSegment, ChecksInOrder)
   ClImage out, wide, empty, noRes(20, 20), uneven(20, 20, 1, 19685, 9842), good(20, 20, 1, 19685, 19685);
   wide.Create(eUInt16, 20, 20, 1, 19685, 19685);
   empty.Create(eUInt8, 0, 0);
-  ExpectThrows([&] { seg.Compute(nullptr, &out); }, -44, "No input image provided.");
-  ExpectThrows([&] { seg.Compute(&wide, &out); }, -44, "Input data must be in uint8 format.");
-  ExpectThrows([&] { seg.Compute(&empty, &out); }, -44, "Dimensions of input image invalid. Must be > 0.");
-  ExpectThrows([&] { seg.Compute(&noRes, &out); }, -44, "Input image resolution invalid.");
-  ExpectThrows([&] { seg.Compute(&uneven, &out); }, -44, "Input image resolution invalid.");
-  ExpectThrows([&] { seg.Compute(&good, nullptr); }, -44, "No output image provided.");
+  EXPECT_CL_THROW(seg.Compute(nullptr, &out), -44, nullptr);
+  EXPECT_CL_THROW(seg.Compute(&wide, &out), -44, nullptr);
+  EXPECT_CL_THROW(seg.Compute(&empty, &out), -44, nullptr);
+  EXPECT_CL_THROW(seg.Compute(&noRes, &out), -44, nullptr);
+  EXPECT_CL_THROW(seg.Compute(&uneven, &out), -44, nullptr);
+  EXPECT_CL_THROW(seg.Compute(&good, nullptr), -44, nullptr);
   EXPECT_FALSE(seg.IsReady());
 }
 

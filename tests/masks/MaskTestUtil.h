@@ -2,31 +2,14 @@
 // Frames for the mask tests: simulator pictures as ClImage at 500 dpi, in the row order
 // the capture engine hands to the masks, and the measures the engine takes of a mask.
 #include "imaging/FpImage.h"
-#include "sdk/Exceptions.h"
 #include "simulator/SimRender.h"
-
-#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstring>
-#include <functional>
-#include <string>
 
 namespace masktest {
 
 constexpr int32_t kPels500 = 19685;
-
-// The call throws a ClException of that code whose message holds the text.
-inline void ExpectThrows(const std::function<void()>& f, int32_t nCode, const char* szText)
-{
-  try {
-    f();
-    ADD_FAILURE() << "no exception, expected " << szText;
-  } catch (const ClException& e) {
-    EXPECT_EQ(nCode, e.GetCode());
-    EXPECT_NE(std::string::npos, std::string(e.GetMessage()).find(szText)) << e.GetMessage();
-  }
-}
 
 inline void ToImage(const kxsim::ClGreyImage& grey, ClImage& image, int32_t nPels = kPels500)
 {

@@ -45,7 +45,7 @@ TEST(ParameterNumeric, StrictRangeRefusesOnEveryPathAndKeepsTheValue)
   b.p.SetInteger(3);
   b.p.SetMin(0);
   b.p.SetMax(5);
-  EXPECT_CL_THROW(b.p.SetInteger(6), -35, "Value out of range for parameter \"nMaskSensitivity\"");
+  EXPECT_CL_THROW(b.p.SetInteger(6), -35, nullptr);
   EXPECT_CL_THROW(b.p.SetDouble(-1), -35, nullptr);
   EXPECT_CL_THROW(b.p.SetFromString("6"), -35, nullptr);
   EXPECT_CL_THROW(b.p.SetFromString("0x6"), -35, nullptr);
@@ -79,7 +79,7 @@ TEST(ParameterNumeric, ClampLimitsAndPlainRangeIsOnlyAdvice)
 TEST(ParameterNumeric, DomainOfTheValueTypeIsTestedBeforeAnyWrite)
 {
   Bound<unsigned int> u(7);
-  EXPECT_CL_THROW(u.p.SetInteger(-1), -35, "Value out of range for parameter \"n\"");
+  EXPECT_CL_THROW(u.p.SetInteger(-1), -35, nullptr);
   EXPECT_CL_THROW(u.p.SetDouble(4294967296.0), -35, nullptr);
   EXPECT_CL_THROW(u.p.SetDefault(-1), -35, nullptr);
   EXPECT_EQ(7u, u.value);
@@ -107,13 +107,13 @@ TEST(ParameterNumeric, TextIsHexBehindTheLastXElseDecimalStoppingSilently)
     u.p.SetFromString(c.szText);
     EXPECT_EQ(c.nValue, u.value) << c.szText;
   }
-  EXPECT_CL_THROW(u.p.SetFromString("abc"), -44, "Failed to set parameter \"n\" to value \"abc\"");
+  EXPECT_CL_THROW(u.p.SetFromString("abc"), -44, nullptr);
   EXPECT_CL_THROW(u.p.SetFromString("0x1G"), -44, nullptr);
   EXPECT_CL_THROW(u.p.SetFromString("12 "), -44, nullptr);
-  EXPECT_CL_THROW(u.p.SetFromString("1e999"), -35, "Failed to set parameter \"n\" to value \"1e999\"");
-  EXPECT_CL_THROW(u.p.SetFromString(nullptr), -20, "value string is NULL pointer!");
+  EXPECT_CL_THROW(u.p.SetFromString("1e999"), -35, nullptr);
+  EXPECT_CL_THROW(u.p.SetFromString(nullptr), -20, nullptr);
   // Hex is sign-extended from 32 bits before the domain test.
-  EXPECT_CL_THROW(u.p.SetFromString("0xFFFFFFFF"), -35, "Value out of range");
+  EXPECT_CL_THROW(u.p.SetFromString("0xFFFFFFFF"), -35, nullptr);
   EXPECT_CL_THROW(u.p.SetFromString("0x80000000"), -35, nullptr);
   EXPECT_EQ(4294967295u, u.value);
 
@@ -128,7 +128,7 @@ TEST(ParameterNumeric, TextIsHexBehindTheLastXElseDecimalStoppingSilently)
     i.p.SetFromString(c.szText);
     EXPECT_EQ(c.nValue, i.value) << c.szText;
   }
-  EXPECT_CL_THROW(u.p.SetFromString("0x-2"), -35, "Value out of range");
+  EXPECT_CL_THROW(u.p.SetFromString("0x-2"), -35, nullptr);
 
   Bound<double> d(0);
   d.p.SetFromString("0xFFFFFFFF");
@@ -137,7 +137,7 @@ TEST(ParameterNumeric, TextIsHexBehindTheLastXElseDecimalStoppingSilently)
   EXPECT_EQ(2.75, d.value);
   d.p.SetFromString("1e2");
   EXPECT_EQ(100.0, d.value);
-  EXPECT_CL_THROW(d.p.SetFromString("1e999"), -35, "Value out of range");
+  EXPECT_CL_THROW(d.p.SetFromString("1e999"), -35, nullptr);
 }
 
 TEST(ParameterNumeric, OutputCutsTrailingZerosAndFollowsTheSizeProtocol)
@@ -223,7 +223,7 @@ TEST(ParameterNumeric, CloneIsBoundToTheSameVariableAndOutlivesTheOriginal)
   delete p;
   pClone->AsNumeric()->SetInteger(8);
   EXPECT_EQ(8, value);
-  EXPECT_CL_THROW(pClone->AsNumeric()->SetInteger(11), -35, "\"nValue\"");
+  EXPECT_CL_THROW(pClone->AsNumeric()->SetInteger(11), -35, nullptr);
   delete pClone;
 }
 
@@ -240,10 +240,10 @@ TEST(ParameterEnum, NamesIgnoreCaseAndUnknownValuesAreRefused)
   p.SetFromString("MODE y");
   EXPECT_EQ(2, value);
   EXPECT_EQ("Mode Y", Text(p));
-  EXPECT_CL_THROW(p.SetFromString("Mode Z"), -35, "Value \"Mode Z\" out of range for parameter \"eMode\"");
-  EXPECT_CL_THROW(p.SetInteger(7), -35, "Value \"7\" out of range for parameter \"eMode\"");
+  EXPECT_CL_THROW(p.SetFromString("Mode Z"), -35, nullptr);
+  EXPECT_CL_THROW(p.SetInteger(7), -35, nullptr);
   value = 7;
-  EXPECT_CL_THROW(Text(p), -35, "Parameter \"eMode\" out of range using value \"7\"");
+  EXPECT_CL_THROW(Text(p), -35, nullptr);
 
   EXPECT_CL_THROW(p.AddEntry(3, "mode x"), -46, nullptr);
   p.AddEntry(1, "Mode X");
@@ -287,16 +287,16 @@ TEST(ParameterString, CapacityBoundsEveryWrite)
   TpParameterString<char*, ClParameter, 0> p;
   p.SetName("Version");
   p.Bind(&pText, 3);
-  EXPECT_CL_THROW(p.SetFromString("a"), -21, "String memory ar too small");
+  EXPECT_CL_THROW(p.SetFromString("a"), -21, nullptr);
   p.SetSize(sizeof(buffer));
   p.SetFromString("1234567");
   EXPECT_STREQ("1234567", buffer);
   EXPECT_CL_THROW(p.SetFromString("12345678"), -21, nullptr);
-  EXPECT_CL_THROW(p.SetFromString(nullptr), -701, "Point is Null");
+  EXPECT_CL_THROW(p.SetFromString(nullptr), -701, nullptr);
   EXPECT_EQ(buffer, pText);
 
   uint64_t n = 3;
   EXPECT_FALSE(p.GetString(nullptr, n));
   EXPECT_EQ(8u, n);
-  EXPECT_CL_THROW(p.GetString(nullptr, n), -701, "Point is Null");
+  EXPECT_CL_THROW(p.GetString(nullptr, n), -701, nullptr);
 }

@@ -99,10 +99,9 @@ TEST(Labeling, MissingImagesAndTheKeptStack)
 {
   ClIpLabeling labeling;
   ClImage in, out;
-  for (const char* sz : {"Inputimage is missing", "Outputimage is missing"}) {
-    EXPECT_CL_THROW(labeling.Run(), -37, sz);
-    labeling.m_pInImage = &in;
-  }
+  EXPECT_CL_THROW(labeling.Run(), -37, nullptr);
+  labeling.m_pInImage = &in;
+  EXPECT_CL_THROW(labeling.Run(), -37, nullptr);
   // A comb: every tooth is a run pushed from the spine, so the stack grows by steps of
   // 100 and keeps its memory for the next run.
   GeoTest::Make(in, 400, 3, [](int32_t x, int32_t y) { return uint8_t(y == 0 || x % 2 == 0 ? 0 : 255); });

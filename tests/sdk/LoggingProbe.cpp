@@ -49,12 +49,12 @@ int main(int argc, char** argv)
       ClLiveScannerKX2::Log(7, "%s", text.c_str());
       std::printf("code 0\n");
     } catch (const ClException& e) {
-      std::printf("code %d %s\n", e.GetCode(), std::strchr(e.GetMessage(), '\n') + 1);
+      std::printf("code %d\n", e.GetCode());
     }
     try {
       ClLiveScannerKX2::Log(7, nullptr);
     } catch (const ClException& e) {
-      std::printf("null %d %s\n", e.GetCode(), std::strchr(e.GetMessage(), '\n') + 1);
+      std::printf("null %d\n", e.GetCode());
     }
     return 0;
   }
