@@ -12,8 +12,24 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 
 using GeoTest::At;
+
+namespace {
+
+// Sets the rectangle of a cut and gives the code of call on it (0 when it succeeds).
+template <class TCut, class TCall>
+int32_t CutCode(TCut& cut, TCall call, int32_t x0, int32_t y0, int32_t w, int32_t h)
+{
+  cut.m_nX0 = x0;
+  cut.m_nY0 = y0;
+  cut.m_nDestWidth = w;
+  cut.m_nDestHeight = h;
+  return CodeOf([&] { std::invoke(call, cut); });
+}
+
+} // namespace
 
 TEST(GeometrySubsample, MeanBlocksTakeWhatTheyHaveInSixteenBitSums)
 {
@@ -118,11 +134,7 @@ TEST(GeometryCut, TestsInOrderThenAnyTypeInPlace)
   ClIpCut cut;
   Wire(cut, in, out);
   auto fails = [&](int32_t x0, int32_t y0, int32_t w, int32_t h) {
-    cut.m_nX0 = x0;
-    cut.m_nY0 = y0;
-    cut.m_nDestWidth = w;
-    cut.m_nDestHeight = h;
-    return CodeOf([&] { cut.Run(); });
+    return CutCode(cut, &ClIpCut::Run, x0, y0, w, h);
   };
   EXPECT_EQ(-35, fails(-1, 0, 1, 1));
   EXPECT_EQ(-35, fails(0, -1, 1, 1));
@@ -159,11 +171,7 @@ TEST(GeometryTpCut, FrameTestsThenRectangleTests)
   EXPECT_EQ(-44, CodeOf([&] { cut.Process(); }));
   Wire(cut, in, out);
   auto fails = [&](int32_t x0, int32_t y0, int32_t w, int32_t h) {
-    cut.m_nX0 = x0;
-    cut.m_nY0 = y0;
-    cut.m_nDestWidth = w;
-    cut.m_nDestHeight = h;
-    return CodeOf([&] { cut.Process(); });
+    return CutCode(cut, &ClTpIpCut<uint8_t, uint8_t>::Process, x0, y0, w, h);
   };
   EXPECT_EQ(-35, fails(10, 0, 0, 0));
   EXPECT_EQ(-35, fails(0, 8, 0, 0));
