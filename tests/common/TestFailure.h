@@ -1,6 +1,6 @@
 #pragma once
 // What a statement throws: code, whole message and the text after the catalogue line.
-#include "sdk/Exceptions.h"
+#include "sdk/base/Exceptions.h"
 
 #include <gtest/gtest.h>
 

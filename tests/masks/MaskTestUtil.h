@@ -1,8 +1,8 @@
 #pragma once
 // Frames for the mask tests: simulator pictures as ClImage at 500 dpi, in the row order
 // the capture engine hands to the masks, and the measures the engine takes of a mask.
-#include "imaging/FpImage.h"
-#include "sdk/Exceptions.h"
+#include "imaging/model/FpImage.h"
+#include "sdk/base/Exceptions.h"
 #include "simulator/SimRender.h"
 
 #include <gtest/gtest.h>
