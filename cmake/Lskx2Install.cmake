@@ -54,25 +54,19 @@ install(CODE "
   file(WRITE \"${PROJECT_BINARY_DIR}/livescannerkx2.pc\" \"\${pc}\")" COMPONENT dev)
 install(FILES ${PROJECT_BINARY_DIR}/livescannerkx2.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
-if(EXISTS ${PROJECT_SOURCE_DIR}/examples)
-  install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/
-    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/liblivescannerkx2-dev/examples COMPONENT dev)
-endif()
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/
+  DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/liblivescannerkx2-dev/examples COMPONENT dev)
 
-if(TARGET kxScanAPI)
-  install(TARGETS kxScanAPI veltranofakefingerdetectionkx2
-    LIBRARY DESTINATION ${LSKX2_SIMULATOR_INSTALL_DIR} COMPONENT simulator)
-  file(RELATIVE_PATH LSKX2_SIMULATOR_FROM_BIN
-       /${CMAKE_INSTALL_BINDIR} /${LSKX2_SIMULATOR_INSTALL_DIR})
-  configure_file(${PROJECT_SOURCE_DIR}/cmake/livescannerkx2-sim.in
-                 ${PROJECT_BINARY_DIR}/livescannerkx2-sim @ONLY)
-  install(PROGRAMS ${PROJECT_BINARY_DIR}/livescannerkx2-sim
-    DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT simulator)
-endif()
+install(TARGETS kxScanAPI veltranofakefingerdetectionkx2
+  LIBRARY DESTINATION ${LSKX2_SIMULATOR_INSTALL_DIR} COMPONENT simulator)
+file(RELATIVE_PATH LSKX2_SIMULATOR_FROM_BIN
+     /${CMAKE_INSTALL_BINDIR} /${LSKX2_SIMULATOR_INSTALL_DIR})
+configure_file(${PROJECT_SOURCE_DIR}/cmake/livescannerkx2-sim.in
+               ${PROJECT_BINARY_DIR}/livescannerkx2-sim @ONLY)
+install(PROGRAMS ${PROJECT_BINARY_DIR}/livescannerkx2-sim
+  DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT simulator)
 
-if(TARGET lskx2)
-  install(TARGETS lskx2 RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-endif()
+install(TARGETS lskx2 RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/livescannerkx2
   DESTINATION ${LSKX2_PYTHON_INSTALL_DIR} COMPONENT python

@@ -1,6 +1,7 @@
 // Enumeration of the attached scanners, their names and the calibration test.
-#include "device/RDKXScanAPIWrapper.h"
+#include "device/RDKXScanAPIQuery.h"
 
+#include "device/RDKXScanAPIWrapper.h"
 #include "device/VeltranoKX1Wrapper.h"
 
 #include <boost/regex.hpp>

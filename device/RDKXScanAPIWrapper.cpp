@@ -1,7 +1,7 @@
 #include "device/RDKXScanAPIWrapper.h"
 
 #include "device/VeltranoKX1Wrapper.h"
-#include "sdk/RDLogging.h"
+#include "sdk/base/RDLogging.h"
 
 #include <cstring>
 

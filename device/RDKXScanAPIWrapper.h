@@ -3,19 +3,12 @@
 // version text, LEDs, device memory, control bytes, and the translation of the library's
 // failures into the SDK's exceptions. Enumeration and the scanner name live here too.
 #include "device/KXScanAPI.h"
+#include "device/RDKXScanAPIQuery.h"
 #include "device/RDMVScanAPIHandleBase.h"
 
 #include <list>
 #include <mutex>
 #include <string>
-
-// One scanner found by the enumeration.
-struct ScannerEntry
-{
-  std::string sName;  // the scanner name, as KX2 21234567
-  int32_t nInterface; // to be given to Open
-  uint32_t nType;     // model type code: 18 KX2, 19 KX1 or Q7, 38 KX10
-};
 
 class ClRDKXScanAPIWrapper : public ClRDMVScanAPIHandleBase
 {

@@ -1,7 +1,7 @@
 #include "device/VeltranoFakeFingerDetectionKX2Wrapper.h"
 
-#include "sdk/Exceptions.h"
-#include "sdk/RDLogging.h"
+#include "sdk/base/Exceptions.h"
+#include "sdk/base/RDLogging.h"
 
 #include <cstring>
 #include <cwchar>

@@ -1,6 +1,7 @@
 #include "imaging/ImageDataTypeCheck.h"
 
-#include "imaging/FpImage.h"
+#include "imaging/model/FpImage.h"
+#include "sdk/base/Exceptions.h"
 
 #include <cstdio>
 
@@ -32,22 +33,6 @@ void ClImageDataTypeCheck::CheckDataType(const ClImage& image) const
   std::snprintf(szText, sizeof(szText), "Input pixel type \"%s\" not supported by processor.",
                 DataTypeName(eType));
   LSKX2_THROW_MSG(szText, -33);
-}
-
-int32_t ClIpProcessorBase::Initialize()
-{
-  CheckInputType();
-  return 0;
-}
-
-bool ClIpProcessorBase::IsReady() const
-{
-  try {
-    CheckInputType();
-  } catch (const ClException&) {
-    return false;
-  }
-  return true;
 }
 
 } // namespace NewIpBase

@@ -1,9 +1,9 @@
 #pragma once
-// The list of input sample types a processor accepts, and the processor base that runs
-// the check in Initialize and IsReady.
-#include "imaging/DataType.h"
-#include "imaging/ProcessorBase.h"
-#include "imaging/TpArray.h"
+// The list of input sample types a processor accepts.
+#include "imaging/model/DataType.h"
+#include "imaging/model/TpArray.h"
+
+#include <cstdint>
 
 class ClImage;
 
@@ -28,23 +28,6 @@ public:
 
 private:
   TpArrayDynamic<EDataType, 8> m_DataTypes;
-};
-
-class ClIpProcessorBase : public ClProcessorBase, private ClImageDataTypeCheck
-{
-public:
-  // The type check; a bad type leaves by exception.
-  int32_t Initialize() override;
-  // The type check inside a handler: false instead of the exception.
-  bool IsReady() const override;
-
-protected:
-  using ClImageDataTypeCheck::AddDataType;
-  using ClImageDataTypeCheck::AddDataTypes;
-  using ClImageDataTypeCheck::CheckDataType;
-  using ClImageDataTypeCheck::CheckInputType;
-  using ClImageDataTypeCheck::GetDataType;
-  using ClImageDataTypeCheck::GetDataTypeCount;
 };
 
 } // namespace NewIpBase

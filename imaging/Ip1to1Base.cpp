@@ -1,6 +1,6 @@
 #include "imaging/Ip1to1Base.h"
 
-#include "imaging/FpImage.h"
+#include "imaging/model/FpImage.h"
 #include "imaging/TpDispatch.h"
 #include "parameters/ParameterContainer.h"
 #include "parameters/ParameterInterface.h"

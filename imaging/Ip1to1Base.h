@@ -7,7 +7,7 @@
 // a 256-entry table built from it when m_bUseLookUp is set) or, for speed, ProcessImage
 // with a typed kernel dispatched once on the input type (DispatchType). PrepareOutImage
 // shapes the output; by default like the input.
-#include "imaging/ImageDataTypeCheck.h"
+#include "imaging/IpProcessorBase.h"
 
 class ClImage;
 

@@ -1,44 +1,14 @@
 #include "imaging/ProcessorBase.h"
 
+#include "imaging/StopWatch.h"
 #include "parameters/ParameterContainer.h"
 
+#include <cstdarg>
 #include <cstdio>
+#include <typeinfo>
 
 ClProcessorLog* ClProcessorBase::s_pDefaultLog = nullptr;
 ClProcessorTiming* ClProcessorBase::s_pTiming = nullptr;
-
-void ClProcessorLog::Write(const char* szFormat, ...)
-{
-  va_list args;
-  va_start(args, szFormat);
-  WriteV(szFormat, args);
-  va_end(args);
-}
-
-void ClProcessorTiming::Add(const std::type_info& cls, double dSeconds)
-{
-  for (uint32_t i = 0; i < m_Records.Size(); ++i) {
-    if (*m_Records[i].pClass == cls) {
-      m_Records[i].dSeconds += dSeconds;
-      ++m_Records[i].nRuns;
-      return;
-    }
-  }
-  ClRecord record;
-  record.pClass = &cls;
-  record.dSeconds = dSeconds;
-  record.nRuns = 1;
-  m_Records.Add(record);
-}
-
-const ClProcessorTiming::ClRecord* ClProcessorTiming::Find(const std::type_info& cls) const
-{
-  for (uint32_t i = 0; i < m_Records.Size(); ++i) {
-    if (*m_Records[i].pClass == cls)
-      return &m_Records[i];
-  }
-  return nullptr;
-}
 
 ClProcessorBase::ClProcessorBase() : m_pLog(s_pDefaultLog)
 {

@@ -18,68 +18,16 @@
 //   - The work goes into Process(), or for the 1-to-1 and 2-to-1 bases into
 //     ProcessImage/ProcessImages: dispatch once per image with DispatchType(s) of
 //     imaging/TpDispatch.h onto a kernel template over raw rows (LineElements()).
-#include "imaging/TpArray.h"
+#include "imaging/ProcessorLog.h"
+#include "imaging/ProcessorTiming.h"
 #include "parameters/ParameterProvider.h"
-#include "sdk/Exceptions.h"
+#include "sdk/base/Exceptions.h"
 
-#include <chrono>
-#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
 #include <new>
-#include <typeinfo>
 
-class ClProcessorBase;
 class ClParameterContainer;
-
-namespace Vlt {
-
-// Elapsed seconds since construction on the monotonic high-resolution clock.
-class CXStopWatch
-{
-public:
-  CXStopWatch() : m_Start(std::chrono::steady_clock::now()) {}
-  double Elapsed() const
-  {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - m_Start).count();
-  }
-
-private:
-  std::chrono::steady_clock::time_point m_Start;
-};
-
-} // namespace Vlt
-
-// Where a processor reports its runs when logging is on. Nothing installs one by default.
-class ClProcessorLog
-{
-public:
-  virtual ~ClProcessorLog() = default;
-  virtual void BeginRun(const ClProcessorBase& processor) = 0;
-  virtual void WriteV(const char* szFormat, va_list args) = 0;
-  void Write(const char* szFormat, ...);
-};
-
-// Total seconds and number of runs per processor class; idle unless installed.
-class ClProcessorTiming
-{
-public:
-  struct ClRecord
-  {
-    const std::type_info* pClass = nullptr;
-    double dSeconds = 0;
-    uint32_t nRuns = 0;
-  };
-
-  void Add(const std::type_info& cls, double dSeconds);
-  uint32_t Size() const { return m_Records.Size(); }
-  const ClRecord& operator[](uint32_t i) const { return m_Records[i]; }
-  // The record of a class, or null.
-  const ClRecord* Find(const std::type_info& cls) const;
-
-private:
-  TpArrayDynamic<ClRecord, 10> m_Records;
-};
 
 class ClProcessorBase : public ClParameterProvider
 {

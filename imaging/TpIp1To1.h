@@ -13,8 +13,8 @@
 //
 // Process checks the pair (all failures -44) and creates the output unless the run is
 // in place with equal types.
-#include "imaging/FpImage.h"
-#include "sdk/Exceptions.h"
+#include "imaging/model/FpImage.h"
+#include "sdk/base/Exceptions.h"
 
 #include <cstdint>
 #include <type_traits>

@@ -1,6 +1,6 @@
 #pragma once
-#include "sdk/RDLogging.h"
-#include "sdk/TpSingleton.h"
+#include "sdk/base/RDLogging.h"
+#include "sdk/base/TpSingleton.h"
 
 #include <cstdint>
 

@@ -1,6 +1,6 @@
 #include "sdk/SafeHandle.h"
 
-#include "sdk/Exceptions.h"
+#include "sdk/base/Exceptions.h"
 
 #include <cstring>
 #include <mutex>

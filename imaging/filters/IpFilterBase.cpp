@@ -4,7 +4,7 @@
 #include "imaging/geometry/IpSplitPlanes.h"
 #include "parameters/ParameterContainer.h"
 #include "parameters/ParameterInterface.h"
-#include "sdk/Exceptions.h"
+#include "sdk/base/Exceptions.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include "imaging/TpDispatch.h"
 #include "imaging/filters/MeanKernels.h"
-#include "sdk/Exceptions.h"
+#include "sdk/base/Exceptions.h"
 
 #include <cmath>
 #include <new>

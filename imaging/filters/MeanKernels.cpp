@@ -1,7 +1,7 @@
 // Vectorized hot paths of the mean filters.
 #pragma GCC optimize("O3")
 #include "imaging/filters/MeanKernels.h"
-#include "imaging/operators/VectorKernel.h"
+#include "imaging/VectorKernel.h"
 
 namespace {
 

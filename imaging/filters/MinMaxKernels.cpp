@@ -6,7 +6,7 @@
 // float callers test for first.
 #pragma GCC optimize("O3")
 #include "imaging/filters/MinMaxKernels.h"
-#include "imaging/operators/VectorKernel.h"
+#include "imaging/VectorKernel.h"
 
 #include <cstring>
 #include <limits>

@@ -5,8 +5,9 @@
 // row pass and a column pass, each with its size forced odd and a rounding term of half
 // the size (for integer sums) that stays when the window shrinks at the border.
 // Instances: uint8 with uint32 sums, float32 with double sums.
+#include "imaging/TpIpFilterSeparable.h"
+#include "imaging/filters/FilterWork.h"
 #include "imaging/filters/MeanKernels.h"
-#include "imaging/filters/TpIpFilterWork.h"
 
 #include <limits>
 #include <type_traits>

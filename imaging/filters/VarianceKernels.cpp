@@ -4,7 +4,7 @@
 // bit for bit that of the walk in the output type.
 #pragma GCC optimize("O3")
 #include "imaging/filters/VarianceKernels.h"
-#include "imaging/operators/VectorKernel.h"
+#include "imaging/VectorKernel.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 // carried out in the output's sample type, step by step, so that a narrow integer output
 // wraps as it would in a table of that type.
 #include "imaging/filters/WindowWalk.h"
-#include "imaging/operators/SampleConvert.h"
+#include "imaging/SampleConvert.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -3,7 +3,7 @@
 #include "imaging/geometry/IpRescale.h"
 
 #include "imaging/geometry/RescaleKernels.h"
-#include "imaging/operators/SampleConvert.h"
+#include "imaging/SampleConvert.h"
 #include "parameters/ParameterContainer.h"
 #include "parameters/ParameterInterface.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 // ClIpResize: enlargement by an integer factor, each pixel repeated as a block, into a
 // "uint8" image of a given or derived size.
-#include "imaging/FpImage.h"
+#include "imaging/model/FpImage.h"
 #include "imaging/ProcessorBase.h"
 #include "imaging/geometry/IpJoinPlanes.h"
 #include "imaging/geometry/IpSplitPlanes.h"

@@ -1,7 +1,7 @@
 #include "imaging/histogram/Histogram.h"
 
-#include "imaging/FpImage.h"
-#include "sdk/Exceptions.h"
+#include "imaging/model/FpImage.h"
+#include "sdk/base/Exceptions.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,6 +1,6 @@
 #include "imaging/histogram/IpStretchRangeGlobal.h"
 
-#include "imaging/operators/SampleConvert.h"
+#include "imaging/SampleConvert.h"
 #include "parameters/ParameterContainer.h"
 #include "parameters/ParameterInterface.h"
 

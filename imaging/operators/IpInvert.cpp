@@ -1,6 +1,6 @@
 #include "imaging/operators/IpInvert.h"
 
-#include "imaging/FpImage.h"
+#include "imaging/model/FpImage.h"
 
 ClIpInvert::ClIpInvert()
 {

@@ -2,7 +2,7 @@
 
 #include "imaging/geometry/IpJoinPlanes.h"
 #include "imaging/geometry/IpSplitPlanes.h"
-#include "sdk/Exceptions.h"
+#include "sdk/base/Exceptions.h"
 
 #include <cstring>
 

@@ -1,7 +1,7 @@
 // Element-wise kernels: input and output may be one buffer.
 #pragma GCC optimize("O3")
 #include "imaging/operators/OperatorKernels.h"
-#include "imaging/operators/VectorKernel.h"
+#include "imaging/VectorKernel.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "simulator/device/SimConfig.h"
 
-#include "simulator/render/JsonTree.h"
+#include "simulator/JsonTree.h"
 
 #include <algorithm>
 #include <cstring>

@@ -6,7 +6,7 @@
 //   KXSIM_FD_NO_EXTENDED            no FD_KX2ExtendedAccess (optional entry missing)
 //   KXSIM_FD_NO_ERROR_DESCRIPTION   no FD_KX2GetErrorDescriptionA (required entry missing)
 #include "simulator/render/LivenessScore.h"
-#include "simulator/render/JsonTree.h"
+#include "simulator/JsonTree.h"
 
 #include <boost/property_tree/json_parser.hpp>
 

@@ -1,5 +1,5 @@
 // Reading fingers and scripts from JSON.
-#include "simulator/render/JsonTree.h"
+#include "simulator/JsonTree.h"
 #include "simulator/render/Script.h"
 
 namespace kxsim {

@@ -1,5 +1,5 @@
-#include "imaging/TpArray.h"
-#include "imaging/Vector.h"
+#include "imaging/model/TpArray.h"
+#include "imaging/model/Vector.h"
 #include "tests/common/TestFailure.h"
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-#include "imaging/Bitmap.h"
-#include "imaging/FpImage.h"
+#include "imaging/model/Bitmap.h"
+#include "imaging/model/FpImage.h"
 #include "tests/common/TestFailure.h"
 
 #include <cmath>

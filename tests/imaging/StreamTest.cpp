@@ -1,4 +1,4 @@
-#include "imaging/MemoryStream.h"
+#include "imaging/model/MemoryStream.h"
 #include "tests/common/TestFailure.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // The KX10 mask and its segmenter on simulator frames.
-#include "imaging/FpImage.h"
-#include "imaging/operators/SampleConvert.h"
+#include "imaging/model/FpImage.h"
+#include "imaging/SampleConvert.h"
 #include "masks/IpKX10MaskR2.h"
 #include "masks/IpKX10SegmentMaskR2.h"
 #include "tests/common/TestFailure.h"

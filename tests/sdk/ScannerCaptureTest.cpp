@@ -191,8 +191,6 @@ TEST_F(ScannerExports, LivenessModeScoresTheStillFinger)
 
 TEST_F(ScannerExports, RollUntilFinishedThenAgainAfterReset)
 {
-  if (!LSKX2_HAS_ROLL)
-    GTEST_SKIP() << "built without the roll processor";
   ASSERT_EQ(LS_KX2SetCaptureMode(m_h, LS_KX2_MODE_ROLL), 0);
   EXPECT_EQ(Mode(m_h), LS_KX2_MODE_ROLL);
   EXPECT_EQ(Fetch(m_h, LS_KX2GetImage).nCode, -103);

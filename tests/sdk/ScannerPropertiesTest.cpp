@@ -66,10 +66,7 @@ TEST_F(ScannerExports, HandlePropertiesDefaultsAndWrites)
   EXPECT_EQ(Text(m_h, "NMASKSENSITIVITY"), "3");
 
   std::vector<const char*> flags = {"nUseFastMask", "nRolledPostProcess",
-                                    "nAverageLivenessScoreMode"};
-  // The settling switch lives in the roll processor, which a build may lack.
-  if (LSKX2_HAS_ROLL)
-    flags.push_back("nRollFingerStartMode");
+                                    "nAverageLivenessScoreMode", "nRollFingerStartMode"};
   for (const char* szName : flags) {
     SCOPED_TRACE(szName);
     const int32_t nOld = Long(m_h, szName);

@@ -1,4 +1,4 @@
-#include "sdk/Exceptions.h"
+#include "sdk/base/Exceptions.h"
 
 #include <gtest/gtest.h>
 

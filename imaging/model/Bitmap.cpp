@@ -1,6 +1,6 @@
-#include "imaging/Bitmap.h"
+#include "imaging/model/Bitmap.h"
 
-#include "sdk/Exceptions.h"
+#include "sdk/base/Exceptions.h"
 
 #include <cstdint>
 #include <cstring>

@@ -1,7 +1,7 @@
-#include "imaging/FpImage.h"
+#include "imaging/model/FpImage.h"
 
-#include "imaging/Bitmap.h"
-#include "sdk/Exceptions.h"
+#include "imaging/model/Bitmap.h"
+#include "sdk/base/Exceptions.h"
 
 #include <climits>
 #include <cstring>

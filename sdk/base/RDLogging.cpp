@@ -1,6 +1,6 @@
-#include "sdk/RDLogging.h"
+#include "sdk/base/RDLogging.h"
 
-#include "sdk/Exceptions.h"
+#include "sdk/base/Exceptions.h"
 
 #include <boost/date_time/posix_time/posix_time.hpp>
 

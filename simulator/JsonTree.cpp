@@ -1,4 +1,4 @@
-#include "simulator/render/JsonTree.h"
+#include "simulator/JsonTree.h"
 
 #include <boost/property_tree/json_parser.hpp>
 

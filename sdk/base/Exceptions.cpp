@@ -1,6 +1,6 @@
-#include "sdk/Exceptions.h"
+#include "sdk/base/Exceptions.h"
 
-#include "sdk/ErrorCatalogue.h"
+#include "sdk/base/ErrorCatalogue.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "sdk/ErrorCatalogue.h"
+#include "sdk/base/ErrorCatalogue.h"
 
 #define LSKX2_ROW(code, name, text) { code, text, L"" text, #name, L"" #name }
 

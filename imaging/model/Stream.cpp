@@ -1,6 +1,6 @@
-#include "imaging/Stream.h"
+#include "imaging/model/Stream.h"
 
-#include "sdk/Exceptions.h"
+#include "sdk/base/Exceptions.h"
 
 #include <cstring>
 #include <new>

@@ -1,6 +1,6 @@
-#include "sdk/SDKHelper.h"
+#include "sdk/base/SDKHelper.h"
 
-#include "sdk/Exceptions.h"
+#include "sdk/base/Exceptions.h"
 
 #include <cstring>
 

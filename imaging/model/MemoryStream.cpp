@@ -1,6 +1,6 @@
-#include "imaging/MemoryStream.h"
+#include "imaging/model/MemoryStream.h"
 
-#include "sdk/Exceptions.h"
+#include "sdk/base/Exceptions.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,0 +1,23 @@
+#include "imaging/IpProcessorBase.h"
+
+#include "sdk/base/Exceptions.h"
+
+namespace NewIpBase {
+
+int32_t ClIpProcessorBase::Initialize()
+{
+  CheckInputType();
+  return 0;
+}
+
+bool ClIpProcessorBase::IsReady() const
+{
+  try {
+    CheckInputType();
+  } catch (const ClException&) {
+    return false;
+  }
+  return true;
+}
+
+} // namespace NewIpBase
