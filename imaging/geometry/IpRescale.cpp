@@ -2,6 +2,7 @@
 // The kernels themselves are in RescaleKernels.
 #include "imaging/geometry/IpRescale.h"
 
+#include "imaging/ImageArguments.h"
 #include "imaging/geometry/RescaleKernels.h"
 #include "imaging/operators/SampleConvert.h"
 #include "parameters/ParameterContainer.h"
@@ -187,10 +188,7 @@ int32_t ClIpRescale::Initialize()
 
 int32_t ClIpRescale::Process()
 {
-  if (!m_pInImage)
-    LSKX2_THROW_MSG("m_pInImage is not set", -701);
-  if (!m_pOutImage)
-    LSKX2_THROW_MSG("m_pOutImage is not set", -701);
+  RequireImages(m_pInImage, m_pOutImage);
   const ClImage& in = *m_pInImage;
   if (!HasGeometry(in))
     return -35;

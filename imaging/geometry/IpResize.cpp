@@ -1,5 +1,6 @@
 #include "imaging/geometry/IpResize.h"
 
+#include "imaging/ImageArguments.h"
 #include "parameters/ParameterContainer.h"
 #include "parameters/ParameterInterface.h"
 
@@ -37,12 +38,7 @@ void ClIpResize::BindParameters(ClParameterContainer& container)
 
 int32_t ClIpResize::Process()
 {
-  if (!m_pInImage)
-    LSKX2_THROW_MSG("m_pInImage is not set", -701);
-  if (!m_pOutImage)
-    LSKX2_THROW_MSG("m_pOutImage is not set", -701);
-  if (!m_pInImage->Data())
-    LSKX2_THROW_MSG("m_pInImage->Data() is not set", -701);
+  RequireImagesWithData(m_pInImage, m_pOutImage);
   if (m_nScaleFactor < 1)
     return -35;
   if (m_pInImage->Planes() > 1)

@@ -1,0 +1,31 @@
+#include "imaging/ImageArguments.h"
+
+#include "imaging/FpImage.h"
+#include "sdk/Exceptions.h"
+
+void RequireImages(const ClImage* pIn, const ClImage* pOut)
+{
+  if (!pIn)
+    LSKX2_THROW_MSG("m_pInImage is not set", -701);
+  if (!pOut)
+    LSKX2_THROW_MSG("m_pOutImage is not set", -701);
+}
+
+void RequireImagesWithData(const ClImage* pIn, const ClImage* pOut)
+{
+  RequireImages(pIn, pOut);
+  if (!pIn->Data())
+    LSKX2_THROW_MSG("m_pInImage->Data() is not set", -701);
+}
+
+void CheckTemplateImages(const ClImage* pIn, const ClImage* pOut, uint32_t nSampleSize)
+{
+  if (!pIn)
+    LSKX2_THROW_MSG("Input image must not be NULL.", -44);
+  if (!pOut)
+    LSKX2_THROW_MSG("Output image must not be NULL.", -44);
+  if (pIn->SampleSize() != nSampleSize)
+    LSKX2_THROW_MSG("Datatype size of input images and processor configuration differs.", -44);
+  if (pIn->Planes() != 1)
+    LSKX2_THROW_MSG("Only single plane images supported.", -44);
+}
