@@ -1,6 +1,5 @@
 #include "imaging/geometry/IpSubsample.h"
 
-#include "imaging/ImageArguments.h"
 #include "imaging/TpDispatch.h"
 
 #include <algorithm>
@@ -104,7 +103,10 @@ int32_t ClIpSubsample::Process()
     if (eType != eUInt8 && eType != eInt8 && eType != eUInt16 && eType != eInt16)
       LSKX2_THROW_MSG("unsupported image type", -103);
   }
-  RequireImages(m_pInImage, m_pOutImage);
+  if (!m_pInImage)
+    LSKX2_THROW_MSG("m_pInImage is not set", -701);
+  if (!m_pOutImage)
+    LSKX2_THROW_MSG("m_pOutImage is not set", -701);
 
   // A share keeps the input readable when the output is the same object.
   m_Keep.Share(*m_pInImage);
