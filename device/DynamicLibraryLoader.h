@@ -38,6 +38,12 @@ public:
   void Unload();
   // Mandatory form raises -206 with the entry's name; the optional form gives null.
   void* LoadSymbol(const char* szName, bool bMandatory = true);
+  // LoadSymbol into a typed entry of a function table.
+  template <class TpEntry>
+  void BindSymbol(TpEntry& entry, const char* szName, bool bMandatory = true)
+  {
+    entry = reinterpret_cast<TpEntry>(LoadSymbol(szName, bMandatory));
+  }
 
   bool IsLoaded() const { return m_hModule != nullptr; }
   // The name the module was loaded by: the search result or the file as given.

@@ -8,12 +8,6 @@
 #include <string>
 
 namespace {
-template <class TpEntry>
-void Bind(TpEntry& slot, void* pSymbol)
-{
-  slot = reinterpret_cast<TpEntry>(pSymbol);
-}
-
 // One character of UTF-8 text; a byte that starts no valid sequence gives U+FFFD and
 // counts alone. Never reads past the terminator.
 uint32_t DecodeUtf8(const unsigned char*& p)
@@ -63,21 +57,20 @@ void ClVeltranoFakeFingerDetectionKX2Wrapper::Load(const char* szPath, const cha
 
 void ClVeltranoFakeFingerDetectionKX2Wrapper::Resolve()
 {
-  Bind(FD_KX2Initialize, LoadSymbol("FD_KX2Initialize"));
-  Bind(FD_KX2Uninitialize, LoadSymbol("FD_KX2Uninitialize"));
-  Bind(FD_KX2CreateHandle, LoadSymbol("FD_KX2CreateHandle"));
-  Bind(FD_KX2DestroyHandle, LoadSymbol("FD_KX2DestroyHandle"));
-  Bind(FD_KX2GetFakeFingerDetectionScore, LoadSymbol("FD_KX2GetFakeFingerDetectionScore"));
-  Bind(FD_KX2SetPropertyA, LoadSymbol("FD_KX2SetPropertyA"));
-  Bind(FD_KX2SetPropertyLongA, LoadSymbol("FD_KX2SetPropertyLongA"));
-  Bind(FD_KX2SetPropertyDoubleA, LoadSymbol("FD_KX2SetPropertyDoubleA"));
-  Bind(FD_KX2GetPropertyA, LoadSymbol("FD_KX2GetPropertyA"));
-  Bind(FD_KX2GetPropertyLongA, LoadSymbol("FD_KX2GetPropertyLongA"));
-  Bind(FD_KX2GetPropertyDoubleA, LoadSymbol("FD_KX2GetPropertyDoubleA"));
-  Bind(FD_KX2GetErrorDescriptionA, LoadSymbol("FD_KX2GetErrorDescriptionA"));
-  Bind(FD_KX2ExtendedAccess, LoadSymbol("FD_KX2ExtendedAccess", false));
-  Bind(FD_KX2GetFakeFingerDetectionScores,
-       LoadSymbol("FD_KX2GetFakeFingerDetectionScores", false));
+  BindSymbol(FD_KX2Initialize, "FD_KX2Initialize");
+  BindSymbol(FD_KX2Uninitialize, "FD_KX2Uninitialize");
+  BindSymbol(FD_KX2CreateHandle, "FD_KX2CreateHandle");
+  BindSymbol(FD_KX2DestroyHandle, "FD_KX2DestroyHandle");
+  BindSymbol(FD_KX2GetFakeFingerDetectionScore, "FD_KX2GetFakeFingerDetectionScore");
+  BindSymbol(FD_KX2SetPropertyA, "FD_KX2SetPropertyA");
+  BindSymbol(FD_KX2SetPropertyLongA, "FD_KX2SetPropertyLongA");
+  BindSymbol(FD_KX2SetPropertyDoubleA, "FD_KX2SetPropertyDoubleA");
+  BindSymbol(FD_KX2GetPropertyA, "FD_KX2GetPropertyA");
+  BindSymbol(FD_KX2GetPropertyLongA, "FD_KX2GetPropertyLongA");
+  BindSymbol(FD_KX2GetPropertyDoubleA, "FD_KX2GetPropertyDoubleA");
+  BindSymbol(FD_KX2GetErrorDescriptionA, "FD_KX2GetErrorDescriptionA");
+  BindSymbol(FD_KX2ExtendedAccess, "FD_KX2ExtendedAccess", false);
+  BindSymbol(FD_KX2GetFakeFingerDetectionScores, "FD_KX2GetFakeFingerDetectionScores", false);
 }
 
 bool ClVeltranoFakeFingerDetectionKX2Wrapper::ReadAverageLiveness(FDHandle hHandle)

@@ -64,67 +64,59 @@ ClVeltranoKX1Wrapper::ClVeltranoKX1Wrapper(const char* szSearchPath, const char*
 
 ClVeltranoKX1Wrapper::~ClVeltranoKX1Wrapper() = default;
 
-namespace {
-template <class TpEntry>
-void Bind(ClDynamicLibraryLoader& loader, TpEntry& slot, const char* szName, bool bMandatory)
-{
-  slot = reinterpret_cast<TpEntry>(loader.LoadSymbol(szName, bMandatory));
-}
-} // namespace
-
 void ClVeltranoKX1Wrapper::ResolveTable()
 {
   ClKXScanAPITable& t = g_KXScanAPI;
   // Entries nothing calls still refuse the library when absent: they mark the oldest
   // library version this system works with.
-  Bind(*this, t.ftrScanOpenDevice, "ftrScanOpenDevice", true);
-  Bind(*this, t.ftrScanOpenDeviceOnInterface, "ftrScanOpenDeviceOnInterface", true);
-  Bind(*this, t.ftrScanCloseDevice, "ftrScanCloseDevice", true);
-  Bind(*this, t.ftrScanSetOptions, "ftrScanSetOptions", true);
-  Bind(*this, t.ftrScanGetOptions, "ftrScanGetOptions", true);
-  Bind(*this, t.ftrScanGetDeviceInfo, "ftrScanGetDeviceInfo", true);
-  Bind(*this, t.ftrScanGetInterfaces, "ftrScanGetInterfaces", true);
-  Bind(*this, t.ftrSetBaseInterface, "ftrSetBaseInterface", true);
-  Bind(*this, t.ftrGetBaseInterfaceNumber, "ftrGetBaseInterfaceNumber", true);
-  Bind(*this, t.ftrScanGetFakeReplicaInterval, "ftrScanGetFakeReplicaInterval", true);
-  Bind(*this, t.ftrScanSetFakeReplicaInterval, "ftrScanSetFakeReplicaInterval", true);
-  Bind(*this, t.ftrScanGetLFDParameters, "ftrScanGetLFDParameters", true);
-  Bind(*this, t.ftrScanSetLFDParameters, "ftrScanSetLFDParameters", true);
-  Bind(*this, t.ftrScanGetImageSize, "ftrScanGetImageSize", true);
-  Bind(*this, t.ftrScanGetImage, "ftrScanGetImage", true);
-  Bind(*this, t.ftrScanGetFuzzyImage, "ftrScanGetFuzzyImage", true);
-  Bind(*this, t.ftrScanGetBacklightImage, "ftrScanGetBacklightImage", true);
-  Bind(*this, t.ftrScanGetDarkImage, "ftrScanGetDarkImage", true);
-  Bind(*this, t.ftrScanGetImageByVariableDose, "ftrScanGetImageByVariableDose", true);
-  Bind(*this, t.ftrScanIsFingerPresent, "ftrScanIsFingerPresent", true);
-  Bind(*this, t.ftrScanGetFrame, "ftrScanGetFrame", true);
-  Bind(*this, t.ftrScanSetDiodesStatus, "ftrScanSetDiodesStatus", true);
-  Bind(*this, t.ftrScanGetSerialNumber, "ftrScanGetSerialNumber", true);
+  BindSymbol(t.ftrScanOpenDevice, "ftrScanOpenDevice");
+  BindSymbol(t.ftrScanOpenDeviceOnInterface, "ftrScanOpenDeviceOnInterface");
+  BindSymbol(t.ftrScanCloseDevice, "ftrScanCloseDevice");
+  BindSymbol(t.ftrScanSetOptions, "ftrScanSetOptions");
+  BindSymbol(t.ftrScanGetOptions, "ftrScanGetOptions");
+  BindSymbol(t.ftrScanGetDeviceInfo, "ftrScanGetDeviceInfo");
+  BindSymbol(t.ftrScanGetInterfaces, "ftrScanGetInterfaces");
+  BindSymbol(t.ftrSetBaseInterface, "ftrSetBaseInterface");
+  BindSymbol(t.ftrGetBaseInterfaceNumber, "ftrGetBaseInterfaceNumber");
+  BindSymbol(t.ftrScanGetFakeReplicaInterval, "ftrScanGetFakeReplicaInterval");
+  BindSymbol(t.ftrScanSetFakeReplicaInterval, "ftrScanSetFakeReplicaInterval");
+  BindSymbol(t.ftrScanGetLFDParameters, "ftrScanGetLFDParameters");
+  BindSymbol(t.ftrScanSetLFDParameters, "ftrScanSetLFDParameters");
+  BindSymbol(t.ftrScanGetImageSize, "ftrScanGetImageSize");
+  BindSymbol(t.ftrScanGetImage, "ftrScanGetImage");
+  BindSymbol(t.ftrScanGetFuzzyImage, "ftrScanGetFuzzyImage");
+  BindSymbol(t.ftrScanGetBacklightImage, "ftrScanGetBacklightImage");
+  BindSymbol(t.ftrScanGetDarkImage, "ftrScanGetDarkImage");
+  BindSymbol(t.ftrScanGetImageByVariableDose, "ftrScanGetImageByVariableDose");
+  BindSymbol(t.ftrScanIsFingerPresent, "ftrScanIsFingerPresent");
+  BindSymbol(t.ftrScanGetFrame, "ftrScanGetFrame");
+  BindSymbol(t.ftrScanSetDiodesStatus, "ftrScanSetDiodesStatus");
+  BindSymbol(t.ftrScanGetSerialNumber, "ftrScanGetSerialNumber");
 
-  Bind(*this, t.ftrScanGetVersion, "ftrScanGetVersion", false);
-  Bind(*this, t.ftrScanGetExtMemorySize, "ftrScanGetExtMemorySize", false);
-  Bind(*this, t.ftrScanSaveExtMemory, "ftrScanSaveExtMemory", false);
-  Bind(*this, t.ftrScanRestoreExtMemory, "ftrScanRestoreExtMemory", false);
-  Bind(*this, t.ftrScanGetLastError, "ftrScanGetLastError", false);
-  Bind(*this, t.ftrSetLoggingFacilityLevel, "ftrSetLoggingFacilityLevel", false);
-  Bind(*this, t.ftrScanGetRawImageSize, "ftrScanGetRawImageSize", false);
-  Bind(*this, t.ftrScanGetRawImageByVariableDose, "ftrScanGetRawImageByVariableDose", false);
-  Bind(*this, t.ftrScanRollStart, "ftrScanRollStart", false);
-  Bind(*this, t.ftrScanRollStarWithVariableDose, "ftrScanRollStarWithVariableDose", false);
-  Bind(*this, t.ftrScanRollAbort, "ftrScanRollAbort", false);
-  Bind(*this, t.ftrScanRollGetImage, "ftrScanRollGetImage", false);
-  Bind(*this, t.ftrScanRollGetFrameParameters, "ftrScanRollGetFrameParameters", false);
-  Bind(*this, t.ftrScanGetImage2, "ftrScanGetImage2", false);
-  Bind(*this, t.ftrScanSave7ControlBytes, "ftrScanSave7ControlBytes", false);
-  Bind(*this, t.ftrScanRestore7ControlBytes, "ftrScanRestore7ControlBytes", false);
-  Bind(*this, t.ftrScanChangeSystemNotification, "ftrScanChangeSystemNotification", false);
-  Bind(*this, t.ftrScanControlPin3, "ftrScanControlPin3", false);
-  Bind(*this, t.ftrScanGlobalSetOptions, "ftrScanGlobalSetOptions", false);
-  Bind(*this, t.ftrScanSaveSerialNumber, "ftrScanSaveSerialNumber", false);
-  Bind(*this, t.ftrScanGetImageSizes, "ftrScanGetImageSizes", false);
-  Bind(*this, t.ftrScanGetImageOfSpecificSize, "ftrScanGetImageOfSpecificSize", false);
-  Bind(*this, t.ftrScanGetImageOfSpecificSize2, "ftrScanGetImageOfSpecificSize2", false);
-  Bind(*this, t.ftrScanOpenDeviceWithIoContext, "ftrScanOpenDeviceWithIoContext", false);
+  BindSymbol(t.ftrScanGetVersion, "ftrScanGetVersion", false);
+  BindSymbol(t.ftrScanGetExtMemorySize, "ftrScanGetExtMemorySize", false);
+  BindSymbol(t.ftrScanSaveExtMemory, "ftrScanSaveExtMemory", false);
+  BindSymbol(t.ftrScanRestoreExtMemory, "ftrScanRestoreExtMemory", false);
+  BindSymbol(t.ftrScanGetLastError, "ftrScanGetLastError", false);
+  BindSymbol(t.ftrSetLoggingFacilityLevel, "ftrSetLoggingFacilityLevel", false);
+  BindSymbol(t.ftrScanGetRawImageSize, "ftrScanGetRawImageSize", false);
+  BindSymbol(t.ftrScanGetRawImageByVariableDose, "ftrScanGetRawImageByVariableDose", false);
+  BindSymbol(t.ftrScanRollStart, "ftrScanRollStart", false);
+  BindSymbol(t.ftrScanRollStarWithVariableDose, "ftrScanRollStarWithVariableDose", false);
+  BindSymbol(t.ftrScanRollAbort, "ftrScanRollAbort", false);
+  BindSymbol(t.ftrScanRollGetImage, "ftrScanRollGetImage", false);
+  BindSymbol(t.ftrScanRollGetFrameParameters, "ftrScanRollGetFrameParameters", false);
+  BindSymbol(t.ftrScanGetImage2, "ftrScanGetImage2", false);
+  BindSymbol(t.ftrScanSave7ControlBytes, "ftrScanSave7ControlBytes", false);
+  BindSymbol(t.ftrScanRestore7ControlBytes, "ftrScanRestore7ControlBytes", false);
+  BindSymbol(t.ftrScanChangeSystemNotification, "ftrScanChangeSystemNotification", false);
+  BindSymbol(t.ftrScanControlPin3, "ftrScanControlPin3", false);
+  BindSymbol(t.ftrScanGlobalSetOptions, "ftrScanGlobalSetOptions", false);
+  BindSymbol(t.ftrScanSaveSerialNumber, "ftrScanSaveSerialNumber", false);
+  BindSymbol(t.ftrScanGetImageSizes, "ftrScanGetImageSizes", false);
+  BindSymbol(t.ftrScanGetImageOfSpecificSize, "ftrScanGetImageOfSpecificSize", false);
+  BindSymbol(t.ftrScanGetImageOfSpecificSize2, "ftrScanGetImageOfSpecificSize2", false);
+  BindSymbol(t.ftrScanOpenDeviceWithIoContext, "ftrScanOpenDeviceWithIoContext", false);
 }
 
 void ClVeltranoKX1Wrapper::Pin()

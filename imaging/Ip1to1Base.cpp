@@ -1,6 +1,7 @@
 #include "imaging/Ip1to1Base.h"
 
 #include "imaging/model/FpImage.h"
+#include "imaging/ImageArguments.h"
 #include "imaging/TpDispatch.h"
 #include "parameters/ParameterContainer.h"
 #include "parameters/ParameterInterface.h"
@@ -83,12 +84,7 @@ void ClIp1to1Base::CheckInputType() const
 
 int32_t ClIp1to1Base::Process()
 {
-  if (!m_pInImage)
-    LSKX2_THROW_MSG("m_pInImage is not set", -701);
-  if (!m_pOutImage)
-    LSKX2_THROW_MSG("m_pOutImage is not set", -701);
-  if (!m_pInImage->Data())
-    LSKX2_THROW_MSG("m_pInImage->Data() is not set", -701);
+  RequireImagesWithData(m_pInImage, m_pOutImage);
   ClImage temp;
   if (m_bInPlace) {
     if (m_pInImage != m_pOutImage)

@@ -1,6 +1,7 @@
 #include "imaging/Ip2to1Base.h"
 
 #include "imaging/model/FpImage.h"
+#include "imaging/OutImageType.h"
 #include "imaging/TpDispatch.h"
 #include "parameters/ParameterContainer.h"
 #include "parameters/ParameterInterface.h"
@@ -11,10 +12,6 @@
 #include <limits>
 
 namespace {
-
-const char s_aTypeChoices[] = "unsigned char\0signed char\0unsigned short\0signed short\0"
-                              "unsigned int\0signed int\0float\0double\0default\0";
-const int32_t s_anTypeValues[] = {1, 129, 2, 130, 4, 132, 196, 200, 255};
 
 // Pastes src into target at (nCol, nRow) with conversion to the target's type. Equal
 // plane counts copy straight, one plane into three is written three times, anything
@@ -94,7 +91,7 @@ void ClIp2to1Base::DeclareInterface(ClParameterInterface& itf)
   itf.AddImage(&m_pOutImage, "OutImage", "Out: Output Image", I::eOut, 1, 1);
   I::ClParameter* p = itf.AddChoice(&m_eOutImageType, "OutImageType", "In: OutImage Datatype",
                                     nullptr, I::eIn);
-  I::SetChoices(p, s_aTypeChoices, s_anTypeValues);
+  I::SetChoices(p, ClOutImageType::s_szChoices, ClOutImageType::s_anValues);
   itf.AddBool(&m_bSizeMustBeEqual, "SizeMustBeEqual", "Bool: Size must be equal", I::eIn);
   itf.AddDouble(&m_dFillColor, "FillColor", "Double: Fillcolor for Offset-Images", I::eIn, 0, 255);
   itf.AddInteger(&m_nOffsetX, "OffsetX", "Long: Offset of Image2 to Image1 in x-direction", I::eIn,
@@ -109,14 +106,7 @@ void ClIp2to1Base::BindParameters(ClParameterContainer& container)
   container.CreatePointer<ClImage>("pInImage2")->Bind(&m_pInImage2, 1);
   container.CreatePointer<ClImage>("pOutImage")->Bind(&m_pOutImage, 2);
 
-  auto* pType = container.CreateEnum<unsigned char>("OutImageType");
-  const char* szChoice = s_aTypeChoices;
-  for (int32_t nValue : s_anTypeValues) {
-    pType->AddEntry(static_cast<unsigned char>(nValue), szChoice);
-    szChoice += std::strlen(szChoice) + 1;
-  }
-  // The member is an 8-bit enumeration, read and written as its byte.
-  pType->Bind(reinterpret_cast<unsigned char*>(&m_eOutImageType), 3);
+  ClOutImageType::Bind(container, m_eOutImageType);
 
   auto* pEqual = container.CreateEnum<bool>("SizeMustBeEqual");
   pEqual->AddEntry(true, "true");

@@ -14,6 +14,7 @@
 // Process checks the pair (all failures -44) and creates the output unless the run is
 // in place with equal types.
 #include "imaging/model/FpImage.h"
+#include "imaging/ImageArguments.h"
 #include "sdk/base/Exceptions.h"
 
 #include <cstdint>
@@ -38,14 +39,7 @@ int32_t ClTpIp1To1<Derived>::Process()
 {
   using TIn = typename Derived::InType;
   using TOut = typename Derived::OutType;
-  if (!m_pInImage)
-    LSKX2_THROW_MSG("Input image must not be NULL.", -44);
-  if (!m_pOutImage)
-    LSKX2_THROW_MSG("Output image must not be NULL.", -44);
-  if (m_pInImage->SampleSize() != sizeof(TIn))
-    LSKX2_THROW_MSG("Datatype size of input images and processor configuration differs.", -44);
-  if (m_pInImage->Planes() != 1)
-    LSKX2_THROW_MSG("Only single plane images supported.", -44);
+  CheckTemplateImages(m_pInImage, m_pOutImage, sizeof(TIn));
   if (m_pInImage == m_pOutImage) {
     if (!std::is_same<TIn, TOut>::value)
       LSKX2_THROW_MSG("In place processing not possible with different in and out types.", -44);

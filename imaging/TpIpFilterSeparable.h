@@ -4,6 +4,7 @@
 // Process checks the pair and the window (all failures -44): never in place, window
 // sizes odd or 0, and not larger than the image.
 #include "imaging/model/FpImage.h"
+#include "imaging/ImageArguments.h"
 #include "sdk/base/Exceptions.h"
 
 #include <cstdint>
@@ -29,14 +30,7 @@ template <class Derived>
 int32_t ClTpIpFilterSeparable<Derived>::Process()
 {
   using TIn = typename Derived::InType;
-  if (!m_pInImage)
-    LSKX2_THROW_MSG("Input image must not be NULL.", -44);
-  if (!m_pOutImage)
-    LSKX2_THROW_MSG("Output image must not be NULL.", -44);
-  if (m_pInImage->SampleSize() != sizeof(TIn))
-    LSKX2_THROW_MSG("Datatype size of input images and processor configuration differs.", -44);
-  if (m_pInImage->Planes() != 1)
-    LSKX2_THROW_MSG("Only single plane images supported.", -44);
+  CheckTemplateImages(m_pInImage, m_pOutImage, sizeof(TIn));
   if (m_pInImage == m_pOutImage)
     LSKX2_THROW_MSG("Processor cannot work inplace.", -44);
   // 0 counts as odd here.

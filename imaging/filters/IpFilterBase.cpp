@@ -1,7 +1,5 @@
 #include "imaging/filters/IpFilterBase.h"
 
-#include "imaging/geometry/IpJoinPlanes.h"
-#include "imaging/geometry/IpSplitPlanes.h"
 #include "parameters/ParameterContainer.h"
 #include "parameters/ParameterInterface.h"
 #include "sdk/base/Exceptions.h"
@@ -90,32 +88,28 @@ int32_t ClIpFilterBase::Process()
 
 int32_t ClIpFilterBase::ProcessPlanes()
 {
-  // The input object lends itself to each plane in turn; its own members wait in keep.
-  ClImage keep;
-  keep.Swap(*m_pInImage);
-  const uint32_t nPlanes = keep.Planes() < 3 ? keep.Planes() : 3;
-  ClImage* apPlanes[3] = {nullptr, nullptr, nullptr};
-  for (uint32_t p = 0; p < nPlanes; ++p)
-    apPlanes[p] = &m_aPlanes[p];
-  struct Restore
-  {
-    ClImage& keep;
-    ClImage& in;
-    ~Restore() { in.Swap(keep); }
-  } restore{keep, *m_pInImage};
-  ClIpSplitPlanes split;
-  split.SetLogging(m_pLog != nullptr);
-  split.Split(&keep, apPlanes[0], apPlanes[1], apPlanes[2]);
-  for (uint32_t p = 0; p < nPlanes; ++p) {
-    m_pInImage->Swap(m_aPlanes[p]);
-    ProcessSinglePlane();
-    m_aPlanes[p].Swap(*m_pOutImage);
+  if (m_pInImage == m_pOutImage) {
+    // The input's own members are put back last, so an image that is both input and output
+    // keeps what it held: the planes are filtered and the result let go.
+    ClImage discarded;
+    ClImage* const pBoth = m_pOutImage;
+    struct Restore
+    {
+      ClImage*& rpOut;
+      ClImage* pOut;
+      ~Restore() { rpOut = pOut; }
+    } restore{m_pOutImage, pBoth};
+    m_pOutImage = &discarded;
+    return ProcessPlanes();
   }
-  ClIpJoinPlanes join;
-  join.m_eOutContent = keep.Content();
-  join.m_nOutPlanes = static_cast<int32_t>(nPlanes);
-  join.Join(m_pOutImage, apPlanes[0], apPlanes[1], apPlanes[2]);
-  m_pOutImage->SetImageTag(keep.ImageTag());
+  ClImage* const pOut = m_pOutImage;
+  const uint32_t nTag = m_pInImage->ImageTag();
+  // A plane's status does not stop the others; the joined image is the answer.
+  m_Planes.Run(m_pInImage, m_pOutImage, pOut, m_pInImage->Content(), m_pLog != nullptr, [this] {
+    ProcessSinglePlane();
+    return 0;
+  });
+  pOut->SetImageTag(nTag);
   return 0;
 }
 

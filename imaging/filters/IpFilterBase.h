@@ -4,6 +4,7 @@
 // runs (-10) and hands a single plane to ProcessSinglePlane, which picks the operation
 // by mode and by the sign of the input's type. The operations default to -33.
 #include "imaging/model/FpImage.h"
+#include "imaging/PlaneLoop.h"
 #include "imaging/ProcessorBase.h"
 
 #include <cstdint>
@@ -54,6 +55,5 @@ protected:
   int32_t DispatchMode(bool bSigned);
 
 private:
-  // Planes of a multi-plane input, kept between runs.
-  ClImage m_aPlanes[3];
+  ClPlaneLoop m_Planes;
 };

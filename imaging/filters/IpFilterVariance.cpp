@@ -1,21 +1,13 @@
 #include "imaging/filters/IpFilterVariance.h"
 
+#include "imaging/OutImageType.h"
 #include "imaging/TpDispatch.h"
 #include "imaging/filters/VarianceKernels.h"
 #include "parameters/ParameterContainer.h"
 
 #include <algorithm>
-#include <cstring>
 #include <new>
 #include <type_traits>
-
-namespace {
-
-const char s_aTypeChoices[] = "unsigned char\0signed char\0unsigned short\0signed short\0"
-                              "unsigned int\0signed int\0float\0double\0default\0";
-const int32_t s_anTypeValues[] = {1, 129, 2, 130, 4, 132, 196, 200, 255};
-
-} // namespace
 
 ClIpFilterVariance::ClIpFilterVariance()
 {
@@ -34,13 +26,7 @@ void ClIpFilterVariance::BindParameters(ClParameterContainer& container)
 {
   ClIp1to1Base::BindParameters(container);
   container.CreateNumeric<int>("nInFilterWidth")->Bind(&m_nInFilterWidth, 3);
-  auto* pType = container.CreateEnum<unsigned char>("OutImageType");
-  const char* szChoice = s_aTypeChoices;
-  for (int32_t nValue : s_anTypeValues) {
-    pType->AddEntry(static_cast<unsigned char>(nValue), szChoice);
-    szChoice += std::strlen(szChoice) + 1;
-  }
-  pType->Bind(reinterpret_cast<unsigned char*>(&m_eOutImageType), 3);
+  ClOutImageType::Bind(container, m_eOutImageType);
 }
 
 void ClIpFilterVariance::CheckInputType() const

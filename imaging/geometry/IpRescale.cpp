@@ -2,6 +2,7 @@
 // The kernels themselves are in RescaleKernels.
 #include "imaging/geometry/IpRescale.h"
 
+#include "imaging/ImageArguments.h"
 #include "imaging/geometry/RescaleKernels.h"
 #include "imaging/SampleConvert.h"
 #include "parameters/ParameterContainer.h"
@@ -187,10 +188,7 @@ int32_t ClIpRescale::Initialize()
 
 int32_t ClIpRescale::Process()
 {
-  if (!m_pInImage)
-    LSKX2_THROW_MSG("m_pInImage is not set", -701);
-  if (!m_pOutImage)
-    LSKX2_THROW_MSG("m_pOutImage is not set", -701);
+  RequireImages(m_pInImage, m_pOutImage);
   const ClImage& in = *m_pInImage;
   if (!HasGeometry(in))
     return -35;
@@ -214,43 +212,12 @@ int32_t ClIpRescale::Process()
 
 int32_t ClIpRescale::ProcessPlanes()
 {
-  const ClImage& in = *m_pInImage;
-  if (in.Content() == eUnknown)
+  const EContent eContent = m_pInImage->Content();
+  if (eContent == eUnknown)
     return -101;
-  const uint32_t n = std::min(in.Planes(), 3u);
-  m_Split.SetLogging(m_pLog != nullptr);
-  m_Join.SetLogging(m_pLog != nullptr);
-  m_Split.Split(m_pInImage, &m_aPlanes[0], n > 1 ? &m_aPlanes[1] : nullptr,
-                n > 2 ? &m_aPlanes[2] : nullptr, nullptr);
-
-  ClImage* const pIn = m_pInImage;
-  ClImage* const pOut = m_pOutImage;
-  struct Restore
-  {
-    ClIpRescale& self;
-    ClImage* pIn;
-    ClImage* pOut;
-    ~Restore()
-    {
-      self.m_pInImage = pIn;
-      self.m_pOutImage = pOut;
-    }
-  } restore{*this, pIn, pOut};
-  for (uint32_t p = 0; p < n; ++p) {
-    m_pInImage = &m_aPlanes[p];
-    m_pOutImage = &m_aPlanesOut[p];
-    const int32_t nStatus = Process();
-    if (nStatus != 0)
-      return nStatus;
-  }
   // A fourth plane is dropped; an "eRGBA" input therefore leaves three planes.
-  EContent eContent = in.Content();
-  if (eContent == eRGBA)
-    eContent = eUnknown;
-  m_Join.m_eOutContent = eContent;
-  m_Join.m_nOutPlanes = static_cast<int32_t>(n);
-  return m_Join.Join(pOut, &m_aPlanesOut[0], n > 1 ? &m_aPlanesOut[1] : nullptr,
-                     n > 2 ? &m_aPlanesOut[2] : nullptr, nullptr);
+  return m_Planes.Run(m_pInImage, m_pOutImage, m_pOutImage, eContent == eRGBA ? eUnknown : eContent,
+                      m_pLog != nullptr, [this] { return Process(); });
 }
 
 int32_t ClIpRescale::ProcessPlane(const ClImage& in, ClImage& out)

@@ -4,8 +4,7 @@
 // of several planes go plane by plane (the first three).
 #include "imaging/model/FpImage.h"
 #include "imaging/ProcessorBase.h"
-#include "imaging/geometry/IpJoinPlanes.h"
-#include "imaging/geometry/IpSplitPlanes.h"
+#include "imaging/PlaneLoop.h"
 
 #include <vector>
 
@@ -75,10 +74,7 @@ private:
   // Work images and scratch, kept so that a run per frame allocates only once.
   ClImage m_Work;
   ClImage m_Reduced;
-  ClImage m_aPlanes[3];
-  ClImage m_aPlanesOut[3];
-  ClIpSplitPlanes m_Split;
-  ClIpJoinPlanes m_Join;
+  ClPlaneLoop m_Planes;
   std::vector<int32_t> m_aColumns;
   std::vector<uint32_t> m_aSums;
   std::vector<uint8_t> m_aPackA;

@@ -1,5 +1,6 @@
 #include "imaging/geometry/IpResize.h"
 
+#include "imaging/ImageArguments.h"
 #include "parameters/ParameterContainer.h"
 #include "parameters/ParameterInterface.h"
 
@@ -37,12 +38,7 @@ void ClIpResize::BindParameters(ClParameterContainer& container)
 
 int32_t ClIpResize::Process()
 {
-  if (!m_pInImage)
-    LSKX2_THROW_MSG("m_pInImage is not set", -701);
-  if (!m_pOutImage)
-    LSKX2_THROW_MSG("m_pOutImage is not set", -701);
-  if (!m_pInImage->Data())
-    LSKX2_THROW_MSG("m_pInImage->Data() is not set", -701);
+  RequireImagesWithData(m_pInImage, m_pOutImage);
   if (m_nScaleFactor < 1)
     return -35;
   if (m_pInImage->Planes() > 1)
@@ -66,32 +62,8 @@ int32_t ClIpResize::Process()
 
 int32_t ClIpResize::ProcessPlanes()
 {
-  const uint32_t n = std::min(m_pInImage->Planes(), 3u);
-  m_Split.SetLogging(m_pLog != nullptr);
-  m_Join.SetLogging(m_pLog != nullptr);
-  m_Split.Split(m_pInImage, &m_aPlanes[0], n > 1 ? &m_aPlanes[1] : nullptr,
-                n > 2 ? &m_aPlanes[2] : nullptr, nullptr);
-  ClImage* const pIn = m_pInImage;
-  ClImage* const pOut = m_pOutImage;
-  int32_t nStatus = 0;
-  try {
-    for (uint32_t p = 0; p < n && nStatus == 0; ++p) {
-      m_pInImage = &m_aPlanes[p];
-      m_pOutImage = &m_aPlanesOut[p];
-      nStatus = Process();
-    }
-  } catch (...) {
-    m_pInImage = pIn;
-    m_pOutImage = pOut;
-    throw;
-  }
-  m_pInImage = pIn;
-  m_pOutImage = pOut;
-  if (nStatus != 0)
-    return nStatus;
-  m_Join.m_eOutContent = eRGB;
-  return m_Join.Join(pOut, &m_aPlanesOut[0], n > 1 ? &m_aPlanesOut[1] : nullptr,
-                     n > 2 ? &m_aPlanesOut[2] : nullptr, nullptr);
+  return m_Planes.Run(m_pInImage, m_pOutImage, m_pOutImage, eRGB, m_pLog != nullptr,
+                      [this] { return Process(); });
 }
 
 void ClIpResize::ResizePlane(const ClImage& in, ClImage& out, int32_t nDW, int32_t nDH) const

@@ -3,8 +3,7 @@
 // "uint8" image of a given or derived size.
 #include "imaging/model/FpImage.h"
 #include "imaging/ProcessorBase.h"
-#include "imaging/geometry/IpJoinPlanes.h"
-#include "imaging/geometry/IpSplitPlanes.h"
+#include "imaging/PlaneLoop.h"
 
 class ClIpResize : public ClProcessorBase
 {
@@ -31,8 +30,5 @@ private:
   void ResizePlane(const ClImage& in, ClImage& out, int32_t nDW, int32_t nDH) const;
 
   ClImage m_Keep;
-  ClImage m_aPlanes[3];
-  ClImage m_aPlanesOut[3];
-  ClIpSplitPlanes m_Split;
-  ClIpJoinPlanes m_Join;
+  ClPlaneLoop m_Planes;
 };

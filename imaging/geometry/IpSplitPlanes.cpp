@@ -6,26 +6,6 @@
 
 #include <cstdio>
 
-namespace {
-
-template <class T>
-void CopyPlane(const ClImage& in, uint32_t nPlane, ClImage& out)
-{
-  const int32_t nW = in.Width(), nH = in.Height();
-  const uint32_t nPlanes = in.Planes();
-  const int64_t nInStride = in.LineElements(), nOutStride = out.LineElements();
-  const T* pIn = in.Pixels<T>();
-  T* pOut = out.Pixels<T>();
-  for (int32_t y = 0; y < nH; ++y) {
-    const T* s = pIn + y * nInStride + nPlane;
-    T* d = pOut + y * nOutStride;
-    for (int32_t x = 0; x < nW; ++x)
-      d[x] = s[static_cast<int64_t>(x) * nPlanes];
-  }
-}
-
-} // namespace
-
 ClIpSplitPlanes::ClIpSplitPlanes()
 {
   SetDefaultParameters();
@@ -65,16 +45,8 @@ int32_t ClIpSplitPlanes::Process()
   const ClImage& in = m_Keep;
   try {
     for (uint32_t p = 0; p < in.Planes(); ++p) {
-      ClImage* pOut = m_apOutPlane[p];
-      if (!pOut)
-        continue;
-      pOut->Create(in.DataType(), in.Width(), in.Height(), 1, in.PelsX(), in.PelsY());
-      if (!in.Data() || !pOut->Data())
-        continue;
-      DispatchType(in.DataType(), [&](auto tag) {
-        CopyPlane<typename decltype(tag)::Type>(in, p, *pOut);
-        return 0;
-      });
+      if (m_apOutPlane[p])
+        in.ExtractPlane(p, *m_apOutPlane[p]);
     }
   } catch (...) {
     m_Keep.Clear();

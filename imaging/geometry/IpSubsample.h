@@ -3,8 +3,7 @@
 // images. The roll's finger detection works on the subsampled frame.
 #include "imaging/model/FpImage.h"
 #include "imaging/ProcessorBase.h"
-#include "imaging/geometry/IpJoinPlanes.h"
-#include "imaging/geometry/IpSplitPlanes.h"
+#include "imaging/PlaneLoop.h"
 
 class ClIpSubsample : public ClProcessorBase
 {
@@ -34,8 +33,5 @@ private:
 
   ClImage m_Keep;
   ClImage m_Work;
-  ClImage m_aPlanes[3];
-  ClImage m_aPlanesOut[3];
-  ClIpSplitPlanes m_Split;
-  ClIpJoinPlanes m_Join;
+  ClPlaneLoop m_Planes;
 };

@@ -121,29 +121,23 @@ uint64_t ClHistogram::Total() const
 
 double ClHistogram::MeanOfDarkest(uint32_t nCount) const
 {
-  if (nCount > Total())
-    LSKX2_THROW_MSG("Amount of pixels too high.", -44);
-  uint64_t k = 0;
-  uint64_t s = 0;
-  int32_t i = 0;
-  for (; i < 256; ++i) {
-    k += m_aBins[i];
-    s += uint64_t(m_aBins[i]) * uint64_t(i);
-    if (k >= nCount)
-      break;
-  }
-  const int64_t nExcess = static_cast<int64_t>(k - nCount);
-  return static_cast<double>(static_cast<int64_t>(s) - nExcess * i) / static_cast<double>(nCount);
+  return MeanFromEnd(nCount, 0, 1);
 }
 
 double ClHistogram::MeanOfBrightest(uint32_t nCount) const
+{
+  return MeanFromEnd(nCount, 255, -1);
+}
+
+double ClHistogram::MeanFromEnd(uint32_t nCount, int32_t nFirst, int32_t nStep) const
 {
   if (nCount > Total())
     LSKX2_THROW_MSG("Amount of pixels too high.", -44);
   uint64_t k = 0;
   uint64_t s = 0;
-  int32_t i = 255;
-  for (; i >= 0; --i) {
+  int32_t i = nFirst;
+  // Ends at the latest on the last bin: the total reaches nCount.
+  for (; i >= 0 && i < 256; i += nStep) {
     k += m_aBins[i];
     s += uint64_t(m_aBins[i]) * uint64_t(i);
     if (k >= nCount)

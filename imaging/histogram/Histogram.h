@@ -37,6 +37,8 @@ public:
   int32_t Offset() const { return m_nOffset; }
 
 protected:
+  // Mean of the nCount samples met first walking the bins from nFirst by nStep.
+  double MeanFromEnd(uint32_t nCount, int32_t nFirst, int32_t nStep) const;
   void Reset();
   void CheckPlanes(const ClImage& image);
   void CountRows(const ClImage& image, int32_t x0, int32_t y0, int32_t x1, int32_t y1);

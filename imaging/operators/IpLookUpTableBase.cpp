@@ -1,7 +1,5 @@
 #include "imaging/operators/IpLookUpTableBase.h"
 
-#include "imaging/geometry/IpJoinPlanes.h"
-#include "imaging/geometry/IpSplitPlanes.h"
 #include "sdk/base/Exceptions.h"
 
 #include <cstring>
@@ -43,36 +41,10 @@ int32_t ClIpLookUpTableBase::Process()
 
 int32_t ClIpLookUpTableBase::ProcessPlanes()
 {
-  ClImage* const pIn = m_pInImage;
-  ClImage* const pOutSet = m_pOutImage;
-  ClImage* const pOut = pOutSet ? pOutSet : pIn;
-  const uint32_t nPlanes = pIn->Planes() < 4 ? pIn->Planes() : 4;
-  ClImage* apPlanes[4] = {nullptr, nullptr, nullptr, nullptr};
-  for (uint32_t p = 0; p < nPlanes; ++p)
-    apPlanes[p] = &m_aPlanes[p];
-  ClIpSplitPlanes split;
-  split.Split(pIn, apPlanes[0], apPlanes[1], apPlanes[2], apPlanes[3]);
-  struct Restore
-  {
-    ClIpLookUpTableBase& ip;
-    ClImage* pIn;
-    ClImage* pOut;
-    ~Restore()
-    {
-      ip.m_pInImage = pIn;
-      ip.m_pOutImage = pOut;
-    }
-  } restore{*this, pIn, pOutSet};
-  for (uint32_t p = 0; p < nPlanes; ++p) {
-    m_pInImage = &m_aPlanes[p];
-    m_pOutImage = &m_Work;
-    Process();
-    m_aPlanes[p].Swap(m_Work);
-  }
-  ClIpJoinPlanes join;
-  join.m_eOutContent = pIn->Content();
-  join.m_nOutPlanes = static_cast<int32_t>(nPlanes);
-  join.Join(pOut, apPlanes[0], apPlanes[1], apPlanes[2], apPlanes[3]);
+  ClImage* const pTarget = m_pOutImage ? m_pOutImage : m_pInImage;
+  // 0 whatever the join answers, as for one plane.
+  m_Planes.Run(m_pInImage, m_pOutImage, pTarget, m_pInImage->Content(), m_pLog != nullptr,
+               [this] { return Process(); });
   m_bTableDone = true;
   return 0;
 }

@@ -3,6 +3,7 @@
 // derived class computes in ComputeTable (called by Initialize). Meant for "uint8"
 // images; there is no type check. Several planes are mapped plane by plane.
 #include "imaging/model/FpImage.h"
+#include "imaging/PlaneLoop.h"
 #include "imaging/ProcessorBase.h"
 #include "imaging/operators/OperatorKernels.h"
 
@@ -29,7 +30,5 @@ private:
   int32_t ProcessPlanes();
 
   ClByteTable m_Map;
-  // Planes and their results, kept between runs so that frames allocate nothing.
-  ClImage m_aPlanes[4];
-  ClImage m_Work;
+  ClPlaneLoop m_Planes{4};
 };

@@ -1,29 +1,8 @@
 #pragma once
 // ClTpIpAnd: bit-wise and of two images. Instance in use: uint8.
-#include "imaging/TpIp2To1.h"
-#include "imaging/operators/OperatorRows.h"
+#include "imaging/operators/TpIpCombine.h"
 
-#include <type_traits>
+#include <functional>
 
 template <class T>
-class ClTpIpAnd : public ClTpIp2To1<ClTpIpAnd<T>>
-{
-public:
-  using InType = T;
-  using OutType = T;
-
-  int32_t DoProcess() override
-  {
-    CheckSameSize(*this->m_pInImage1, *this->m_pInImage2);
-    CombineImages<T, T, T>(*this->m_pInImage1, *this->m_pInImage2, *this->m_pOutImage,
-                           [](const T* a, const T* b, T* o, int32_t n) {
-      if constexpr (std::is_same<T, uint8_t>::value) {
-        AndU8(a, b, o, n);
-      } else {
-        for (int32_t x = 0; x < n; ++x)
-          o[x] = static_cast<T>(a[x] & b[x]);
-      }
-    });
-    return 0;
-  }
-};
+using ClTpIpAnd = ClTpIpCombine<T, ClTpBitwiseRows<T, std::bit_and<T>, AndU8>>;
