@@ -21,6 +21,12 @@ void ClLiveScannerKX2::OnFirstUse()
   ClVeltranoKX1Wrapper::Start();
 }
 
+void ClLiveScannerKX2::OnLastUse()
+{
+  if (s_pfnCloseHandles)
+    s_pfnCloseHandles();
+}
+
 void ClLiveScannerKX2::GetVersion(char* szOut, uint64_t* pnSize)
 {
   static const char szTag[] = " Version: ";
