@@ -2,6 +2,7 @@
 // Class-wide, reference-counted single instance. The mutex exists from load time on.
 #include "sdk/Exceptions.h"
 
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <mutex>
@@ -22,8 +23,8 @@ public:
     try {
       s_pInstance = new T();
       RegisterExitHook();
-      s_pInstance->OnCreated();
-      s_pInstance->OnFirstUse();
+      s_pInstance.load()->OnCreated();
+      s_pInstance.load()->OnFirstUse();
     } catch (const ClException& e) {
       ReleaseLocked();
       throw ClException(e);
@@ -97,7 +98,8 @@ protected:
       bRegistered = std::atexit(&TpSingleton::ExitHook) == 0;
   }
 
-  static inline T* s_pInstance = nullptr;
+  // Atomic: the handle paths read it without the lock while the last release clears it.
+  static inline std::atomic<T*> s_pInstance{nullptr};
   static inline int32_t s_nRefCount = 0;
   static inline std::mutex s_Mutex;
 };

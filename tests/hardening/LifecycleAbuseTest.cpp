@@ -20,6 +20,8 @@ protected:
   {
     ShortLimits();
     Sim().Load(Config());
+    // A first thread makes a sanitizer start its helper thread before the count.
+    std::thread([] {}).join();
     m_nThreads = Threads();
     ASSERT_EQ(LS_KX2Initialize(nullptr), 0);
     ASSERT_EQ(LS_KX2OpenScanner(szScanner, &m_h), 0);
