@@ -25,11 +25,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize)
   } catch (const ClException&) {
     return 0;
   }
+  // A block with a negative width passes both Attach calls (its stride, negative too,
+  // passes the size check); such an image has no row to read.
+  if (image.Width() <= 0 || image.LineBytes() <= 0 || !image.Pixels<uint8_t>())
+    return 0;
   const int64_t nRowBytes = int64_t(image.Width()) * image.Planes() * image.SampleSize();
-  const uint8_t* pRow = image.Pixels<uint8_t>();
   volatile uint32_t nSum = 0;
-  for (int32_t y = 0; y < image.Height() && pRow; ++y, pRow += image.LineBytes())
+  for (int32_t y = 0; y < image.Height(); ++y) {
+    const uint8_t* pRow = image.Pixels<uint8_t>() + int64_t(y) * image.LineBytes();
     for (int64_t x = 0; x < nRowBytes; ++x)
       nSum = nSum + pRow[x];
+  }
   return 0;
 }

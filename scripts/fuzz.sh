@@ -9,7 +9,10 @@ cd "$(dirname "$0")/.."
 seconds=${1:-12}
 bash scripts/install-deps.sh clang libclang-rt-14-dev
 dir=build-fuzz
-opts=(-DLSKX2_FUZZ=ON -DLSKX2_TESTS=OFF -DLSKX2_BENCH=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo
+# -O1 with line tables: what fuzzing wants, and the instrumented image code compiles in
+# a fraction of the time -O2 takes.
+opts=(-DLSKX2_FUZZ=ON -DLSKX2_TESTS=OFF -DLSKX2_BENCH=OFF -DCMAKE_BUILD_TYPE=None
+      "-DCMAKE_C_FLAGS=-O1 -gline-tables-only" "-DCMAKE_CXX_FLAGS=-O1 -gline-tables-only"
       -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++)
 if command -v ccache >/dev/null; then
   export CCACHE_BASEDIR="${CCACHE_BASEDIR:-$(dirname "$PWD")}" CCACHE_NOHASHDIR=1

@@ -23,7 +23,9 @@ void ClLiveScannerKX2::OnFirstUse()
 
 void ClLiveScannerKX2::OnLastUse()
 {
-  if (s_pfnCloseHandles)
+  // At process exit the libraries an engine ends with may have ended first: handles left
+  // open then stay as they are.
+  if (s_pfnCloseHandles && !Exiting())
     s_pfnCloseHandles();
 }
 

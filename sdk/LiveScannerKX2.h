@@ -9,7 +9,8 @@ class ClLiveScannerKX2 : public TpSDKBase<ClLiveScannerKX2>
 public:
   ~ClLiveScannerKX2() override = default;
   void OnFirstUse() override;
-  // Handles still open are closed: their threads and scanner claims go with the SDK.
+  // Handles still open are closed at the last uninitialise: their threads and scanner
+  // claims go with the SDK.
   void OnLastUse() override;
   // How the handle layer above closes them; set when that layer is linked in.
   static inline void (*s_pfnCloseHandles)() noexcept = nullptr;

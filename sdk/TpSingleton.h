@@ -57,6 +57,8 @@ public:
   }
 
   static bool Exists() { return s_pInstance != nullptr; }
+  // True once the process-exit hook runs: other libraries' statics may be gone by then.
+  static bool Exiting() { return s_bExiting; }
   static int32_t RefCount()
   {
     std::lock_guard<std::mutex> lock(s_Mutex);
@@ -82,6 +84,7 @@ protected:
   static void ExitHook()
   {
     std::lock_guard<std::mutex> lock(s_Mutex);
+    s_bExiting = true;
     if (s_pInstance) {
       T* p = s_pInstance;
       s_pInstance = nullptr;
@@ -102,4 +105,5 @@ protected:
   static inline std::atomic<T*> s_pInstance{nullptr};
   static inline int32_t s_nRefCount = 0;
   static inline std::mutex s_Mutex;
+  static inline std::atomic<bool> s_bExiting{false};
 };

@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <chrono>
 #include <thread>
@@ -249,4 +252,21 @@ TEST_F(LifecycleAbuse, UnpluggedAndPluggedBackThenReopened)
   Sim().SetConnected(0, true);
   ASSERT_EQ(LS_KX2OpenScanner(szScanner, &m_h), 0);
   EXPECT_EQ(FreshCapture(m_h), 0);
+}
+
+// An exit with a scanner left open used to close it from the exit hook, after the liveness
+// library's own statics had gone: a double free on the way out of the process.
+TEST(LifecycleExit, ExitWithAScannerOpenEndsCleanly)
+{
+  Sim().Load(Config());
+  const pid_t pid = fork();
+  if (pid == 0) {
+    LS_KX2_HANDLE h = nullptr;
+    if (LS_KX2Initialize(nullptr) != 0 || LS_KX2OpenScanner(szScanner, &h) != 0)
+      _exit(3);
+    std::exit(0);
+  }
+  int nStatus = 0;
+  ASSERT_EQ(waitpid(pid, &nStatus, 0), pid);
+  EXPECT_TRUE(WIFEXITED(nStatus) && WEXITSTATUS(nStatus) == 0) << nStatus;
 }
