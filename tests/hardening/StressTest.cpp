@@ -20,7 +20,7 @@ namespace {
 int Rounds()
 {
   const char* s = std::getenv("LSKX2_STRESS_ROUNDS");
-  return s ? std::max(1, std::atoi(s)) : 8;
+  return s ? std::max(1, std::atoi(s)) : 40;
 }
 
 struct StTally
