@@ -67,6 +67,16 @@ void ClKX2LiveCaptureR2::SetCaptureMode(int32_t nMode)
   boost::lock_guard<boost::mutex> api(m_ApiMutex);
   if (nMode == m_nMode)
     return;
+  // Whichever way the change ends, a wait for a roll of the old mode ends with it.
+  struct ClModeEpoch
+  {
+    ClKX2LiveCaptureR2& engine;
+    ~ClModeEpoch()
+    {
+      ++engine.m_nModeEpoch;
+      engine.NotifyResult();
+    }
+  } epoch{*this};
   StopWorkers();
   m_nCapturedLife = 0;
   m_nDetectResult = 0;
@@ -184,7 +194,7 @@ void ClKX2LiveCaptureR2::GetImage(ClImage& image, uint32_t* pnStatus, double* pd
     return;
   }
   case eCaptureTriggered: {
-    WaitResult(m_nResultMs);
+    WaitResult(m_nResultMs, m_nModeEpoch);
     boost::lock_guard<boost::mutex> result(m_ResultMutex);
     image.Copy(m_Result);
     *pnStatus = 0;
@@ -203,8 +213,9 @@ void ClKX2LiveCaptureR2::GetPreviewImage(ClImage& image, uint32_t* pnStatus, dou
   const int32_t nMode = m_nMode;
   if (nMode != eCaptureLiveness && nMode != eCapturePlain && nMode != eCapturePreview)
     LSKX2_THROW_MSG("Invalid capture mode.", -50);
-  m_PreviewFrames.WaitMs(m_nPreviewMs);
-  if (!m_PreviewFrames.HasNewData())
+  if (!m_bEnding)
+    m_PreviewFrames.WaitMs(m_nPreviewMs);
+  if (m_bEnding || !m_PreviewFrames.HasNewData())
     LSKX2_THROW_MSG("device seems to be disconnected", -60);
   {
     ClTpTripleRead<ClImage> preview(m_PreviewFrames);
@@ -218,9 +229,10 @@ void ClKX2LiveCaptureR2::GetRollImage(ClImage& image, uint32_t* pnStatus, double
 {
   if (!pnStatus || !pdScore)
     LSKX2_THROW(-701);
+  const uint32_t nModeEpoch = m_nModeEpoch;
   if (m_nMode != eCaptureRoll)
     LSKX2_THROW_MSG("Invalid capture mode.", -50);
-  WaitResult(m_nResultMs);
+  WaitResult(m_nResultMs, nModeEpoch);
   boost::lock_guard<boost::mutex> result(m_ResultMutex);
   image.Copy(m_Result);
   *pnStatus = static_cast<uint32_t>(m_nState.load());

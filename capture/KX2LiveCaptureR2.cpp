@@ -10,6 +10,7 @@
 #include <boost/bind/bind.hpp>
 
 #include <chrono>
+#include <mutex>
 #include <thread>
 
 #include <pthread.h>
@@ -41,8 +42,23 @@ ClKX2LiveCaptureR2::ClKX2LiveCaptureR2(const char* szFakeFingerPath, const char*
   Construct(szFakeFingerPath, szFakeFingerFile);
 }
 
+namespace {
+std::mutex g_DefaultTuningMutex;
+ClKX2LiveCaptureR2::StTuning g_DefaultTuning;
+} // namespace
+
+void ClKX2LiveCaptureR2::SetDefaultTuning(const StTuning& tuning)
+{
+  std::lock_guard<std::mutex> lock(g_DefaultTuningMutex);
+  g_DefaultTuning = tuning;
+}
+
 void ClKX2LiveCaptureR2::Construct(const char* szFakeFingerPath, const char* szFakeFingerFile)
 {
+  {
+    std::lock_guard<std::mutex> lock(g_DefaultTuningMutex);
+    SetTuning(g_DefaultTuning);
+  }
   m_RawFrames.SetBuffers(&m_aRawBitmaps[0], &m_aRawBitmaps[1], &m_aRawBitmaps[2]);
   m_FlippedFrames.SetBuffers(&m_aFlipped[0], &m_aFlipped[1], &m_aFlipped[2]);
   m_PreviewFrames.SetBuffers(&m_aPreview[0], &m_aPreview[1], &m_aPreview[2]);
@@ -181,15 +197,30 @@ void ClKX2LiveCaptureR2::Trigger()
     LSKX2_THROW_MSG("scanner disconnected", -60);
 }
 
-void ClKX2LiveCaptureR2::WaitResult(int32_t nMilliseconds)
+void ClKX2LiveCaptureR2::WaitResult(int32_t nMilliseconds, uint32_t nModeEpoch)
 {
   if (!m_bRollFrameReady) {
     boost::unique_lock<boost::mutex> lock(m_WaitMutex);
-    // Any wake-up ends the wait: a missed notification waits for the next frame.
-    if (!m_ResultReady.timed_wait(lock, boost::posix_time::milliseconds(nMilliseconds)))
+    // The end and a mode change are flagged before their notification under this lock, so
+    // neither slips in between the test and the wait. Any wake-up ends the wait: a missed
+    // notification waits for the next frame.
+    const bool bWoken = !m_bEnding && nModeEpoch == m_nModeEpoch &&
+                        m_ResultReady.timed_wait(lock, boost::posix_time::milliseconds(nMilliseconds));
+    if (m_bEnding)
+      LSKX2_THROW_MSG("timeout getting bitmap", -60);
+    if (nModeEpoch != m_nModeEpoch)
+      LSKX2_THROW_MSG("Invalid capture mode.", -50);
+    if (!bWoken)
       LSKX2_THROW_MSG("timeout getting bitmap", -60);
   }
   m_bRollFrameReady = false;
+}
+
+void ClKX2LiveCaptureR2::EndWaits()
+{
+  m_bEnding = true;
+  NotifyResult();
+  m_PreviewFrames.Wake();
 }
 
 void ClKX2LiveCaptureR2::NotifyResult()

@@ -73,8 +73,15 @@ public:
   void GetScannerData(std::ostream& stream);
   void SetScannerData(std::istream& stream);
 
+  // Ends every wait of an application thread for an image, now and from now on: the
+  // handle is closing. Safe to repeat; a wait that missed the wake-up ends at the next.
+  void EndWaits();
+
   // May be called while workers run; each limit counts from the next wait on.
   void SetTuning(const StTuning& tuning);
+  // The tuning engines start with from now on; for suites that reach the engine only
+  // through the exports.
+  static void SetDefaultTuning(const StTuning& tuning);
   StTuning GetTuning() const;
   int32_t GetFingerArea() const { return m_nFingerArea.load(); }
   bool HasFakeFingerLibrary() const { return m_hFakeFinger != nullptr; }
@@ -97,7 +104,9 @@ private:
                    void (ClKX2LiveCaptureR2::*pfnWorker)());
   void RunWorker(const char* szName, int nNice, void (ClKX2LiveCaptureR2::*pfnWorker)());
   static bool Running();
-  void WaitResult(int32_t nMilliseconds);
+  // Waits for a roll composite or a triggered result: -60 on timeout or when the engine
+  // ends, -50 when the mode changed since nModeEpoch was read.
+  void WaitResult(int32_t nMilliseconds, uint32_t nModeEpoch);
   void NotifyResult();
   void ClearCondition();
   void UpdateCondition(int32_t nSample);
@@ -208,4 +217,8 @@ private:
   std::atomic<int32_t> m_nPreviewMs{StTuning().nPreviewMs};
   std::atomic<int32_t> m_nResultMs{StTuning().nResultMs};
   std::atomic<bool> m_bLowPriority{StTuning().bLowPriority};
+  // Counts mode changes, so that a wait for a roll ends when the mode goes.
+  std::atomic<uint32_t> m_nModeEpoch{0};
+  // Set once the handle closes: no application thread waits any more.
+  std::atomic<bool> m_bEnding{false};
 };

@@ -15,7 +15,7 @@ case "${1:-}" in
   # Only the suites with threads of their own are worth the slow ThreadSanitizer build.
   --tsan) dir=build-tsan; opts+=(-DLSKX2_TSAN=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo)
           targets=(--target capture_triplebuffer_tests capture_engine_tests device_tests sim_library_tests
-                   roll_concurrency_tests) ;;
+                   roll_concurrency_tests hardening_stress_tests hardening_lifecycle_tests) ;;
   "") ;;
   *) echo "usage: $0 [--asan|--tsan]" >&2; exit 2 ;;
 esac

@@ -11,5 +11,5 @@ export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:halt_on_error=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
 filter=()
-[ "${1:-}" = "--tsan" ] && filter=(-R 'TripleBuffer|Thread|Concurren|Stress|Engine|Claim|layering_check')
+[ "${1:-}" = "--tsan" ] && filter=(-R 'TripleBuffer|Thread|Concurren|Stress|Engine|Claim|LifecycleAbuse|layering_check')
 ctest --test-dir "$dir" --output-on-failure -j"$(nproc)" --timeout 300 "${filter[@]}"

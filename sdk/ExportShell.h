@@ -50,31 +50,19 @@ public:
     }
   }
 
-  // For the start-up exports: the body gives a plain code back.
+  // For the start-up exports: the body gives a plain code back, which then takes the path
+  // of a raised one (no Leave line, the Error line).
   template <class TBody, class... TArgs>
   static int32_t RunCode(const char* szFunc, const char* szSignature, TBody&& body,
                          TArgs... args)
   {
-    char enter[128], leave[128];
-    std::snprintf(enter, sizeof(enter), "%s Enter", szSignature);
-    std::snprintf(leave, sizeof(leave), "%s Leave", szSignature);
-    try {
-      ClLiveScannerKX2::Log(7, enter, szFunc, args...);
-    } catch (const ClException& e) {
-      LogError(szFunc, szSignature, e.GetCode(), args...);
-      return e.GetCode();
-    }
-    int32_t code = body();
-    if (code == 0) {
-      try {
-        ClLiveScannerKX2::Log(7, leave, szFunc, args...);
-      } catch (const ClException& e) {
-        code = e.GetCode();
-      }
-    }
-    if (code != 0)
-      LogError(szFunc, szSignature, code, args...);
-    return code;
+    return Run(
+        szFunc, szSignature,
+        [&] {
+          if (const int32_t nCode = body())
+            LSKX2_THROW(nCode);
+        },
+        args...);
   }
 
 private:

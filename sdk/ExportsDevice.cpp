@@ -65,20 +65,20 @@ LS_KX2_EXPORT int32_t LS_KX2GetScannerCondition(LS_KX2_HANDLE hScanner, uint32_t
                                                 uint32_t* pnReserved)
 {
   return ClExportShell::RunNamed(__func__, [&] {
-    ClKX2Handle::FromExport(hScanner).GetScannerCondition(pnCondition, pnReserved);
+    ClKX2Handle::FromExport(hScanner)->GetScannerCondition(pnCondition, pnReserved);
   });
 }
 
 LS_KX2_EXPORT int32_t LS_KX2GetSerialNumber(LS_KX2_HANDLE hScanner, char* pSerial)
 {
   return ClExportShell::RunNamed(
-      __func__, [&] { ClKX2Handle::FromExport(hScanner).GetSerialNumber(pSerial); });
+      __func__, [&] { ClKX2Handle::FromExport(hScanner)->GetSerialNumber(pSerial); });
 }
 
 LS_KX2_EXPORT int32_t LS_KX2SetLED(LS_KX2_HANDLE hScanner, uint8_t nLed, uint8_t nState)
 {
   return ClExportShell::RunNamed(
-      __func__, [&] { ClKX2Handle::FromExport(hScanner).SetLED(nLed, nState); });
+      __func__, [&] { ClKX2Handle::FromExport(hScanner)->SetLED(nLed, nState); });
 }
 
 LS_KX2_EXPORT int32_t LS_KX2ExtendedScannerAccess(LS_KX2_HANDLE hScanner, int32_t nId,
@@ -86,7 +86,7 @@ LS_KX2_EXPORT int32_t LS_KX2ExtendedScannerAccess(LS_KX2_HANDLE hScanner, int32_
 {
   return ClExportShell::Run(
       __func__, "%s(%p, %d, %p, %d)",
-      [&] { ClKX2Handle::FromExport(hScanner).ExtendedAccess(nId, pData, pnSize); },
+      [&] { ClKX2Handle::FromExport(hScanner)->ExtendedAccess(nId, pData, pnSize); },
       static_cast<const void*>(hScanner), nId, static_cast<const void*>(pData),
       PointerAsNumber(pnSize));
 }
@@ -95,7 +95,7 @@ LS_KX2_EXPORT int32_t LS_KX2GetVersionString(LS_KX2_HANDLE hScanner, char* pBuff
                                              uint64_t* pnSize)
 {
   return ClExportShell::RunNamed(__func__, [&] {
-    GetVersionString(ClKX2Handle::FromExport(hScanner), pBuffer, pnSize);
+    GetVersionString(*ClKX2Handle::FromExport(hScanner), pBuffer, pnSize);
   });
 }
 

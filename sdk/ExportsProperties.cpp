@@ -10,11 +10,6 @@
 
 namespace {
 
-ClKX2Handle& Resolve(LS_KX2_HANDLE h)
-{
-  return *ClKX2Handle::ResolveHandle(h);
-}
-
 const void* P(const void* p)
 {
   return p;
@@ -29,7 +24,7 @@ LS_KX2_EXPORT int32_t LS_KX2GetPropertyA(LS_KX2_HANDLE hScanner, const char* szN
 {
   return ClExportShell::Run(
       __func__, "%s(%p, %p, %p, %p)",
-      [&] { Resolve(hScanner).GetProperty(szName, pValue, pnSize); }, P(hScanner), P(szName),
+      [&] { ClKX2Handle::LeaseHandle(hScanner)->GetProperty(szName, pValue, pnSize); }, P(hScanner), P(szName),
       P(pValue), P(pnSize));
 }
 
@@ -37,7 +32,7 @@ LS_KX2_EXPORT int32_t LS_KX2SetPropertyA(LS_KX2_HANDLE hScanner, const char* szN
                                          const char* szValue)
 {
   return ClExportShell::Run(
-      __func__, "%s(%p, %p, %p)", [&] { Resolve(hScanner).SetProperty(szName, szValue); },
+      __func__, "%s(%p, %p, %p)", [&] { ClKX2Handle::LeaseHandle(hScanner)->SetProperty(szName, szValue); },
       P(hScanner), P(szName), P(szValue));
 }
 
@@ -45,7 +40,7 @@ LS_KX2_EXPORT int32_t LS_KX2GetPropertyLongA(LS_KX2_HANDLE hScanner, const char*
                                              int32_t* pnValue)
 {
   return ClExportShell::Run(
-      __func__, "%s(%p, %p, %p)", [&] { Resolve(hScanner).GetPropertyLong(szName, pnValue); },
+      __func__, "%s(%p, %p, %p)", [&] { ClKX2Handle::LeaseHandle(hScanner)->GetPropertyLong(szName, pnValue); },
       P(hScanner), P(szName), P(pnValue));
 }
 
@@ -53,7 +48,7 @@ LS_KX2_EXPORT int32_t LS_KX2SetPropertyLongA(LS_KX2_HANDLE hScanner, const char*
                                              int32_t nValue)
 {
   return ClExportShell::Run(
-      __func__, "%s(%p, %p, %d)", [&] { Resolve(hScanner).SetPropertyLong(szName, nValue); },
+      __func__, "%s(%p, %p, %d)", [&] { ClKX2Handle::LeaseHandle(hScanner)->SetPropertyLong(szName, nValue); },
       P(hScanner), P(szName), nValue);
 }
 
@@ -66,14 +61,14 @@ LS_KX2_EXPORT int32_t LS_KX2GetPropertyDoubleA(LS_KX2_HANDLE hScanner, const cha
   return ClExportShell::RunLines(
       __func__, "%s(%p, %p, %d)", std::make_tuple(P(hScanner), P(szName), nValueAsNumber),
       "%s(%p, %p, %p)", std::make_tuple(P(hScanner), P(szName), P(pdValue)),
-      [&] { Resolve(hScanner).GetPropertyDouble(szName, pdValue); });
+      [&] { ClKX2Handle::LeaseHandle(hScanner)->GetPropertyDouble(szName, pdValue); });
 }
 
 LS_KX2_EXPORT int32_t LS_KX2SetPropertyDoubleA(LS_KX2_HANDLE hScanner, const char* szName,
                                                double dValue)
 {
   return ClExportShell::Run(
-      __func__, "%s(%p, %p, %f)", [&] { Resolve(hScanner).SetPropertyDouble(szName, dValue); },
+      __func__, "%s(%p, %p, %f)", [&] { ClKX2Handle::LeaseHandle(hScanner)->SetPropertyDouble(szName, dValue); },
       P(hScanner), P(szName), dValue);
 }
 

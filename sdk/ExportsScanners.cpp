@@ -71,13 +71,15 @@ LS_KX2_EXPORT int32_t LS_KX2OpenScanner(const char* szSerial, LS_KX2_HANDLE* phS
         ClKX2Handle::CreateHandle(phScanner);
         try {
           const int32_t nInterface = InterfaceOf(sSerial);
-          ClKX2Handle::ResolveHandle(*phScanner)->Open(nInterface, sSerial.c_str());
+          ClKX2Handle::LeaseHandle(*phScanner)->Open(nInterface, sSerial.c_str());
         } catch (const ClException&) {
           // The caller is left with a null handle and the first failure's code.
           try {
             ClKX2Handle::DestroyHandle(phScanner);
           } catch (const ClException&) {
+            // Retired by a concurrent last uninitialise, which frees it.
           }
+          *phScanner = nullptr;
           throw;
         }
       });
@@ -90,8 +92,7 @@ LS_KX2_EXPORT int32_t LS_KX2CloseScanner(LS_KX2_HANDLE* phScanner)
       [&] {
         if (!phScanner)
           LSKX2_THROW(-701);
-        ClKX2Handle::FromExport(*phScanner).Close();
-        ClKX2Handle::DestroyHandle(phScanner);
+        ClKX2Handle::CloseExport(phScanner);
       },
       "");
 }

@@ -9,6 +9,7 @@
 #include <new>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -27,6 +28,9 @@ T* New()
   return p;
 }
 
+// The SDK object below closes what is left open through this, at its last use.
+const bool bCloseHooked = (ClLiveScannerKX2::s_pfnCloseHandles = &ClKX2Handle::CloseAll, true);
+
 } // namespace
 
 ClKX2Handle::ClKX2Handle() : m_Scanner(nullptr) {}
@@ -39,11 +43,64 @@ ClKX2Handle::~ClKX2Handle()
   m_Scanner.Close();
 }
 
-ClKX2Handle& ClKX2Handle::FromExport(LS_KX2_HANDLE h)
+TpHandleLease<ClKX2Handle> ClKX2Handle::FromExport(LS_KX2_HANDLE h)
 {
   if (!h)
     LSKX2_THROW(-42);
-  return *ResolveHandle(h);
+  return LeaseHandle(h);
+}
+
+void ClKX2Handle::CloseExport(LS_KX2_HANDLE* pRef)
+{
+  if (!*pRef)
+    LSKX2_THROW(-42);
+  ClLiveScannerKX2::CheckInUse();
+  auto* p = static_cast<ClKX2Handle*>(ClSafeHandle::Retire(*pRef));
+  SafeHandle* pBlock = ClSafeHandle::Block(*pRef);
+  *pRef = nullptr;
+  struct ClFree
+  {
+    ClKX2Handle* p;
+    SafeHandle* pBlock;
+    ~ClFree()
+    {
+      ClSafeHandle::Free(pBlock);
+      delete p;
+    }
+  } free{p, pBlock};
+  p->Quiesce(pBlock);
+  p->OnDestroying();
+}
+
+void ClKX2Handle::CloseAll() noexcept
+{
+  std::vector<SafeHandle*> blocks;
+  try {
+    ClSafeHandle::RetireAll(blocks);
+  } catch (const std::bad_alloc&) {
+    // Without room for the list the handles stay open, as they would have before.
+  }
+  for (SafeHandle* pBlock : blocks) {
+    try {
+      static_cast<ClKX2Handle*>(pBlock->pObject)->Quiesce(pBlock);
+    } catch (const ClException&) {
+      // The scanner is as closed as it gets; nobody is left to take the code.
+    }
+  }
+  ClSafeHandle::Revive(blocks);
+}
+
+void ClKX2Handle::Quiesce(SafeHandle* pBlock)
+{
+  ClSafeHandle::WaitUnleased(pBlock, [this] { WakeWaiters(); });
+  Close();
+}
+
+void ClKX2Handle::WakeWaiters()
+{
+  std::lock_guard<std::mutex> lock(m_EngineMutex);
+  if (m_pCapture)
+    static_cast<ClKX2LiveCaptureR2*>(m_pCapture)->EndWaits();
 }
 
 ClKX2LiveCaptureR2& ClKX2Handle::Engine() const
@@ -66,17 +123,21 @@ void ClKX2Handle::Open(uint32_t nDevice, const char* szSerial)
     LSKX2_THROW(-61);
   }
   m_Scanner.Open(static_cast<int32_t>(nDevice));
+  ClMVLiveCaptureBase* pCapture = New<ClKX2LiveCaptureR2>();
+  pCapture->SetDevice(&m_Scanner);
+  std::lock_guard<std::mutex> lock(m_EngineMutex);
   delete m_pCapture;
-  m_pCapture = nullptr;
-  m_pCapture = New<ClKX2LiveCaptureR2>();
-  m_pCapture->SetDevice(&m_Scanner);
+  m_pCapture = pCapture;
 }
 
 void ClKX2Handle::Close()
 {
   // The engine's threads stop before the device closes under them.
-  delete m_pCapture;
-  m_pCapture = nullptr;
+  {
+    std::lock_guard<std::mutex> lock(m_EngineMutex);
+    delete m_pCapture;
+    m_pCapture = nullptr;
+  }
   // The table is bound to the engine that just went.
   DropParameters();
   m_Scanner.Close();

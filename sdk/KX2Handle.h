@@ -7,6 +7,7 @@
 #include "sdk/SDKHandleBase.h"
 
 #include <cstdint>
+#include <mutex>
 
 class ClImage;
 class ClInterprocessLock;
@@ -21,8 +22,16 @@ public:
   ClKX2Handle();
   ~ClKX2Handle() override;
 
-  // The handle behind an export's argument: a null handle is -42 before anything else.
-  static ClKX2Handle& FromExport(LS_KX2_HANDLE h);
+  // The handle behind an export's argument, leased for the call: a null handle is -42
+  // before anything else.
+  static TpHandleLease<ClKX2Handle> FromExport(LS_KX2_HANDLE h);
+  // LS_KX2CloseScanner: the handle is refused from now on, calls inside it are woken and
+  // waited for, then the scanner is closed and the handle freed; *pRef becomes null.
+  static void CloseExport(LS_KX2_HANDLE* pRef);
+  // The last LS_KX2Uninitialize: the calls inside every open handle are woken and waited
+  // for, then its scanner is closed, its threads end and its claim goes. The handle
+  // itself stays: refused while the SDK is gone, closable (and no more) after.
+  static void CloseAll() noexcept;
 
   // nDevice is the interface number the enumeration gave for szSerial.
   void Open(uint32_t nDevice, const char* szSerial);
@@ -52,6 +61,11 @@ public:
 private:
   enum EImageKind { eImageFinal, eImagePreview, eImageRoll };
 
+  // After the block was retired: wakes and waits out the calls inside, then closes.
+  void Quiesce(SafeHandle* pBlock);
+  // Ends the engine's waits for images, so that calls still inside return.
+  void WakeWaiters();
+
   // The engine, or -2 "Component not initialized yet." before Open.
   ClKX2LiveCaptureR2& Engine() const;
   void CopyImage(EImageKind eKind, uint8_t* pImage, double* pdScore, uint8_t* pbFinger,
@@ -67,6 +81,8 @@ private:
 
   ClRDKX2ScanAPIWrapper m_Scanner;
   ClMVLiveCaptureBase* m_pCapture = nullptr;
+  // Guards m_pCapture between Open and Close against a close's wake-up from another thread.
+  std::mutex m_EngineMutex;
   ClInterprocessLock* m_pLock = nullptr;
   // Where accessor-bound properties keep their defaults; never read for a value.
   uint32_t m_nAverageDefault = 0;

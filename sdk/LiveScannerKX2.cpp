@@ -21,6 +21,14 @@ void ClLiveScannerKX2::OnFirstUse()
   ClVeltranoKX1Wrapper::Start();
 }
 
+void ClLiveScannerKX2::OnLastUse()
+{
+  // At process exit the libraries an engine ends with may have ended first: handles left
+  // open then stay as they are.
+  if (s_pfnCloseHandles && !Exiting())
+    s_pfnCloseHandles();
+}
+
 void ClLiveScannerKX2::GetVersion(char* szOut, uint64_t* pnSize)
 {
   static const char szTag[] = " Version: ";

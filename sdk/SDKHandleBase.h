@@ -7,6 +7,7 @@
 #include "sdk/SafeHandle.h"
 
 #include <cstdint>
+#include <mutex>
 #include <new>
 
 // The operations of the property table, one per handle operation, failures in order.
@@ -108,6 +109,13 @@ public:
     return static_cast<T*>(ClSafeHandle::Check(h));
   }
 
+  // The same, with the object kept alive until the lease goes: what an export works on.
+  static TpHandleLease<T> LeaseHandle(LS_KX2_HANDLE h)
+  {
+    TSDK::CheckInUse();
+    return TpHandleLease<T>(h);
+  }
+
   static void DestroyHandle(LS_KX2_HANDLE* pRef)
   {
     TSDK::CheckInUse();
@@ -140,50 +148,62 @@ public:
 
   void GetProperty(const char* szName, char* pValue, uint64_t* pnSize) override
   {
+    Lock lock(m_PropertyMutex);
     SDKProperties::GetText(Find(szName), pValue, pnSize, this->m_nStringSizeError);
   }
   void SetProperty(const char* szName, const char* szValue) override
   {
+    Lock lock(m_PropertyMutex);
     SDKProperties::SetText(Find(szName), szValue);
   }
   void GetPropertyLong(const char* szName, int32_t* pnValue) override
   {
+    Lock lock(m_PropertyMutex);
     SDKProperties::GetLong(Find(szName), pnValue);
   }
   void SetPropertyLong(const char* szName, int32_t nValue) override
   {
+    Lock lock(m_PropertyMutex);
     SDKProperties::SetLong(Find(szName), nValue);
   }
   void GetPropertyDouble(const char* szName, double* pdValue) override
   {
+    Lock lock(m_PropertyMutex);
     SDKProperties::GetDouble(Find(szName), pdValue);
   }
   void SetPropertyDouble(const char* szName, double dValue) override
   {
+    Lock lock(m_PropertyMutex);
     SDKProperties::SetDouble(Find(szName), dValue);
   }
   void GetBlob(const char* szName, void* pData, uint64_t* pnSize) override
   {
+    Lock lock(m_PropertyMutex);
     SDKProperties::GetBlob(Find(szName), pnSize);
   }
   void SetBlob(const char* szName, const void* pData, uint64_t nSize) override
   {
+    Lock lock(m_PropertyMutex);
     SDKProperties::SetBlob(Find(szName));
   }
   void GetKind(const char* szName, uint32_t* pnKind) override
   {
+    Lock lock(m_PropertyMutex);
     SDKProperties::GetKind(Find(szName), pnKind);
   }
   void GetAccess(const char* szName, uint32_t* pnAccess) override
   {
+    Lock lock(m_PropertyMutex);
     SDKProperties::GetAccess(Find(szName), pnAccess);
   }
   void GetRangeLong(const char* szName, int32_t* pnMin, int32_t* pnMax) override
   {
+    Lock lock(m_PropertyMutex);
     SDKProperties::GetRangeLong(Find(szName), pnMin, pnMax);
   }
   void GetRangeDouble(const char* szName, double* pdMin, double* pdMax) override
   {
+    Lock lock(m_PropertyMutex);
     SDKProperties::GetRangeDouble(Find(szName), pdMin, pdMax);
   }
 
@@ -191,6 +211,7 @@ public:
 
   void GetFirstName(char* pName, uint64_t* pnSize) override
   {
+    Lock lock(m_PropertyMutex);
     DropParameters();
     EnsureParameters();
     ClParameter* pFirst = this->m_pParameters->GetFirstLeaf();
@@ -202,6 +223,7 @@ public:
   // small asks again for the same name.
   void GetNextName(char* pName, uint64_t* pnSize) override
   {
+    Lock lock(m_PropertyMutex);
     if (!this->m_pParameters)
       SDKProperties::ThrowWalkNotBegun();
     ClParameter* pNext =
@@ -214,6 +236,7 @@ public:
 
   void BeginEnum(const char* szName, char* pText, uint64_t* pnSize) override
   {
+    Lock lock(m_PropertyMutex);
     EnsureParameters();
     ClParameter* p = szName ? this->m_pParameters->Find(szName) : nullptr;
     if (!p)
@@ -228,6 +251,7 @@ public:
 
   void GetNextEnum(char* pText, uint64_t* pnSize) override
   {
+    Lock lock(m_PropertyMutex);
     if (!this->m_pEnumValues)
       SDKProperties::ThrowWalkNotBegun();
     SDKProperties::CopyEnumEntry(this->m_pEnumValues, this->m_nEnumIndex, pText, pnSize);
@@ -239,6 +263,7 @@ public:
 
   void EnsureParameters() override
   {
+    Lock lock(m_PropertyMutex);
     if (this->m_pParameters)
       return;
     ClParameterContainer* pTable = SDKProperties::NewTable();
@@ -253,6 +278,7 @@ public:
 
   void DropParameters() override
   {
+    Lock lock(m_PropertyMutex);
     // The walks point into the table and end with it.
     this->m_pEnumCursor = nullptr;
     this->m_pEnumValues = nullptr;
@@ -266,6 +292,11 @@ public:
   void RegisterParameters(ClParameterContainer* pTable) override = 0;
 
 protected:
+  // Property calls of several threads on one handle take turns: the table is built at
+  // first use and rebuilt by each walk, and the walks' cursors belong to the handle.
+  using Lock = std::lock_guard<std::recursive_mutex>;
+  std::recursive_mutex m_PropertyMutex;
+
   ClParameter* Find(const char* szName)
   {
     EnsureParameters();

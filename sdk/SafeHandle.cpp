@@ -2,20 +2,32 @@
 
 #include "sdk/base/Exceptions.h"
 
+#include <chrono>
+#include <condition_variable>
 #include <cstring>
 #include <mutex>
 #include <new>
-#include <unordered_set>
+#include <unordered_map>
 
 namespace {
 
 // The table of accepted tags has this one entry.
 const char szTag[8] = "LS_KX2";
 
+// How often a close repeats its wake-up while calls are still inside the object.
+constexpr std::chrono::milliseconds WakeInterval(5);
+
+struct StEntry
+{
+  uint32_t nLeases = 0;
+  bool bRetired = false;
+};
+
 struct ClRegistry
 {
   std::mutex Mutex;
-  std::unordered_set<const void*> Blocks;
+  std::condition_variable Unleased;
+  std::unordered_map<const void*, StEntry> Blocks;
 };
 
 // Never destroyed: handles may still be resolved from exit hooks of other libraries.
@@ -23,6 +35,25 @@ ClRegistry& Registry()
 {
   static ClRegistry* p = new ClRegistry;
   return *p;
+}
+
+// The live, unretired entry of h and its object; under the registry lock.
+StEntry& Live(LS_KX2_HANDLE h, void*& pObject)
+{
+  if (!h)
+    LSKX2_THROW(-42);
+  auto it = Registry().Blocks.find(h);
+  if (it == Registry().Blocks.end() || it->second.bRetired)
+    LSKX2_THROW(-43);
+  const SafeHandle* p = ClSafeHandle::Block(h);
+  if (std::memcmp(p->szFrontTag, szTag, sizeof(szTag)) != 0)
+    LSKX2_THROW(-43);
+  if (std::memcmp(p->szBackTag, szTag, sizeof(szTag)) != 0)
+    LSKX2_THROW(-43);
+  if (!p->pObject)
+    LSKX2_THROW(-43);
+  pObject = p->pObject;
+  return it->second;
 }
 
 } // namespace
@@ -37,7 +68,7 @@ SafeHandle* ClSafeHandle::Allocate(void* pObject) noexcept
   std::memcpy(p->szBackTag, szTag, sizeof(szTag));
   try {
     std::lock_guard<std::mutex> lock(Registry().Mutex);
-    Registry().Blocks.insert(p);
+    Registry().Blocks.emplace(p, StEntry());
   } catch (...) {
     delete p;
     return nullptr;
@@ -47,20 +78,74 @@ SafeHandle* ClSafeHandle::Allocate(void* pObject) noexcept
 
 void* ClSafeHandle::Check(LS_KX2_HANDLE h)
 {
-  if (!h)
-    LSKX2_THROW(-42);
   // Read under the lock, so a block closed by another thread is never read after its end.
   std::lock_guard<std::mutex> lock(Registry().Mutex);
-  if (!Registry().Blocks.count(h))
-    LSKX2_THROW(-43);
-  const SafeHandle* p = Block(h);
-  if (std::memcmp(p->szFrontTag, szTag, sizeof(szTag)) != 0)
-    LSKX2_THROW(-43);
-  if (std::memcmp(p->szBackTag, szTag, sizeof(szTag)) != 0)
-    LSKX2_THROW(-43);
-  if (!p->pObject)
-    LSKX2_THROW(-43);
-  return p->pObject;
+  void* pObject = nullptr;
+  Live(h, pObject);
+  return pObject;
+}
+
+void* ClSafeHandle::Lease(LS_KX2_HANDLE h)
+{
+  std::lock_guard<std::mutex> lock(Registry().Mutex);
+  void* pObject = nullptr;
+  ++Live(h, pObject).nLeases;
+  return pObject;
+}
+
+void ClSafeHandle::Unlease(LS_KX2_HANDLE h) noexcept
+{
+  std::lock_guard<std::mutex> lock(Registry().Mutex);
+  auto it = Registry().Blocks.find(h);
+  if (it == Registry().Blocks.end() || it->second.nLeases == 0)
+    return;
+  if (--it->second.nLeases == 0 && it->second.bRetired)
+    Registry().Unleased.notify_all();
+}
+
+void* ClSafeHandle::Retire(LS_KX2_HANDLE h)
+{
+  std::lock_guard<std::mutex> lock(Registry().Mutex);
+  void* pObject = nullptr;
+  Live(h, pObject).bRetired = true;
+  return pObject;
+}
+
+void ClSafeHandle::RetireAll(std::vector<SafeHandle*>& blocks)
+{
+  std::lock_guard<std::mutex> lock(Registry().Mutex);
+  blocks.reserve(Registry().Blocks.size());
+  for (auto& [pBlock, entry] : Registry().Blocks) {
+    if (entry.bRetired)
+      continue;
+    entry.bRetired = true;
+    blocks.push_back(static_cast<SafeHandle*>(const_cast<void*>(pBlock)));
+  }
+}
+
+void ClSafeHandle::Revive(const std::vector<SafeHandle*>& blocks) noexcept
+{
+  std::lock_guard<std::mutex> lock(Registry().Mutex);
+  for (SafeHandle* pBlock : blocks) {
+    auto it = Registry().Blocks.find(pBlock);
+    if (it != Registry().Blocks.end())
+      it->second.bRetired = false;
+  }
+}
+
+void ClSafeHandle::WaitUnleased(SafeHandle* pBlock, const std::function<void()>& wake)
+{
+  std::unique_lock<std::mutex> lock(Registry().Mutex);
+  for (;;) {
+    auto it = Registry().Blocks.find(pBlock);
+    if (it == Registry().Blocks.end() || it->second.nLeases == 0)
+      return;
+    Registry().Unleased.wait_for(lock, WakeInterval);
+    // Woken waiters may need the lock of whoever calls here, never the registry's.
+    lock.unlock();
+    wake();
+    lock.lock();
+  }
 }
 
 void ClSafeHandle::Free(SafeHandle* pBlock) noexcept

@@ -2,6 +2,7 @@
 // Class-wide, reference-counted single instance. The mutex exists from load time on.
 #include "sdk/base/Exceptions.h"
 
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <mutex>
@@ -22,8 +23,8 @@ public:
     try {
       s_pInstance = new T();
       RegisterExitHook();
-      s_pInstance->OnCreated();
-      s_pInstance->OnFirstUse();
+      s_pInstance.load()->OnCreated();
+      s_pInstance.load()->OnFirstUse();
     } catch (const ClException& e) {
       ReleaseLocked();
       throw ClException(e);
@@ -56,6 +57,8 @@ public:
   }
 
   static bool Exists() { return s_pInstance != nullptr; }
+  // True once the process-exit hook runs: other libraries' statics may be gone by then.
+  static bool Exiting() { return s_bExiting; }
   static int32_t RefCount()
   {
     std::lock_guard<std::mutex> lock(s_Mutex);
@@ -81,6 +84,7 @@ protected:
   static void ExitHook()
   {
     std::lock_guard<std::mutex> lock(s_Mutex);
+    s_bExiting = true;
     if (s_pInstance) {
       T* p = s_pInstance;
       s_pInstance = nullptr;
@@ -97,7 +101,9 @@ protected:
       bRegistered = std::atexit(&TpSingleton::ExitHook) == 0;
   }
 
-  static inline T* s_pInstance = nullptr;
+  // Atomic: the handle paths read it without the lock while the last release clears it.
+  static inline std::atomic<T*> s_pInstance{nullptr};
   static inline int32_t s_nRefCount = 0;
   static inline std::mutex s_Mutex;
+  static inline std::atomic<bool> s_bExiting{false};
 };

@@ -101,6 +101,7 @@ std::string Codes(const std::map<int32_t, int>& m)
 
 TEST(FaultInjection, EveryCallOfEveryEntryPointFailsOnce)
 {
+  ShortLimits();
   // A clean run counts the calls the sequence makes of each entry point.
   StOutcome clean;
   bool bRecovered = false;
@@ -149,6 +150,7 @@ TEST(FaultInjection, EveryCallOfEveryEntryPointFailsOnce)
 // The device goes away after N delivered frames, at every point of the sequence.
 TEST(FaultInjection, DisconnectAtEveryFrame)
 {
+  ShortLimits();
   Sim().Load(Config());
   ASSERT_EQ(LS_KX2Initialize(nullptr), 0);
   StOutcome counted;

@@ -1,6 +1,7 @@
 #pragma once
 // What the hardening suites share: a short simulator script, the scripted sequence of
 // export calls, and the checks that nothing is left behind after a run.
+#include "capture/KX2LiveCaptureR2.h"
 #include "device/InterprocessLock.h"
 #include "livescannerkx2.h"
 #include "tests/device/SimControl.h"
@@ -29,6 +30,22 @@ inline std::string Config(const std::string& sDeviceFaults = "", const std::stri
 {
   return "{\"frame_interval_ms\":0,\"faults\":[" + sTopFaults + "],\"devices\":[{\"interface\":0,\"faults\":[" +
          sDeviceFaults + "]," + Script() + "}]}";
+}
+
+// The time limits of the engines opened from now on. The suites link the library's static
+// twin to reach them: a wait that fails then fails in a fraction of the product's limits.
+inline void Limits(int32_t nPreviewMs, int32_t nResultMs)
+{
+  ClKX2LiveCaptureR2::StTuning t;
+  t.nPreviewMs = nPreviewMs;
+  t.nResultMs = nResultMs;
+  t.bLowPriority = false;
+  ClKX2LiveCaptureR2::SetDefaultTuning(t);
+}
+// Short, yet far above what a frame takes under a sanitizer on a loaded machine.
+inline void ShortLimits()
+{
+  Limits(1500, 3000);
 }
 
 inline ClSimControl& Sim()
