@@ -189,7 +189,7 @@ void ClKX2LiveCaptureR2::GetImage(ClImage& image, uint32_t* pnStatus, double* pd
       RawSetUp(block);
     }
     *pnStatus = ClKX2FrameJudge::HoldsFinger(ClKX2FrameJudge::FingerArea(image)) ? eStateStable
-                                                                                  : eStateNone;
+                                                                                 : eStateNone;
     *pdScore = m_dScore;
     return;
   }

@@ -9,10 +9,7 @@
 
 #include <boost/property_tree/ptree.hpp>
 
-void ClKX2LiveCaptureR2::CreateRoll()
-{
-  m_pRoll = new ClIpAutoRoll5();
-}
+void ClKX2LiveCaptureR2::CreateRoll() { m_pRoll = new ClIpAutoRoll5(); }
 
 void ClKX2LiveCaptureR2::DeleteRoll()
 {

@@ -39,7 +39,8 @@ void HalveMeanFlip(const ClImage& in, ClImage& out)
     auto column = [&](int32_t c) { return nAbove * r0[c] + r1[c] + r2[c]; };
     o[0] = static_cast<uint8_t>((column(0) + column(1)) / (2u * nRows));
     for (int32_t x = 1; x < w; ++x)
-      o[x] = static_cast<uint8_t>((column(2 * x - 1) + column(2 * x) + column(2 * x + 1)) / (3u * nRows));
+      o[x] = static_cast<uint8_t>((column(2 * x - 1) + column(2 * x) + column(2 * x + 1)) /
+                                  (3u * nRows));
   }
 }
 

@@ -67,8 +67,8 @@ void ClKX2LiveCaptureR2::Construct(const char* szFakeFingerPath, const char* szF
   bool bAverage = false;
   FDHandle hHandle = nullptr;
   // Never raises: without the library the engine works on and refuses only mode 2.
-  ClVeltranoFakeFingerDetectionKX2Wrapper::Start(m_pFakeFinger, hHandle, bAverage,
-                                                 szFakeFingerPath, szFakeFingerFile);
+  ClVeltranoFakeFingerDetectionKX2Wrapper::Start(m_pFakeFinger, hHandle, bAverage, szFakeFingerPath,
+                                                 szFakeFingerFile);
   m_hFakeFinger = hHandle;
   m_bAverageLiveness = bAverage;
 }
@@ -92,8 +92,8 @@ ClRDKXScanAPIWrapper& ClKX2LiveCaptureR2::Device() const
 
 void ClKX2LiveCaptureR2::StopWorkers()
 {
-  boost::thread* apThreads[] = {&m_thFilter, &m_thPreview, &m_thDetect,
-                                &m_thTriggered, &m_thRoll, &m_thRollMask};
+  boost::thread* apThreads[] = {&m_thFilter,    &m_thPreview, &m_thDetect,
+                                &m_thTriggered, &m_thRoll,    &m_thRollMask};
   for (boost::thread* p : apThreads)
     p->interrupt();
   m_FlippedFrames.Wake();
@@ -130,10 +130,7 @@ void ClKX2LiveCaptureR2::RunWorker(const char* szName, int nNice,
   }
 }
 
-bool ClKX2LiveCaptureR2::Running()
-{
-  return !boost::this_thread::interruption_requested();
-}
+bool ClKX2LiveCaptureR2::Running() { return !boost::this_thread::interruption_requested(); }
 
 void ClKX2LiveCaptureR2::StartModeWorkers(int32_t nMode)
 {
@@ -183,10 +180,14 @@ void ClKX2LiveCaptureR2::Trigger()
   uint8_t nDose;
   switch (nMode) {
   case eCaptureRoll:
-  case eCaptureTriggered: nDose = 2; break;
+  case eCaptureTriggered:
+    nDose = 2;
+    break;
   case eCaptureLiveness:
   case eCapturePlain:
-  case eCapturePreview: nDose = 9; break;
+  case eCapturePreview:
+    nDose = 9;
+    break;
   default:
     LSKX2_THROW_MSG("Current capture mode is not implemented yet. (should never happen)", -103);
   }
@@ -204,8 +205,9 @@ void ClKX2LiveCaptureR2::WaitResult(int32_t nMilliseconds, uint32_t nModeEpoch)
     // The end and a mode change are flagged before their notification under this lock, so
     // neither slips in between the test and the wait. Any wake-up ends the wait: a missed
     // notification waits for the next frame.
-    const bool bWoken = !m_bEnding && nModeEpoch == m_nModeEpoch &&
-                        m_ResultReady.timed_wait(lock, boost::posix_time::milliseconds(nMilliseconds));
+    const bool bWoken =
+        !m_bEnding && nModeEpoch == m_nModeEpoch &&
+        m_ResultReady.timed_wait(lock, boost::posix_time::milliseconds(nMilliseconds));
     if (m_bEnding)
       LSKX2_THROW_MSG("timeout getting bitmap", -60);
     if (nModeEpoch != m_nModeEpoch)

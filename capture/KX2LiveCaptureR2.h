@@ -125,8 +125,7 @@ private:
   };
   // Normal set-up, one normal frame flipped into frame.flipped and masked into masked.
   // Under m_DeviceMutex.
-  void CaptureNormal(uint8_t* pBlock, StNormalFrame& frame, ClImage& masked,
-                     ClIpKX10MaskR2& mask);
+  void CaptureNormal(uint8_t* pBlock, StNormalFrame& frame, ClImage& masked, ClIpKX10MaskR2& mask);
   // The properties as the workers read them each frame, while the application may write.
   int32_t Sensitivity() const { return __atomic_load_n(&m_nMaskSensitivity, __ATOMIC_RELAXED); }
   bool UseFastMask() const { return __atomic_load_n(&m_nUseFastMask, __ATOMIC_RELAXED) != 0; }

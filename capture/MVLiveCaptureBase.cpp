@@ -9,10 +9,7 @@
 
 ClMVLiveCaptureBase::~ClMVLiveCaptureBase() = default;
 
-void ClMVLiveCaptureBase::SetDevice(ClRDMVScanAPIHandleBase* pDevice)
-{
-  m_pDevice = pDevice;
-}
+void ClMVLiveCaptureBase::SetDevice(ClRDMVScanAPIHandleBase* pDevice) { m_pDevice = pDevice; }
 
 void ClMVLiveCaptureBase::GetVersionInfo(uint32_t nId, char* pText, uint64_t* pnSize)
 {
@@ -31,11 +28,20 @@ void ClMVLiveCaptureBase::GetVersionInfo(uint32_t nId, char* pText, uint64_t* pn
 
   const char* szLabel;
   switch (nId) {
-  case 1: szLabel = "FW:"; break;
-  case 2: szLabel = "FPGA:"; break;
-  case 3: szLabel = "HW:"; break;
-  case 4: szLabel = "LIB:"; break;
-  default: LSKX2_THROW_MSG("VersionId not supported.", -44);
+  case 1:
+    szLabel = "FW:";
+    break;
+  case 2:
+    szLabel = "FPGA:";
+    break;
+  case 3:
+    szLabel = "HW:";
+    break;
+  case 4:
+    szLabel = "LIB:";
+    break;
+  default:
+    LSKX2_THROW_MSG("VersionId not supported.", -44);
   }
   const size_t nLength = std::strlen(text);
   const char* pHit = std::strstr(text, szLabel);

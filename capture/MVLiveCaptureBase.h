@@ -18,8 +18,7 @@ class ClMVLiveCaptureBase : private boost::noncopyable
 {
 public:
   // Engine capture modes; the public modes 0 to 5 map onto them in the handle.
-  enum ECaptureMode : int32_t
-  {
+  enum ECaptureMode : int32_t {
     eCaptureSingleShot = 1,
     eCaptureLiveness = 2,
     eCapturePlain = 3,

@@ -141,7 +141,9 @@ template <class T>
 class ClTpTripleRead : private boost::noncopyable
 {
 public:
-  explicit ClTpTripleRead(ClTpTripleBuffer<T>& buffer) : m_pItem(buffer.LockRead()), m_pBuffer(&buffer) {}
+  explicit ClTpTripleRead(ClTpTripleBuffer<T>& buffer)
+    : m_pItem(buffer.LockRead()), m_pBuffer(&buffer)
+  {}
   ~ClTpTripleRead() { Release(); }
   T& operator*() const { return *m_pItem; }
   T* operator->() const { return m_pItem; }
@@ -163,7 +165,9 @@ template <class T>
 class ClTpTripleWrite : private boost::noncopyable
 {
 public:
-  explicit ClTpTripleWrite(ClTpTripleBuffer<T>& buffer) : m_pItem(buffer.LockWrite()), m_pBuffer(&buffer) {}
+  explicit ClTpTripleWrite(ClTpTripleBuffer<T>& buffer)
+    : m_pItem(buffer.LockWrite()), m_pBuffer(&buffer)
+  {}
   ~ClTpTripleWrite()
   {
     if (m_pBuffer)

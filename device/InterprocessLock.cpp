@@ -46,14 +46,9 @@ int OpenLockFile(const std::string& sPath)
 
 } // namespace
 
-ClInterprocessLock::ClInterprocessLock(const char* szName) : m_sName(szName ? szName : "")
-{
-}
+ClInterprocessLock::ClInterprocessLock(const char* szName) : m_sName(szName ? szName : "") {}
 
-ClInterprocessLock::~ClInterprocessLock()
-{
-  Unlock();
-}
+ClInterprocessLock::~ClInterprocessLock() { Unlock(); }
 
 std::string ClInterprocessLock::LockPath(const std::string& sName)
 {

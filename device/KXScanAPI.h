@@ -39,12 +39,11 @@ static_assert(sizeof(KXDeviceInfo) == 9, "device info record is 9 bytes");
 static_assert(sizeof(KXImageSize) == 12, "image size record is 12 bytes");
 static_assert(sizeof(KXVersionInfo) == 28, "version record is 28 bytes");
 
-enum
-{
-  eKXInterfaceCount = 128,     // words of the interface list
-  eKXSerialBufferSize = 12,    // the library fills the first 8
+enum {
+  eKXInterfaceCount = 128,  // words of the interface list
+  eKXSerialBufferSize = 12, // the library fills the first 8
   eKXControlBlockSize = 7,
-  eKXErrorRetry = 121,         // transient: the call is repeated once
+  eKXErrorRetry = 121, // transient: the call is repeated once
 };
 
 // One slot per entry point, in the library's table order; null when an optional one is

@@ -18,17 +18,16 @@ void CheckGeometry(const KXImageSize& s, const char* szKind)
   if (s.nWidth > 0 && s.nHeight > 0 && s.nWidth % 4 == 0 && s.nImageSize >= 0 &&
       int64_t(s.nImageSize) <= int64_t(s.nWidth) * s.nHeight)
     return;
-  LSKX2_THROW_MSG(("KXScanAPI - unusable " + std::string(szKind) + " image size: " +
-                   std::to_string(s.nWidth) + " x " + std::to_string(s.nHeight) + ", " +
-                   std::to_string(s.nImageSize) + " bytes")
+  LSKX2_THROW_MSG(("KXScanAPI - unusable " + std::string(szKind) +
+                   " image size: " + std::to_string(s.nWidth) + " x " + std::to_string(s.nHeight) +
+                   ", " + std::to_string(s.nImageSize) + " bytes")
                       .c_str(),
                   -62);
 }
 
 } // namespace
 
-ClRDKX2ScanAPIWrapper::ClRDKX2ScanAPIWrapper(KXDeviceHandle hDevice)
-  : ClRDKXScanAPIWrapper(hDevice)
+ClRDKX2ScanAPIWrapper::ClRDKX2ScanAPIWrapper(KXDeviceHandle hDevice) : ClRDKXScanAPIWrapper(hDevice)
 {
   if (!hDevice)
     return;

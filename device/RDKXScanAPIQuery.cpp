@@ -43,8 +43,8 @@ void Append(std::list<ScannerEntry>& list, uint32_t nWantedType, uint32_t nType,
 {
   if (nWantedType != 0 && nWantedType != nType)
     return;
-  list.push_back(ScannerEntry{ClRDKXScanAPIWrapper::MakeScannerName(nCompatibility, h),
-                              nInterface, nType});
+  list.push_back(
+      ScannerEntry{ClRDKXScanAPIWrapper::MakeScannerName(nCompatibility, h), nInterface, nType});
 }
 
 } // namespace

@@ -11,13 +11,20 @@ namespace {
 int32_t MapLibraryError(uint32_t nError, int32_t nDefault)
 {
   switch (nError) {
-  case 19: return -202;
-  case 50: return -103;
-  case 121: return -204;
-  case 170: return -60;
-  case 0x20000006: return -601;
-  case 0x20000010: return -701;
-  default: return nDefault;
+  case 19:
+    return -202;
+  case 50:
+    return -103;
+  case 121:
+    return -204;
+  case 170:
+    return -60;
+  case 0x20000006:
+    return -601;
+  case 0x20000010:
+    return -701;
+  default:
+    return nDefault;
   }
 }
 
@@ -112,8 +119,7 @@ void ClRDKXScanAPIWrapper::GetVersionRecord(KXVersionInfo* pVersion)
     RaiseLibraryError("GetVersion", -101);
 }
 
-void ClRDKXScanAPIWrapper::CopyText(const std::string& sText, char* szBuffer,
-                                    uint64_t* pnSize)
+void ClRDKXScanAPIWrapper::CopyText(const std::string& sText, char* szBuffer, uint64_t* pnSize)
 {
   uint64_t nRoom = *pnSize;
   *pnSize = sText.size();
@@ -242,7 +248,6 @@ void ClRDKXScanAPIWrapper::SaveControlBytes(const uint8_t* pBlock, bool bFlag)
     throw ClExBadAlloc();
   if (!pBlock)
     LSKX2_THROW(-701);
-  if (!KXApi().ftrScanSave7ControlBytes(m_hDevice, const_cast<uint8_t*>(pBlock),
-                                            bFlag ? 1 : 0))
+  if (!KXApi().ftrScanSave7ControlBytes(m_hDevice, const_cast<uint8_t*>(pBlock), bFlag ? 1 : 0))
     RaiseLibraryError("Unable to save control bytes", -60);
 }

@@ -13,7 +13,11 @@ namespace {
 uint32_t DecodeUtf8(const unsigned char*& p)
 {
   const uint32_t c = *p++;
-  int nMore = c < 0x80 ? 0 : (c & 0xE0) == 0xC0 ? 1 : (c & 0xF0) == 0xE0 ? 2 : (c & 0xF8) == 0xF0 ? 3 : -1;
+  int nMore = c < 0x80             ? 0
+              : (c & 0xE0) == 0xC0 ? 1
+              : (c & 0xF0) == 0xE0 ? 2
+              : (c & 0xF8) == 0xF0 ? 3
+                                   : -1;
   if (nMore <= 0)
     return nMore == 0 ? c : 0xFFFD;
   static const uint32_t least[4] = {0, 0x80, 0x800, 0x10000};
@@ -86,8 +90,8 @@ bool ClVeltranoFakeFingerDetectionKX2Wrapper::ReadAverageLiveness(FDHandle hHand
 }
 
 void ClVeltranoFakeFingerDetectionKX2Wrapper::Start(
-    ClVeltranoFakeFingerDetectionKX2Wrapper*& pWrapper, FDHandle& hHandle,
-    bool& bAverageLiveness, const char* szPath, const char* szFile)
+    ClVeltranoFakeFingerDetectionKX2Wrapper*& pWrapper, FDHandle& hHandle, bool& bAverageLiveness,
+    const char* szPath, const char* szFile)
 {
   try {
     pWrapper = new ClVeltranoFakeFingerDetectionKX2Wrapper();

@@ -27,10 +27,7 @@ struct ClBindingOwner
 
 } // namespace
 
-void KXRaiseUnbound()
-{
-  LSKX2_THROW_MSG("KXScanAPI - device library not loaded", -2);
-}
+void KXRaiseUnbound() { LSKX2_THROW_MSG("KXScanAPI - device library not loaded", -2); }
 
 void KXTrail(const char* szText)
 {
@@ -131,8 +128,7 @@ void ClVeltranoKX1Wrapper::Pin()
   }
   // Older libraries must never leave the process once loaded; this handle is never
   // released. Its result is not tested: the wrapper's own load stands either way.
-  s_hPinned.store(dlopen(LoadedName().c_str(), RTLD_NOW | RTLD_LOCAL),
-                  std::memory_order_release);
+  s_hPinned.store(dlopen(LoadedName().c_str(), RTLD_NOW | RTLD_LOCAL), std::memory_order_release);
 }
 
 void ClVeltranoKX1Wrapper::Start()

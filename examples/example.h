@@ -56,8 +56,9 @@ static void save_pgm(const char* path, const uint8_t* pixels, uint64_t width, ui
 {
   FILE* f = fopen(path, "wb");
   size_t n = (size_t)(width * height);
-  if (!f || fprintf(f, "P5\n%llu %llu\n255\n", (unsigned long long)width,
-                    (unsigned long long)height) < 0 ||
+  if (!f ||
+      fprintf(f, "P5\n%llu %llu\n255\n", (unsigned long long)width, (unsigned long long)height) <
+          0 ||
       fwrite(pixels, 1, n, f) != n || fclose(f) != 0) {
     perror(path);
     exit(1);

@@ -25,8 +25,7 @@ int main(int argc, char** argv)
       return 1;
     }
     check(LS_KX2TriggerScanner(scanner), "LS_KX2TriggerScanner");
-    check(LS_KX2GetPreviewImage(scanner, image, &score, &finger, &status),
-          "LS_KX2GetPreviewImage");
+    check(LS_KX2GetPreviewImage(scanner, image, &score, &finger, &status), "LS_KX2GetPreviewImage");
   }
   /* The finger lies still: take the plain image. */
   check(LS_KX2GetImage(scanner, image, &score, &finger, &status), "LS_KX2GetImage");

@@ -25,8 +25,7 @@ int main(int argc, char** argv)
       return 1;
     }
     check(LS_KX2TriggerScanner(scanner), "LS_KX2TriggerScanner");
-    check(LS_KX2GetRollImage(scanner, image, &score, &finished, &result),
-          "LS_KX2GetRollImage");
+    check(LS_KX2GetRollImage(scanner, image, &score, &finished, &result), "LS_KX2GetRollImage");
   }
   save_pgm(path, image, width, height);
   /* 0 is a good roll; -800 to -811 say what was wrong with it. */

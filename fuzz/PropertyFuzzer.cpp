@@ -8,8 +8,9 @@
 
 namespace {
 
-const char* const aNames[] = {"Version", "nUseFastMask", "nRolledPostProcess", "nAverageLivenessScoreMode",
-                              "nResetImage", "nMaskSensitivity", "nRollFingerStartMode"};
+const char* const aNames[] = {
+    "Version",     "nUseFastMask",     "nRolledPostProcess",  "nAverageLivenessScoreMode",
+    "nResetImage", "nMaskSensitivity", "nRollFingerStartMode"};
 
 double Double(uint32_t nBits)
 {

@@ -22,14 +22,18 @@ struct ClProgram
     const uint8_t n = m_In.Byte() % 6;
     switch (n) {
     case 0:
-    case 1: return m_ah[n];
-    case 2: return m_hStale;
+    case 1:
+      return m_ah[n];
+    case 2:
+      return m_hStale;
     case 3:
       std::memcpy(m_aFake, "LS_KX2\0\0", 8);
       std::memcpy(m_aFake + 16, "LS_KX2\0\0", 8);
       return reinterpret_cast<LS_KX2_HANDLE>(m_aFake);
-    case 4: return reinterpret_cast<LS_KX2_HANDLE>(uintptr_t(m_In.Byte()) * 8 + 8);
-    default: return nullptr;
+    case 4:
+      return reinterpret_cast<LS_KX2_HANDLE>(uintptr_t(m_In.Byte()) * 8 + 8);
+    default:
+      return nullptr;
     }
   }
   template <class T>
@@ -75,21 +79,41 @@ struct ClProgram
         m_hStale = h;
       break;
     }
-    case 5: LS_KX2SetCaptureMode(Handle(), m_In.Byte() % 8); break;
-    case 6: LS_KX2GetCaptureMode(Handle(), Out(&n32)); break;
-    case 7: LS_KX2TriggerScanner(Handle()); break;
-    case 8: LS_KX2GetImage(Handle(), Out(m_aImage), Out(&d), Out(&b), Out(&s)); break;
-    case 9: LS_KX2GetPreviewImage(Handle(), Out(m_aImage), Out(&d), Out(&b), Out(&s)); break;
-    case 10: LS_KX2GetRollImage(Handle(), Out(m_aImage), Out(&d), Out(&b), Out(&s)); break;
-    case 11: LS_KX2GetImageSize(Handle(), Out(&w), Out(&v)); break;
-    case 12: LS_KX2GetRollImageDPI(Handle(), Out(&w), Out(&v)); break;
-    case 13: LS_KX2GetScannerCondition(Handle(), Out(&n32), Out(&m32)); break;
+    case 5:
+      LS_KX2SetCaptureMode(Handle(), m_In.Byte() % 8);
+      break;
+    case 6:
+      LS_KX2GetCaptureMode(Handle(), Out(&n32));
+      break;
+    case 7:
+      LS_KX2TriggerScanner(Handle());
+      break;
+    case 8:
+      LS_KX2GetImage(Handle(), Out(m_aImage), Out(&d), Out(&b), Out(&s));
+      break;
+    case 9:
+      LS_KX2GetPreviewImage(Handle(), Out(m_aImage), Out(&d), Out(&b), Out(&s));
+      break;
+    case 10:
+      LS_KX2GetRollImage(Handle(), Out(m_aImage), Out(&d), Out(&b), Out(&s));
+      break;
+    case 11:
+      LS_KX2GetImageSize(Handle(), Out(&w), Out(&v));
+      break;
+    case 12:
+      LS_KX2GetRollImageDPI(Handle(), Out(&w), Out(&v));
+      break;
+    case 13:
+      LS_KX2GetScannerCondition(Handle(), Out(&n32), Out(&m32));
+      break;
     case 14: {
       char serial[16];
       LS_KX2GetSerialNumber(Handle(), Out(serial));
       break;
     }
-    case 15: LS_KX2SetLED(Handle(), m_In.Byte() % 3, m_In.Byte()); break;
+    case 15:
+      LS_KX2SetLED(Handle(), m_In.Byte() % 3, m_In.Byte());
+      break;
     case 16: {
       // The copy writes a terminator beyond the size it reports: one byte more of room.
       uint64_t nRoom = m_In.Byte();
@@ -106,7 +130,8 @@ struct ClProgram
     case 18: {
       std::string sText = m_In.Text(200);
       uint64_t nLength = sText.size() + (m_In.Byte() & 1);
-      LS_KX2ExtendedScannerAccess(Handle(), 7, Out(reinterpret_cast<uint8_t*>(sText.data())), Out(&nLength));
+      LS_KX2ExtendedScannerAccess(Handle(), 7, Out(reinterpret_cast<uint8_t*>(sText.data())),
+                                  Out(&nLength));
       break;
     }
     case 19: {
@@ -115,14 +140,19 @@ struct ClProgram
       LS_KX2ExtendedScannerAccess(Handle(), static_cast<int8_t>(m_In.Byte()), data, &nRoom);
       break;
     }
-    case 20: LS_KX2SetPropertyLongA(Handle(), "nResetImage", m_In.Byte() % 3); break;
+    case 20:
+      LS_KX2SetPropertyLongA(Handle(), "nResetImage", m_In.Byte() % 3);
+      break;
     case 21: {
       int32_t n = 0;
       LS_KX2GetPropertyLongA(Handle(), "nMaskSensitivity", Out(&n));
       break;
     }
-    case 22: LS_KX2CompatibilityCheck(Out(m_In.Byte() & 2 ? "1.8" : "0.1")); break;
-    default: LS_KX2GetErrorDescriptionA(static_cast<int32_t>(m_In.Word()));
+    case 22:
+      LS_KX2CompatibilityCheck(Out(m_In.Byte() & 2 ? "1.8" : "0.1"));
+      break;
+    default:
+      LS_KX2GetErrorDescriptionA(static_cast<int32_t>(m_In.Word()));
     }
   }
 

@@ -116,14 +116,8 @@ int32_t ClIp1to1Base::ProcessImage(ClImage* pIn, ClImage* pOut)
   });
 }
 
-void ClIp1to1Base::PrepareOutImage(ClImage* pOut)
-{
-  pOut->CreateLike(*m_pInImage);
-}
+void ClIp1to1Base::PrepareOutImage(ClImage* pOut) { pOut->CreateLike(*m_pInImage); }
 
-double ClIp1to1Base::ProcessPixel(ClImage*, ClImage*, double)
-{
-  return 0.0;
-}
+double ClIp1to1Base::ProcessPixel(ClImage*, ClImage*, double) { return 0.0; }
 
 } // namespace NewIpBase

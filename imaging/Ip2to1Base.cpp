@@ -69,10 +69,7 @@ int32_t CombineLoop(const T1* pA, int32_t nStrideA, const T2* pB, int32_t nStrid
 
 } // namespace
 
-ClIp2to1Base::ClIp2to1Base()
-{
-  SetDefaultParameters();
-}
+ClIp2to1Base::ClIp2to1Base() { SetDefaultParameters(); }
 
 void ClIp2to1Base::SetDefaultParameters()
 {
@@ -89,8 +86,8 @@ void ClIp2to1Base::DeclareInterface(ClParameterInterface& itf)
   itf.AddImage(&m_pInImage1, "InImage1", "In1: Original Image", I::eIn, 1, 1);
   itf.AddImage(&m_pInImage2, "InImage2", "In2: 2nd Original Image", I::eIn, 1, 1);
   itf.AddImage(&m_pOutImage, "OutImage", "Out: Output Image", I::eOut, 1, 1);
-  I::ClParameter* p = itf.AddChoice(&m_eOutImageType, "OutImageType", "In: OutImage Datatype",
-                                    nullptr, I::eIn);
+  I::ClParameter* p =
+      itf.AddChoice(&m_eOutImageType, "OutImageType", "In: OutImage Datatype", nullptr, I::eIn);
   I::SetChoices(p, ClOutImageType::s_szChoices, ClOutImageType::s_anValues);
   itf.AddBool(&m_bSizeMustBeEqual, "SizeMustBeEqual", "Bool: Size must be equal", I::eIn);
   itf.AddDouble(&m_dFillColor, "FillColor", "Double: Fillcolor for Offset-Images", I::eIn, 0, 255);
@@ -118,8 +115,8 @@ void ClIp2to1Base::BindParameters(ClParameterContainer& container)
   pFill->SetMax(255);
   pFill->Bind(&m_dFillColor, 3);
 
-  for (auto [szName, pnOffset] : {std::make_pair("OffsetX", &m_nOffsetX),
-                                  std::make_pair("OffsetY", &m_nOffsetY)}) {
+  for (auto [szName, pnOffset] :
+       {std::make_pair("OffsetX", &m_nOffsetX), std::make_pair("OffsetY", &m_nOffsetY)}) {
     auto* p = container.CreateNumeric<int>(szName);
     p->SetMin(-2147483648.0);
     p->SetMax(2147483647.0);
@@ -212,12 +209,12 @@ int32_t ClIp2to1Base::Process()
       (m_pOutImage == m_pInImage1 || m_pOutImage == m_pInImage2) ? &temp : m_pOutImage;
   const EDataType eType = m_eOutImageType > 254 ? m_pInImage1->DataType() : m_eOutImageType;
   pTarget->CreateAsType(*m_pInImage1, eType);
-  int32_t nStatus = DispatchTypes(m_pInImage1->DataType(), m_pInImage2->DataType(),
-                                  pTarget->DataType(), [&](auto a, auto b, auto c) {
-                                    return Setup<typename decltype(a)::Type,
-                                                 typename decltype(b)::Type,
-                                                 typename decltype(c)::Type>(*pTarget);
-                                  });
+  int32_t nStatus =
+      DispatchTypes(m_pInImage1->DataType(), m_pInImage2->DataType(), pTarget->DataType(),
+                    [&](auto a, auto b, auto c) {
+                      return Setup<typename decltype(a)::Type, typename decltype(b)::Type,
+                                   typename decltype(c)::Type>(*pTarget);
+                    });
   if (nStatus != 0)
     return nStatus;
   nStatus = ProcessImages(m_pInImage1, m_pInImage2, pTarget, m_nOverlapWidth, m_nOverlapHeight,
@@ -247,31 +244,29 @@ int32_t ClIp2to1Base::ProcessImages(ClImage* pIn1, ClImage* pIn2, ClImage* pOut,
             TruncToSample<uint8_t>(ProcessPixels(pIn1, pIn2, pOut, a, b));
     }
   }
-  return DispatchTypes(pIn1->DataType(), pIn2->DataType(), pOut->DataType(),
-                       [&](auto a, auto b, auto c) {
-    using T1 = typename decltype(a)::Type;
-    using T2 = typename decltype(b)::Type;
-    using T3 = typename decltype(c)::Type;
-    const T1* pA = pIn1->Pixels<T1>() + nIn1Start;
-    const T2* pB = pIn2->Pixels<T2>() + nIn2Start;
-    T3* pO = pOut->Pixels<T3>() + nOutStart;
-    if constexpr (std::is_same<T1, uint8_t>::value && std::is_same<T2, uint8_t>::value) {
-      if (bTable) {
-        const uint8_t* pTable = m_aLookUp.data();
+  return DispatchTypes(
+      pIn1->DataType(), pIn2->DataType(), pOut->DataType(), [&](auto a, auto b, auto c) {
+        using T1 = typename decltype(a)::Type;
+        using T2 = typename decltype(b)::Type;
+        using T3 = typename decltype(c)::Type;
+        const T1* pA = pIn1->Pixels<T1>() + nIn1Start;
+        const T2* pB = pIn2->Pixels<T2>() + nIn2Start;
+        T3* pO = pOut->Pixels<T3>() + nOutStart;
+        if constexpr (std::is_same<T1, uint8_t>::value && std::is_same<T2, uint8_t>::value) {
+          if (bTable) {
+            const uint8_t* pTable = m_aLookUp.data();
+            return CombineLoop(pA, nIn1Stride, pB, nIn2Stride, pO, nOutStride, nOverlapWidth,
+                               nOverlapHeight, nPlanes1, nPlanes2, [pTable](T1 x, T2 y) {
+                                 return ConvertSample<T3>(pTable[size_t(x) * 256 + y]);
+                               });
+          }
+        }
         return CombineLoop(pA, nIn1Stride, pB, nIn2Stride, pO, nOutStride, nOverlapWidth,
-                           nOverlapHeight, nPlanes1, nPlanes2, [pTable](T1 x, T2 y) {
-                             return ConvertSample<T3>(pTable[size_t(x) * 256 + y]);
+                           nOverlapHeight, nPlanes1, nPlanes2, [&](T1 x, T2 y) {
+                             return TruncToSample<T3>(
+                                 ProcessPixels(pIn1, pIn2, pOut, double(x), double(y)));
                            });
-      }
-    }
-    return CombineLoop(pA, nIn1Stride, pB, nIn2Stride, pO, nOutStride, nOverlapWidth,
-                       nOverlapHeight, nPlanes1, nPlanes2, [&](T1 x, T2 y) {
-                         return TruncToSample<T3>(ProcessPixels(pIn1, pIn2, pOut, double(x), double(y)));
-                       });
-  });
+      });
 }
 
-double ClIp2to1Base::ProcessPixels(ClImage*, ClImage*, ClImage*, double, double)
-{
-  return 0.0;
-}
+double ClIp2to1Base::ProcessPixels(ClImage*, ClImage*, ClImage*, double, double) { return 0.0; }

@@ -28,12 +28,10 @@ public:
   int32_t Initialize() override;
   int32_t Process() override;
 
-  virtual int32_t ProcessImages(ClImage* pIn1, ClImage* pIn2, ClImage* pOut,
-                                int32_t nOverlapWidth, int32_t nOverlapHeight,
-                                uint32_t nPlanes1, uint32_t nPlanes2,
-                                int32_t nIn1Start, int32_t nIn1Stride,
-                                int32_t nIn2Start, int32_t nIn2Stride,
-                                int32_t nOutStart, int32_t nOutStride);
+  virtual int32_t ProcessImages(ClImage* pIn1, ClImage* pIn2, ClImage* pOut, int32_t nOverlapWidth,
+                                int32_t nOverlapHeight, uint32_t nPlanes1, uint32_t nPlanes2,
+                                int32_t nIn1Start, int32_t nIn1Stride, int32_t nIn2Start,
+                                int32_t nIn2Stride, int32_t nOutStart, int32_t nOutStride);
   virtual double ProcessPixels(ClImage* pIn1, ClImage* pIn2, ClImage* pOut, double dValue1,
                                double dValue2);
 

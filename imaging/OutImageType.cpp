@@ -4,8 +4,9 @@
 
 #include <cstring>
 
-const char ClOutImageType::s_szChoices[] = "unsigned char\0signed char\0unsigned short\0signed short\0"
-                                           "unsigned int\0signed int\0float\0double\0default\0";
+const char ClOutImageType::s_szChoices[] =
+    "unsigned char\0signed char\0unsigned short\0signed short\0"
+    "unsigned int\0signed int\0float\0double\0default\0";
 const int32_t ClOutImageType::s_anValues[9] = {1, 129, 2, 130, 4, 132, 196, 200, 255};
 
 void ClOutImageType::Bind(ClParameterContainer& container, EDataType& eType)

@@ -20,8 +20,8 @@ public:
   // with content eOutContent ("eUnknown": as many planes as were taken) and the join's
   // status is returned. bLog: the split and the join log as the processor does.
   template <class Work>
-  int32_t Run(ClImage*& rpIn, ClImage*& rpOut, ClImage* pTarget, EContent eOutContent,
-              bool bLog, Work&& work)
+  int32_t Run(ClImage*& rpIn, ClImage*& rpOut, ClImage* pTarget, EContent eOutContent, bool bLog,
+              Work&& work)
   {
     const uint32_t nPlanes = Split(rpIn, bLog);
     ClRestore restore{rpIn, rpOut, rpIn, rpOut};

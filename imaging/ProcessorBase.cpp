@@ -10,9 +10,7 @@
 ClProcessorLog* ClProcessorBase::s_pDefaultLog = nullptr;
 ClProcessorTiming* ClProcessorBase::s_pTiming = nullptr;
 
-ClProcessorBase::ClProcessorBase() : m_pLog(s_pDefaultLog)
-{
-}
+ClProcessorBase::ClProcessorBase() : m_pLog(s_pDefaultLog) {}
 
 ClProcessorBase::~ClProcessorBase() = default;
 
@@ -70,7 +68,4 @@ void ClProcessorBase::CaptureDefaults(ClParameterContainer& container)
   container.SwapValueAndDefault();
 }
 
-void ClProcessorBase::SetLogging(bool bOn)
-{
-  m_pLog = bOn ? s_pDefaultLog : nullptr;
-}
+void ClProcessorBase::SetLogging(bool bOn) { m_pLog = bOn ? s_pDefaultLog : nullptr; }

@@ -63,8 +63,8 @@ inline T WrapMul(T a, T b)
   if constexpr (std::is_integral<T>::value) {
     using U = typename std::make_unsigned<T>::type;
     using W = typename std::conditional<(sizeof(U) < sizeof(unsigned)), unsigned, U>::type;
-    return static_cast<T>(static_cast<U>(static_cast<W>(static_cast<U>(a)) *
-                                         static_cast<W>(static_cast<U>(b))));
+    return static_cast<T>(
+        static_cast<U>(static_cast<W>(static_cast<U>(a)) * static_cast<W>(static_cast<U>(b))));
   } else {
     return a * b;
   }

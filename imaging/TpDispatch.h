@@ -30,22 +30,31 @@ struct TpTypeTag
 };
 
 // The eight sample types in the order of the dispatch tables.
-using TpSampleTypes = std::tuple<unsigned char, signed char, unsigned short, short, unsigned int,
-                                 int, float, double>;
+using TpSampleTypes =
+    std::tuple<unsigned char, signed char, unsigned short, short, unsigned int, int, float, double>;
 
 // Position of a type in TpSampleTypes, or -1 for "unknown", "default" and anything else.
 constexpr int SampleTypeIndex(EDataType eType)
 {
   switch (eType) {
-  case eUInt8: return 0;
-  case eInt8: return 1;
-  case eUInt16: return 2;
-  case eInt16: return 3;
-  case eUInt32: return 4;
-  case eInt32: return 5;
-  case eFloat32: return 6;
-  case eDouble64: return 7;
-  default: return -1;
+  case eUInt8:
+    return 0;
+  case eInt8:
+    return 1;
+  case eUInt16:
+    return 2;
+  case eInt16:
+    return 3;
+  case eUInt32:
+    return 4;
+  case eInt32:
+    return 5;
+  case eFloat32:
+    return 6;
+  case eDouble64:
+    return 7;
+  default:
+    return -1;
   }
 }
 
@@ -62,10 +71,7 @@ inline TOut ConvertSample(TIn value)
 
 namespace TpDispatchDetail {
 
-constexpr size_t Pow8(size_t n)
-{
-  return n == 0 ? 1 : 8 * Pow8(n - 1);
-}
+constexpr size_t Pow8(size_t n) { return n == 0 ? 1 : 8 * Pow8(n - 1); }
 
 template <size_t I>
 using SampleAt = typename std::tuple_element<I, TpSampleTypes>::type;

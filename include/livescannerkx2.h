@@ -68,13 +68,14 @@ extern "C" {
 typedef struct LS_KX2_SCANNER* LS_KX2_HANDLE;
 
 /** Capture modes of LS_KX2SetCaptureMode and LS_KX2GetCaptureMode. */
-#define LS_KX2_MODE_PLAIN 0u       /**< previews, finger detection, plain image */
-#define LS_KX2_MODE_ROLL 1u        /**< rolled fingerprint */
-#define LS_KX2_MODE_LIVENESS 2u    /**< as plain, with fake finger scores (optional library) */
-#define LS_KX2_MODE_SINGLE_SHOT 3u /**< one image per LS_KX2GetImage, no trigger; the mode
+#define LS_KX2_MODE_PLAIN 0u    /**< previews, finger detection, plain image */
+#define LS_KX2_MODE_ROLL 1u     /**< rolled fingerprint */
+#define LS_KX2_MODE_LIVENESS 2u /**< as plain, with fake finger scores (optional library) */
+#define LS_KX2_MODE_SINGLE_SHOT                                                                    \
+  3u                             /**< one image per LS_KX2GetImage, no trigger; the mode
                                         of a freshly opened scanner */
-#define LS_KX2_MODE_TRIGGERED 4u   /**< one masked image per trigger */
-#define LS_KX2_MODE_PREVIEW 5u     /**< previews without finger detection */
+#define LS_KX2_MODE_TRIGGERED 4u /**< one masked image per trigger */
+#define LS_KX2_MODE_PREVIEW 5u   /**< previews without finger detection */
 
 /**
  * Takes one reference on the SDK; the first starts the device library binding.
@@ -214,8 +215,7 @@ LS_KX2_EXPORT int32_t LS_KX2GetImage(LS_KX2_HANDLE hScanner, uint8_t* pImage, do
  *          gone).
  */
 LS_KX2_EXPORT int32_t LS_KX2GetPreviewImage(LS_KX2_HANDLE hScanner, uint8_t* pImage,
-                                            double* pdScore, uint8_t* pbFinger,
-                                            int32_t* pnStatus);
+                                            double* pdScore, uint8_t* pbFinger, int32_t* pnStatus);
 
 /**
  * The rolled image so far, masked. Waits up to 30 seconds for the next composite.
@@ -228,9 +228,8 @@ LS_KX2_EXPORT int32_t LS_KX2GetPreviewImage(LS_KX2_HANDLE hScanner, uint8_t* pIm
  * \returns -50 outside LS_KX2_MODE_ROLL.
  * \returns -60 if no composite arrives within 30 seconds.
  */
-LS_KX2_EXPORT int32_t LS_KX2GetRollImage(LS_KX2_HANDLE hScanner, uint8_t* pImage,
-                                         double* pdScore, uint8_t* pbFinger,
-                                         int32_t* pnStatus);
+LS_KX2_EXPORT int32_t LS_KX2GetRollImage(LS_KX2_HANDLE hScanner, uint8_t* pImage, double* pdScore,
+                                         uint8_t* pbFinger, int32_t* pnStatus);
 
 /**
  * Sizes of the three kinds of image in pixels: always 800 wide and 750 high, in every
@@ -257,8 +256,7 @@ LS_KX2_EXPORT int32_t LS_KX2GetImageDPI(LS_KX2_HANDLE hScanner, uint64_t* pnX, u
 LS_KX2_EXPORT int32_t LS_KX2GetPreviewImageDPI(LS_KX2_HANDLE hScanner, uint64_t* pnX,
                                                uint64_t* pnY);
 /** As LS_KX2GetImageDPI. */
-LS_KX2_EXPORT int32_t LS_KX2GetRollImageDPI(LS_KX2_HANDLE hScanner, uint64_t* pnX,
-                                            uint64_t* pnY);
+LS_KX2_EXPORT int32_t LS_KX2GetRollImageDPI(LS_KX2_HANDLE hScanner, uint64_t* pnX, uint64_t* pnY);
 
 /**
  * How dirty the platen is, 0 (clean) to 100, judged from the frames without a finger of
@@ -356,8 +354,8 @@ LS_KX2_EXPORT int32_t LS_KX2GetVersionString(LS_KX2_HANDLE hScanner, char* pBuff
  * \returns -21 if the room is too small; the size needed is stored first.
  * \returns -701 for "Version" with a NULL pValue and enough room.
  */
-LS_KX2_EXPORT int32_t LS_KX2GetPropertyA(LS_KX2_HANDLE hScanner, const char* szName,
-                                         char* pValue, uint64_t* pnSize);
+LS_KX2_EXPORT int32_t LS_KX2GetPropertyA(LS_KX2_HANDLE hScanner, const char* szName, char* pValue,
+                                         uint64_t* pnSize);
 
 /**
  * Sets a property from text: decimal, or hexadecimal after an 'x' ("0x1F").

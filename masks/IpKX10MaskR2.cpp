@@ -94,14 +94,11 @@ inline uint8_t StretchRim(int32_t m, int32_t g, int32_t l, int32_t h, const StSt
 
 } // namespace
 
-ClIpKX10MaskR2::ClIpKX10MaskR2() : ClIpKX10MaskR2(false)
-{
-}
+ClIpKX10MaskR2::ClIpKX10MaskR2() : ClIpKX10MaskR2(false) {}
 
 ClIpKX10MaskR2::ClIpKX10MaskR2(bool bHighPrecision)
   : m_bHighPrecision(bHighPrecision), m_Segmenter(bHighPrecision)
-{
-}
+{}
 
 double ClIpKX10MaskR2::VarianceLimit(int32_t nSensitivity)
 {

@@ -35,6 +35,6 @@ private:
   void Stretch();
 
   ClHistogram m_Histogram;
-  ClImage m_Faded;  // T
-  ClImage m_Soft;   // M
+  ClImage m_Faded; // T
+  ClImage m_Soft;  // M
 };

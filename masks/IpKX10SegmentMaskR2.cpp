@@ -21,7 +21,7 @@ struct StPrecision
 {
   double dLeastArea;
   double dExtentDivisor;
-  int32_t nWidestBlobLess;  // widest blob: width / nWidestDivisor - nWidestBlobLess
+  int32_t nWidestBlobLess; // widest blob: width / nWidestDivisor - nWidestBlobLess
   int32_t nWidestDivisor;
   double dThresholdDivisor;
 };
@@ -48,8 +48,8 @@ void RunSubtract(TSubtract& subtract, ClImage* pIn1, ClImage* pIn2, ClImage* pOu
 }
 
 template <class TBinarize>
-void RunBinarize(TBinarize& binarize, ClImage* pIn, ClImage* pOut, uint8_t nThreshold,
-                 uint8_t nLow, uint8_t nHigh)
+void RunBinarize(TBinarize& binarize, ClImage* pIn, ClImage* pOut, uint8_t nThreshold, uint8_t nLow,
+                 uint8_t nHigh)
 {
   binarize.m_pInImage = pIn;
   binarize.m_pOutImage = pOut;
@@ -86,7 +86,7 @@ void ClIpKX10SegmentMaskR2::CheckInputType() const
   if (m_pInImage->PelsX() < 1 || m_pInImage->PelsY() < 1 ||
       m_pInImage->PelsX() != m_pInImage->PelsY())
     LSKX2_THROW_MSG("Input image resolution invalid. Must be > 0 and equal in both dimensions.",
-                      -44);
+                    -44);
   if (!m_pOutImage)
     LSKX2_THROW_MSG("No output image provided.", -44);
 }

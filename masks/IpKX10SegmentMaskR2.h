@@ -69,22 +69,22 @@ private:
   std::vector<uint32_t> m_aOrder;
 
   // Work pictures at the working resolution, reused from frame to frame.
-  ClImage m_Down;        // D: the frame at the working resolution
-  ClImage m_Variances;   // V
+  ClImage m_Down;      // D: the frame at the working resolution
+  ClImage m_Variances; // V
   ClImage m_FloatWork1;
   ClImage m_FloatWork2;
-  ClImage m_Activity;    // A: opened and smoothed variance
-  ClImage m_Background;  // E: dark flat samples
+  ClImage m_Activity;      // A: opened and smoothed variance
+  ClImage m_Background;    // E: dark flat samples
   ClImage m_ActivityUpper; // F: activity scaled to the upper limit
   ClImage m_ActivityLower; // G: activity scaled to the lower limit
-  ClImage m_Reference;   // the reference at half size
-  ClImage m_Blobs;       // areas of full activity as objects (0)
+  ClImage m_Reference;     // the reference at half size
+  ClImage m_Blobs;         // areas of full activity as objects (0)
   ClImage m_Labels;
   ClImage m_Cutout;
-  ClImage m_Finger;      // H: the frame without its background
+  ClImage m_Finger; // H: the frame without its background
   ClImage m_Work1;
-  ClImage m_Near;        // J: 255 where background is close by
+  ClImage m_Near; // J: 255 where background is close by
   ClImage m_Lower;
   ClImage m_Upper;
-  ClImage m_Soft;        // I
+  ClImage m_Soft; // I
 };

@@ -15,8 +15,8 @@ void ClIpLiveScannerMask::DeclareInterface(ClParameterInterface& itf)
   ClIp1to1Base::DeclareInterface(itf);
   itf.AddDouble(&m_dInScaleSegmentation, "dInScaleSegmentation",
                 "In: Scale of the input for segmentation", ClParameterInterface::eIn, 0.0, 0.0);
-  itf.AddInteger(&m_nInDPI, "nInDPI", "In: Input resolution in dpi", ClParameterInterface::eIn,
-                 0.0, 0.0);
+  itf.AddInteger(&m_nInDPI, "nInDPI", "In: Input resolution in dpi", ClParameterInterface::eIn, 0.0,
+                 0.0);
 }
 
 void ClIpLiveScannerMask::SetDefaultParameters()
@@ -32,10 +32,7 @@ void ClIpLiveScannerMask::BindParameters(ClParameterContainer& container)
   container.CreateNumeric<int32_t>("nInDPI")->Bind(&m_nInDPI, 3);
 }
 
-void ClIpLiveScannerMask::CheckInputType() const
-{
-  ClIp1to1Base::CheckInputType();
-}
+void ClIpLiveScannerMask::CheckInputType() const { ClIp1to1Base::CheckInputType(); }
 
 int32_t ClIpLiveScannerMask::Compute(ClImage* pIn, ClImage* pOut, int32_t nDPI, double dScale)
 {

@@ -31,8 +31,7 @@ inline ClParameterType ParameterTypeOf()
 }
 
 // Flag bits of ClParameter::GetFlags().
-enum EParameterFlags : uint8_t
-{
+enum EParameterFlags : uint8_t {
   eParamWrite = 1,
   eParamRead = 2,
   eParamOptional = 4,

@@ -36,10 +36,7 @@ ClParameterContainer::ClParameterContainer(const char* szName) : ClParameterCont
   SetName(szName);
 }
 
-ClParameterContainer::~ClParameterContainer()
-{
-  DestroyChildren();
-}
+ClParameterContainer::~ClParameterContainer() { DestroyChildren(); }
 
 void ClParameterContainer::DestroyChildren()
 {
@@ -122,10 +119,7 @@ ClParameter* ClParameterContainer::FirstLeafFrom(const ClParameterContainer* pNo
   return nullptr;
 }
 
-ClParameter* ClParameterContainer::GetFirstLeaf() const
-{
-  return FirstLeafFrom(this, 0);
-}
+ClParameter* ClParameterContainer::GetFirstLeaf() const { return FirstLeafFrom(this, 0); }
 
 ClParameter* ClParameterContainer::GetNextLeaf(ClParameter* pCurrent) const
 {

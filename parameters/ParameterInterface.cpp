@@ -204,9 +204,10 @@ ClParameterInterface::ClParameter* ClParameterInterface::AddChoice(void* pValue,
   return p;
 }
 
-ClParameterInterface::ClParameter* ClParameterInterface::AppendNumber(
-    void* pValue, double dValue, const char* szName, const char* szDescription,
-    uint32_t nDirection, uint32_t nKind, double dMin, double dMax)
+ClParameterInterface::ClParameter*
+ClParameterInterface::AppendNumber(void* pValue, double dValue, const char* szName,
+                                   const char* szDescription, uint32_t nDirection, uint32_t nKind,
+                                   double dMin, double dMax)
 {
   ClParameter* p = Append(pValue, szName, szDescription, nDirection, nKind);
   SuggestRange(dValue, &dMin, &dMax);
@@ -215,41 +216,35 @@ ClParameterInterface::ClParameter* ClParameterInterface::AppendNumber(
   return p;
 }
 
-ClParameterInterface::ClParameter* ClParameterInterface::AddInteger(int32_t* pValue,
-                                                                    const char* szName,
-                                                                    const char* szDescription,
-                                                                    uint32_t nDirection,
-                                                                    double dMin, double dMax)
+ClParameterInterface::ClParameter*
+ClParameterInterface::AddInteger(int32_t* pValue, const char* szName, const char* szDescription,
+                                 uint32_t nDirection, double dMin, double dMax)
 {
-  return AppendNumber(pValue, pValue ? *pValue : 0.0, szName, szDescription, nDirection, eKindInteger,
-                      dMin, dMax);
+  return AppendNumber(pValue, pValue ? *pValue : 0.0, szName, szDescription, nDirection,
+                      eKindInteger, dMin, dMax);
 }
 
-ClParameterInterface::ClParameter* ClParameterInterface::AddDouble(double* pValue,
-                                                                   const char* szName,
-                                                                   const char* szDescription,
-                                                                   uint32_t nDirection,
-                                                                   double dMin, double dMax)
+ClParameterInterface::ClParameter*
+ClParameterInterface::AddDouble(double* pValue, const char* szName, const char* szDescription,
+                                uint32_t nDirection, double dMin, double dMax)
 {
-  return AppendNumber(pValue, pValue ? *pValue : 0.0, szName, szDescription, nDirection, eKindDouble,
-                      dMin, dMax);
+  return AppendNumber(pValue, pValue ? *pValue : 0.0, szName, szDescription, nDirection,
+                      eKindDouble, dMin, dMax);
 }
 
 ClParameterInterface::ClParameter* ClParameterInterface::AddImage(void* pValue, const char* szName,
                                                                   const char* szDescription,
-                                                                  uint32_t nDirection,
-                                                                  double dMin, double dMax)
+                                                                  uint32_t nDirection, double dMin,
+                                                                  double dMax)
 {
   ClParameter* p = Append(pValue, szName, szDescription, nDirection, eKindImage);
   SetRange(p, dMin, dMax);
   return p;
 }
 
-ClParameterInterface::ClParameter* ClParameterInterface::AddGeneric(void* pValue,
-                                                                    const char* szName,
-                                                                    const char* szDescription,
-                                                                    uint32_t nDirection,
-                                                                    uint32_t nKind, uint32_t nFixed)
+ClParameterInterface::ClParameter*
+ClParameterInterface::AddGeneric(void* pValue, const char* szName, const char* szDescription,
+                                 uint32_t nDirection, uint32_t nKind, uint32_t nFixed)
 {
   ClParameter* p = Append(pValue, szName, szDescription, nDirection, nKind);
   p->m_nFixed = nFixed;

@@ -12,8 +12,7 @@ class ClStream;
 class ClParameterInterface
 {
 public:
-  enum EKind : uint32_t
-  {
+  enum EKind : uint32_t {
     eKindUInt8 = 0,
     eKind16A = 1,
     eKind16B = 2,
@@ -25,11 +24,7 @@ public:
     eKindBool = 8,
     eKindChoice = 9
   };
-  enum EDirection : uint32_t
-  {
-    eIn = 0,
-    eOut = 1
-  };
+  enum EDirection : uint32_t { eIn = 0, eOut = 1 };
 
   // One record; read by tools that walk the list, hence plain public fields.
   class ClParameter

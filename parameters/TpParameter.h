@@ -63,7 +63,10 @@ public:
     pCast->m_ppValue = (m_ppValue == &m_pValue) ? &pCast->m_pValue : m_ppValue;
   }
 
-  void CopyDefaultFrom(const ClParameterBase* pOther) override { m_Default = Cast(pOther)->m_Default; }
+  void CopyDefaultFrom(const ClParameterBase* pOther) override
+  {
+    m_Default = Cast(pOther)->m_Default;
+  }
   void DefaultFromValueOf(const ClParameterBase* pOther) override
   {
     m_Default = Cast(pOther)->ReadValue();
@@ -96,10 +99,7 @@ public:
   void* GetValuePointer() const override { return *m_ppValue; }
 
 protected:
-  [[noreturn]] static void Abstract()
-  {
-    LSKX2_THROW_MSG("Abstract function", -101);
-  }
+  [[noreturn]] static void Abstract() { LSKX2_THROW_MSG("Abstract function", -101); }
 
   static const TpParameterBase* Cast(const ClParameterBase* pOther)
   {
@@ -143,5 +143,4 @@ protected:
 // Adds nothing: the text conversions are still abstract here.
 template <class T, class O>
 class TpParameter : public TpParameterBase<T, O>
-{
-};
+{};

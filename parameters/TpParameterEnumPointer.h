@@ -68,7 +68,8 @@ public:
 
   ClParameter* Clone() const override
   {
-    return this->template CloneWith<TpParameterEnumPointer>([this](TpParameterEnumPointer* p) { CopyTo(p); });
+    return this->template CloneWith<TpParameterEnumPointer>(
+        [this](TpParameterEnumPointer* p) { CopyTo(p); });
   }
 
   void CopyTo(ClParameterBase* pTarget) const override
@@ -131,7 +132,10 @@ public:
       pBuffer[0] = 0;
     return nLength;
   }
-  int32_t GetInteger() const override { return static_cast<int32_t>(EnumToInteger(this->ReadValue())); }
+  int32_t GetInteger() const override
+  {
+    return static_cast<int32_t>(EnumToInteger(this->ReadValue()));
+  }
   void SetInteger(int32_t nValue) override
   {
     for (uint32_t i = 0; i < m_Entries.Size(); ++i) {
@@ -181,7 +185,8 @@ protected:
     else if (EnumToInteger(value) == 0)
       std::snprintf(text, sizeof(text), "NULL");
     else
-      std::snprintf(text, sizeof(text), "%p", reinterpret_cast<void*>(static_cast<intptr_t>(EnumToInteger(value))));
+      std::snprintf(text, sizeof(text), "%p",
+                    reinterpret_cast<void*>(static_cast<intptr_t>(EnumToInteger(value))));
     return CopyOutText(text, pBuffer, nSize);
   }
 

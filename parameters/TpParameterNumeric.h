@@ -18,32 +18,37 @@
 
 template <class T>
 struct TpNumericTraits;
-template <> struct TpNumericTraits<int>
+template <>
+struct TpNumericTraits<int>
 {
   static constexpr const char* szFormat = "%d";
   static constexpr bool bFloat = false, bSigned = true;
   static constexpr double dLow = -2147483648.0, dHigh = 2147483647.0;
 };
-template <> struct TpNumericTraits<unsigned int>
+template <>
+struct TpNumericTraits<unsigned int>
 {
   static constexpr const char* szFormat = "%u";
   static constexpr bool bFloat = false, bSigned = false;
   static constexpr double dLow = 0.0, dHigh = 4294967295.0;
 };
-template <> struct TpNumericTraits<unsigned char>
+template <>
+struct TpNumericTraits<unsigned char>
 {
   static constexpr const char* szFormat = "%u";
   static constexpr bool bFloat = false, bSigned = false;
   static constexpr double dLow = 0.0, dHigh = 255.0;
 };
 // 32-bit in the interface even where the platform's long is wider.
-template <> struct TpNumericTraits<long>
+template <>
+struct TpNumericTraits<long>
 {
   static constexpr const char* szFormat = "%ld";
   static constexpr bool bFloat = false, bSigned = true;
   static constexpr double dLow = -2147483648.0, dHigh = 2147483647.0;
 };
-template <> struct TpNumericTraits<double>
+template <>
+struct TpNumericTraits<double>
 {
   static constexpr const char* szFormat = "%f";
   static constexpr bool bFloat = true, bSigned = true;
@@ -93,7 +98,8 @@ public:
 
   ClParameter* Clone() const override
   {
-    return this->template CloneWith<TpParameterNumeric>([this](TpParameterNumeric* p) { CopyTo(p); });
+    return this->template CloneWith<TpParameterNumeric>(
+        [this](TpParameterNumeric* p) { CopyTo(p); });
   }
 
   void CopyTo(ClParameterBase* pTarget) const override
@@ -146,7 +152,10 @@ public:
   }
   bool IsFloat() const override { return m_bFloat; }
   bool IsInteger() const override { return !m_bFloat; }
-  bool IsInRange(double dValue) const override { return IsValueInRange(ParameterTruncate<T>(dValue)); }
+  bool IsInRange(double dValue) const override
+  {
+    return IsValueInRange(ParameterTruncate<T>(dValue));
+  }
   bool IsCurrentInRange() const override { return IsValueInRange(this->ReadValue()); }
   bool HasRange() const override { return m_Min != m_Max; }
 
@@ -174,7 +183,8 @@ public:
       const unsigned long long nMagnitude = errno == ERANGE ? ~0ull : bNegative ? 0ull - n : n;
       uint32_t n32 = 0xFFFFFFFFu;
       if (nMagnitude <= 0xFFFFFFFFull)
-        n32 = bNegative ? 0u - static_cast<uint32_t>(nMagnitude) : static_cast<uint32_t>(nMagnitude);
+        n32 =
+            bNegative ? 0u - static_cast<uint32_t>(nMagnitude) : static_cast<uint32_t>(nMagnitude);
       int64_t nValue = static_cast<int32_t>(n32);
       TestDomain(nValue);
       WriteChecked(static_cast<T>(nValue));

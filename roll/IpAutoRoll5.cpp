@@ -42,7 +42,8 @@ ClIpAutoRoll5::ClIpAutoRoll5() : m_pClock(&m_SteadyClock)
   m_Work.Create(eUInt8, 128, 128, 1);
   for (int32_t y = 0; y < 128; ++y)
     for (int32_t x = 0; x < 128; ++x)
-      m_Work.Data()[ptrdiff_t(y) * m_Work.LineElements() + x] = (x % 2 == 0 && y % 2 == 0) ? 0 : 255;
+      m_Work.Data()[ptrdiff_t(y) * m_Work.LineElements() + x] =
+          (x % 2 == 0 && y % 2 == 0) ? 0 : 255;
   m_Components.m_pInImage = &m_Work;
   m_Components.m_pOutImage = nullptr;
   m_Components.m_pComponents = &m_aComponents;
@@ -182,7 +183,8 @@ int32_t ClIpAutoRoll5::Process()
         m_nFirstLeft = m_Contour.m_nLeftmost;
       if (m_nFirstRight < 0)
         m_nFirstRight = m_Contour.m_nRightmost;
-      m_nMinLeft = m_nMinLeft < 0 ? m_Contour.m_nLeftmost : std::min(m_nMinLeft, m_Contour.m_nLeftmost);
+      m_nMinLeft =
+          m_nMinLeft < 0 ? m_Contour.m_nLeftmost : std::min(m_nMinLeft, m_Contour.m_nLeftmost);
       m_nMaxRight = std::max(m_nMaxRight, m_Contour.m_nRightmost);
     }
   }

@@ -167,7 +167,8 @@ void ClIpAutoRoll5::LoadThresholds(const boost::property_tree::ptree& rTree)
   try {
     auto take = [&rTree](const char* szKey, auto& rValue) {
       using T = std::remove_reference_t<decltype(rValue)>;
-      if (boost::optional<const boost::property_tree::ptree&> node = rTree.get_child_optional(szKey))
+      if (boost::optional<const boost::property_tree::ptree&> node =
+              rTree.get_child_optional(szKey))
         rValue = node->get_value<T>();
     };
     take("MERGED_LEN_THRESHOLD", m_nMergedLenThreshold);

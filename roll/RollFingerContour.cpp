@@ -28,7 +28,10 @@ void ClRollFingerContour::Build(const ClImage& mask)
   if (!mask.Data() || w <= 0 || h <= 0)
     return;
   auto row = [&](int32_t y) { return mask.Data() + ptrdiff_t(y) * nStride; };
-  auto hasFinger = [&](int32_t y) { const uint8_t* p = row(y); return std::find(p, p + w, uint8_t(255)) != p + w; };
+  auto hasFinger = [&](int32_t y) {
+    const uint8_t* p = row(y);
+    return std::find(p, p + w, uint8_t(255)) != p + w;
+  };
 
   // The finger is the first band of rows holding mask samples; a finger that begins in
   // the very last row is not seen.

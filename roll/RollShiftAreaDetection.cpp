@@ -144,7 +144,8 @@ bool ClRollShiftAreaDetection::Detect(boost::property_tree::ptree& rTree, bool b
   return bShift;
 }
 
-void ClRollShiftAreaDetection::WriteTree(boost::property_tree::ptree& rTree, bool bShift, int32_t nHeight)
+void ClRollShiftAreaDetection::WriteTree(boost::property_tree::ptree& rTree, bool bShift,
+                                         int32_t nHeight)
 {
   const int32_t n = Components(m_P);
   m_aContours.Clear();

@@ -80,7 +80,8 @@ public:
 private:
   // Below nLimit nLow, else nHigh. With the defaults objects (0) are what stays below the
   // limit; inverted (255, 0) they are what reached it.
-  static void Binarise(ClImage& rIn, ClImage& rOut, uint8_t nLimit, uint8_t nLow = 0, uint8_t nHigh = 255);
+  static void Binarise(ClImage& rIn, ClImage& rOut, uint8_t nLimit, uint8_t nLow = 0,
+                       uint8_t nHigh = 255);
   void Mean(ClImage& rIn, ClImage& rOut, int32_t nSize);
   int32_t Components(ClImage& rIn);
   void WriteTree(boost::property_tree::ptree& rTree, bool bShift, int32_t nHeight);

@@ -53,8 +53,7 @@ public:
   // For the start-up exports: the body gives a plain code back, which then takes the path
   // of a raised one (no Leave line, the Error line).
   template <class TBody, class... TArgs>
-  static int32_t RunCode(const char* szFunc, const char* szSignature, TBody&& body,
-                         TArgs... args)
+  static int32_t RunCode(const char* szFunc, const char* szSignature, TBody&& body, TArgs... args)
   {
     return Run(
         szFunc, szSignature,
@@ -67,8 +66,7 @@ public:
 
 private:
   template <class... TArgs>
-  static void LogError(const char* szFunc, const char* szSignature, int32_t nCode,
-                       TArgs... args)
+  static void LogError(const char* szFunc, const char* szSignature, int32_t nCode, TArgs... args)
   {
     char error[128];
     std::snprintf(error, sizeof(error), "%s Error(%%d): %%s", szSignature);

@@ -38,7 +38,11 @@ void GetVersionString(ClKX2Handle& handle, char* pBuffer, uint64_t* pnSize)
   if (!pnSize)
     LSKX2_THROW(-701);
   std::ostringstream out;
-  out << DeviceVersion(handle) << " SAPI:" << "1." << "8." << "1." << "1822";
+  out << DeviceVersion(handle) << " SAPI:"
+      << "1."
+      << "8."
+      << "1."
+      << "1822";
   const std::string sText = out.str();
   // The size handed back never counts the terminator, yet the copy writes it.
   const uint64_t nLength = sText.size();
@@ -52,10 +56,7 @@ void GetVersionString(ClKX2Handle& handle, char* pBuffer, uint64_t* pnSize)
 }
 
 // A pointer printed as a number, as the lines of the extended access show it.
-int PointerAsNumber(const void* p)
-{
-  return static_cast<int>(reinterpret_cast<intptr_t>(p));
-}
+int PointerAsNumber(const void* p) { return static_cast<int>(reinterpret_cast<intptr_t>(p)); }
 
 } // namespace
 
@@ -77,8 +78,8 @@ LS_KX2_EXPORT int32_t LS_KX2GetSerialNumber(LS_KX2_HANDLE hScanner, char* pSeria
 
 LS_KX2_EXPORT int32_t LS_KX2SetLED(LS_KX2_HANDLE hScanner, uint8_t nLed, uint8_t nState)
 {
-  return ClExportShell::RunNamed(
-      __func__, [&] { ClKX2Handle::FromExport(hScanner)->SetLED(nLed, nState); });
+  return ClExportShell::RunNamed(__func__,
+                                 [&] { ClKX2Handle::FromExport(hScanner)->SetLED(nLed, nState); });
 }
 
 LS_KX2_EXPORT int32_t LS_KX2ExtendedScannerAccess(LS_KX2_HANDLE hScanner, int32_t nId,
@@ -94,9 +95,8 @@ LS_KX2_EXPORT int32_t LS_KX2ExtendedScannerAccess(LS_KX2_HANDLE hScanner, int32_
 LS_KX2_EXPORT int32_t LS_KX2GetVersionString(LS_KX2_HANDLE hScanner, char* pBuffer,
                                              uint64_t* pnSize)
 {
-  return ClExportShell::RunNamed(__func__, [&] {
-    GetVersionString(*ClKX2Handle::FromExport(hScanner), pBuffer, pnSize);
-  });
+  return ClExportShell::RunNamed(
+      __func__, [&] { GetVersionString(*ClKX2Handle::FromExport(hScanner), pBuffer, pnSize); });
 }
 
 } // extern "C"

@@ -15,8 +15,7 @@ LS_KX2_EXPORT int32_t LS_KX2Initialize(void* pReserved)
 
 LS_KX2_EXPORT int32_t LS_KX2Uninitialize(void)
 {
-  return ClExportShell::RunCode(__func__, "%s(void)",
-                                [] { return ClLiveScannerKX2::ShutDown(); });
+  return ClExportShell::RunCode(__func__, "%s(void)", [] { return ClLiveScannerKX2::ShutDown(); });
 }
 
 LS_KX2_EXPORT int32_t LS_KX2CompatibilityCheck(const char* szVersion)

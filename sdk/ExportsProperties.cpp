@@ -10,46 +10,46 @@
 
 namespace {
 
-const void* P(const void* p)
-{
-  return p;
-}
+const void* P(const void* p) { return p; }
 
 } // namespace
 
 extern "C" {
 
-LS_KX2_EXPORT int32_t LS_KX2GetPropertyA(LS_KX2_HANDLE hScanner, const char* szName,
-                                         char* pValue, uint64_t* pnSize)
+LS_KX2_EXPORT int32_t LS_KX2GetPropertyA(LS_KX2_HANDLE hScanner, const char* szName, char* pValue,
+                                         uint64_t* pnSize)
 {
   return ClExportShell::Run(
       __func__, "%s(%p, %p, %p, %p)",
-      [&] { ClKX2Handle::LeaseHandle(hScanner)->GetProperty(szName, pValue, pnSize); }, P(hScanner), P(szName),
-      P(pValue), P(pnSize));
+      [&] { ClKX2Handle::LeaseHandle(hScanner)->GetProperty(szName, pValue, pnSize); }, P(hScanner),
+      P(szName), P(pValue), P(pnSize));
 }
 
 LS_KX2_EXPORT int32_t LS_KX2SetPropertyA(LS_KX2_HANDLE hScanner, const char* szName,
                                          const char* szValue)
 {
   return ClExportShell::Run(
-      __func__, "%s(%p, %p, %p)", [&] { ClKX2Handle::LeaseHandle(hScanner)->SetProperty(szName, szValue); },
-      P(hScanner), P(szName), P(szValue));
+      __func__, "%s(%p, %p, %p)",
+      [&] { ClKX2Handle::LeaseHandle(hScanner)->SetProperty(szName, szValue); }, P(hScanner),
+      P(szName), P(szValue));
 }
 
 LS_KX2_EXPORT int32_t LS_KX2GetPropertyLongA(LS_KX2_HANDLE hScanner, const char* szName,
                                              int32_t* pnValue)
 {
   return ClExportShell::Run(
-      __func__, "%s(%p, %p, %p)", [&] { ClKX2Handle::LeaseHandle(hScanner)->GetPropertyLong(szName, pnValue); },
-      P(hScanner), P(szName), P(pnValue));
+      __func__, "%s(%p, %p, %p)",
+      [&] { ClKX2Handle::LeaseHandle(hScanner)->GetPropertyLong(szName, pnValue); }, P(hScanner),
+      P(szName), P(pnValue));
 }
 
 LS_KX2_EXPORT int32_t LS_KX2SetPropertyLongA(LS_KX2_HANDLE hScanner, const char* szName,
                                              int32_t nValue)
 {
   return ClExportShell::Run(
-      __func__, "%s(%p, %p, %d)", [&] { ClKX2Handle::LeaseHandle(hScanner)->SetPropertyLong(szName, nValue); },
-      P(hScanner), P(szName), nValue);
+      __func__, "%s(%p, %p, %d)",
+      [&] { ClKX2Handle::LeaseHandle(hScanner)->SetPropertyLong(szName, nValue); }, P(hScanner),
+      P(szName), nValue);
 }
 
 LS_KX2_EXPORT int32_t LS_KX2GetPropertyDoubleA(LS_KX2_HANDLE hScanner, const char* szName,
@@ -68,8 +68,9 @@ LS_KX2_EXPORT int32_t LS_KX2SetPropertyDoubleA(LS_KX2_HANDLE hScanner, const cha
                                                double dValue)
 {
   return ClExportShell::Run(
-      __func__, "%s(%p, %p, %f)", [&] { ClKX2Handle::LeaseHandle(hScanner)->SetPropertyDouble(szName, dValue); },
-      P(hScanner), P(szName), dValue);
+      __func__, "%s(%p, %p, %f)",
+      [&] { ClKX2Handle::LeaseHandle(hScanner)->SetPropertyDouble(szName, dValue); }, P(hScanner),
+      P(szName), dValue);
 }
 
 } // extern "C"

@@ -158,21 +158,27 @@ void ClKX2Handle::GetCaptureMode(uint32_t* pnMode)
     LSKX2_THROW(-701);
   // Triggered and preview modes have no way back: a fact of the interface.
   switch (Engine().GetCaptureMode()) {
-  case 1: *pnMode = 3; break;
-  case 2: *pnMode = 2; break;
-  case 3: *pnMode = 0; break;
-  case 4: *pnMode = 1; break;
-  default: LSKX2_THROW_MSG("Unexpected capture mode.", -103);
+  case 1:
+    *pnMode = 3;
+    break;
+  case 2:
+    *pnMode = 2;
+    break;
+  case 3:
+    *pnMode = 0;
+    break;
+  case 4:
+    *pnMode = 1;
+    break;
+  default:
+    LSKX2_THROW_MSG("Unexpected capture mode.", -103);
   }
 }
 
-void ClKX2Handle::Trigger()
-{
-  Engine().Trigger();
-}
+void ClKX2Handle::Trigger() { Engine().Trigger(); }
 
-void ClKX2Handle::CopyImage(EImageKind eKind, uint8_t* pImage, double* pdScore,
-                            uint8_t* pbFinger, int32_t* pnStatus)
+void ClKX2Handle::CopyImage(EImageKind eKind, uint8_t* pImage, double* pdScore, uint8_t* pbFinger,
+                            int32_t* pnStatus)
 {
   if (!pImage || !pdScore || !pbFinger || !pnStatus)
     LSKX2_THROW(-701);
@@ -180,12 +186,19 @@ void ClKX2Handle::CopyImage(EImageKind eKind, uint8_t* pImage, double* pdScore,
   ClImage image;
   uint32_t nStatus = 0;
   switch (eKind) {
-  case eImageFinal: engine.GetImage(image, &nStatus, pdScore); break;
-  case eImagePreview: engine.GetPreviewImage(image, &nStatus, pdScore); break;
-  case eImageRoll: engine.GetRollImage(image, &nStatus, pdScore); break;
+  case eImageFinal:
+    engine.GetImage(image, &nStatus, pdScore);
+    break;
+  case eImagePreview:
+    engine.GetPreviewImage(image, &nStatus, pdScore);
+    break;
+  case eImageRoll:
+    engine.GetRollImage(image, &nStatus, pdScore);
+    break;
   }
   // Never more than the caller's buffer of one image, whatever the device delivered.
-  uint64_t nBytes = static_cast<uint64_t>(image.LineBytes()) * static_cast<uint64_t>(image.Height());
+  uint64_t nBytes =
+      static_cast<uint64_t>(image.LineBytes()) * static_cast<uint64_t>(image.Height());
   nBytes = std::min<uint64_t>(nBytes, uint64_t(eImageWidth) * eImageHeight);
   if (nBytes)
     std::memcpy(pImage, image.Pixels<uint8_t>(), nBytes);

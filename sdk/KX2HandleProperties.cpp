@@ -49,21 +49,12 @@ void ClKX2Handle::SetAverageLiveness(ClKX2Handle* p, const uint32_t* pValue)
   p->Engine().SetAverageLiveness(*pValue);
 }
 
-uint32_t ClKX2Handle::GetResetImage(ClKX2Handle*)
-{
-  return 0;
-}
+uint32_t ClKX2Handle::GetResetImage(ClKX2Handle*) { return 0; }
 
 // Any value restarts the roll.
-void ClKX2Handle::SetResetImage(ClKX2Handle* p, const uint32_t*)
-{
-  p->Engine().ResetRoll(true);
-}
+void ClKX2Handle::SetResetImage(ClKX2Handle* p, const uint32_t*) { p->Engine().ResetRoll(true); }
 
-uint32_t ClKX2Handle::GetStartSettling(ClKX2Handle* p)
-{
-  return p->Engine().GetStartSettling();
-}
+uint32_t ClKX2Handle::GetStartSettling(ClKX2Handle* p) { return p->Engine().GetStartSettling(); }
 
 void ClKX2Handle::SetStartSettling(ClKX2Handle* p, const uint32_t* pValue)
 {

@@ -10,10 +10,7 @@ namespace {
 const char szVersion[] = "SDK: VeltranoLiveScannerKX2 Version: 1.8.1.1822 Platform: Linux x86_64";
 } // namespace
 
-const char* ClLiveScannerKX2::Signature()
-{
-  return szVersion;
-}
+const char* ClLiveScannerKX2::Signature() { return szVersion; }
 
 void ClLiveScannerKX2::OnFirstUse()
 {

@@ -209,9 +209,6 @@ void CopyEnd(char* pText, uint64_t* pnSize)
   *pnSize = 0;
 }
 
-void ThrowWalkNotBegun()
-{
-  LSKX2_THROW_MSG("The Enumeration is not initialized.", -50);
-}
+void ThrowWalkNotBegun() { LSKX2_THROW_MSG("The Enumeration is not initialized.", -50); }
 
 } // namespace SDKProperties

@@ -52,7 +52,9 @@ template <class T>
 class TpHandleLease
 {
 public:
-  explicit TpHandleLease(LS_KX2_HANDLE h) : m_h(h), m_pObject(static_cast<T*>(ClSafeHandle::Lease(h))) {}
+  explicit TpHandleLease(LS_KX2_HANDLE h)
+    : m_h(h), m_pObject(static_cast<T*>(ClSafeHandle::Lease(h)))
+  {}
   TpHandleLease(const TpHandleLease&) = delete;
   TpHandleLease& operator=(const TpHandleLease&) = delete;
   ~TpHandleLease() { ClSafeHandle::Unlease(m_h); }

@@ -21,24 +21,26 @@ Tree Parse(const std::string& sText, const std::string& sSource);
 
 [[noreturn]] void Fail(const std::string& sWhere, const std::string& sWhat);
 
-bool IsArray(const Tree& node);    // children with empty keys (an empty [] counts too)
-bool IsObject(const Tree& node);   // children with keys (an empty {} counts too)
+bool IsArray(const Tree& node);  // children with empty keys (an empty [] counts too)
+bool IsObject(const Tree& node); // children with keys (an empty {} counts too)
 
 // Every key of an object must be one of the allowed ones; catches misspelt keys.
-void CheckKeys(const Tree& node, const std::string& sWhere, std::initializer_list<const char*> allowed);
+void CheckKeys(const Tree& node, const std::string& sWhere,
+               std::initializer_list<const char*> allowed);
 
 long long Integer(const Tree& node, const std::string& sWhere, long long nMin, long long nMax);
 double Number(const Tree& node, const std::string& sWhere, double dMin, double dMax);
 bool Boolean(const Tree& node, const std::string& sWhere);
 std::string Text(const Tree& node, const std::string& sWhere);
 std::vector<double> Numbers(const Tree& node, const std::string& sWhere, double dMin, double dMax);
-std::vector<long long> Integers(const Tree& node, const std::string& sWhere, long long nMin, long long nMax);
+std::vector<long long> Integers(const Tree& node, const std::string& sWhere, long long nMin,
+                                long long nMax);
 
 // Path of a child for messages: "devices[2]", "script[0].finger".
 std::string Item(const std::string& sWhere, size_t nIndex);
 std::string Key(const std::string& sWhere, const std::string& sKey);
 
-}  // namespace json
+} // namespace json
 
 // Readers of the simulator's own objects, shared by scripts and device configurations.
 ClFinger ParseFinger(const json::Tree& node, const std::string& sWhere, const ClFinger& base);
@@ -47,4 +49,4 @@ ClFinger ParseFinger(const json::Tree& node, const std::string& sWhere, const Cl
 class ClScript;
 ClScript ParseScript(const json::Tree& node, const std::string& sWhere);
 
-}  // namespace kxsim
+} // namespace kxsim

@@ -6,38 +6,43 @@ namespace kxsim {
 
 ClSimulator::ClSimulator(const ClScript& script, int nNormalWidth, int nNormalHeight, int nRawWidth,
                          int nRawHeight, uint32_t nPlatenSeed)
-    : m_Script(script),
-      m_nNormalWidth(nNormalWidth),
-      m_nNormalHeight(nNormalHeight),
-      m_nRawWidth(nRawWidth),
-      m_nRawHeight(nRawHeight),
-      m_Renderer(nNormalWidth, nNormalHeight, nPlatenSeed) {}
+  : m_Script(script), m_nNormalWidth(nNormalWidth), m_nNormalHeight(nNormalHeight),
+    m_nRawWidth(nRawWidth), m_nRawHeight(nRawHeight),
+    m_Renderer(nNormalWidth, nNormalHeight, nPlatenSeed)
+{}
 
-ClGreyImage ClSimulator::Frame(uint64_t nFrame, bool bRaw, int nDose, EOrientation eOrientation) {
+ClGreyImage ClSimulator::Frame(uint64_t nFrame, bool bRaw, int nDose, EOrientation eOrientation)
+{
   ClGreyImage img(bRaw ? m_nRawWidth : m_nNormalWidth, bRaw ? m_nRawHeight : m_nNormalHeight);
-  if (nDose < 0) nDose = bRaw ? kRawDose : kNormalDose;
+  if (nDose < 0)
+    nDose = bRaw ? kRawDose : kNormalDose;
   Frame(nFrame, img.nWidth, img.nHeight, nDose, eOrientation, img.aPixels.data());
   return img;
 }
 
-void ClSimulator::Frame(uint64_t nFrame, int nWidth, int nHeight, int nDose, EOrientation eOrientation,
-                        uint8_t* pOut) {
+void ClSimulator::Frame(uint64_t nFrame, int nWidth, int nHeight, int nDose,
+                        EOrientation eOrientation, uint8_t* pOut)
+{
   m_Renderer.Render(m_Script.SceneAt(nFrame), nWidth, nHeight, nDose, nFrame, eOrientation, pOut);
 }
 
-bool ClSimulator::RollTruth(int nRoll, EOrientation eOrientation, ClGreyImage& image, ClGreyImage& mask,
-                            int nDose, bool bAsSeen) {
-  return m_Script.RollTruth(nRoll, m_Renderer, m_nNormalWidth, m_nNormalHeight, nDose, eOrientation, image, mask,
-                            bAsSeen);
+bool ClSimulator::RollTruth(int nRoll, EOrientation eOrientation, ClGreyImage& image,
+                            ClGreyImage& mask, int nDose, bool bAsSeen)
+{
+  return m_Script.RollTruth(nRoll, m_Renderer, m_nNormalWidth, m_nNormalHeight, nDose, eOrientation,
+                            image, mask, bAsSeen);
 }
 
-bool ClSimulator::PlainTruth(int nStill, EOrientation eOrientation, ClGreyImage& image, ClGreyImage& mask,
-                             int nDose) {
-  return m_Script.PlainTruth(nStill, m_Renderer, m_nNormalWidth, m_nNormalHeight, nDose, eOrientation, image, mask);
+bool ClSimulator::PlainTruth(int nStill, EOrientation eOrientation, ClGreyImage& image,
+                             ClGreyImage& mask, int nDose)
+{
+  return m_Script.PlainTruth(nStill, m_Renderer, m_nNormalWidth, m_nNormalHeight, nDose,
+                             eOrientation, image, mask);
 }
 
-ClGreyImage RenderEmptyPlaten(double dResidue, int nWidth, int nHeight, int nDose, EOrientation eOrientation,
-                              uint64_t nFrame) {
+ClGreyImage RenderEmptyPlaten(double dResidue, int nWidth, int nHeight, int nDose,
+                              EOrientation eOrientation, uint64_t nFrame)
+{
   ClFrameRenderer r(kNormalWidth, kNormalHeight);
   ClScene s;
   s.dResidue = dResidue;
@@ -46,8 +51,10 @@ ClGreyImage RenderEmptyPlaten(double dResidue, int nWidth, int nHeight, int nDos
   return img;
 }
 
-ClGreyImage RenderPlacedFinger(const ClFinger& finger, double dResidue, int nWidth, int nHeight, int nDose,
-                               EOrientation eOrientation, uint64_t nFrame, double dPlaced) {
+ClGreyImage RenderPlacedFinger(const ClFinger& finger, double dResidue, int nWidth, int nHeight,
+                               int nDose, EOrientation eOrientation, uint64_t nFrame,
+                               double dPlaced)
+{
   ClFrameRenderer r(kNormalWidth, kNormalHeight);
   ClScene s;
   s.dResidue = dResidue;
@@ -63,7 +70,8 @@ namespace {
 
 // Appends a step of nFrames frames; a count of 0 or less leaves the step out.
 void AddStep(ClScript& s, EStep eKind, int nFrames, const ClFinger* pFinger = nullptr,
-             const ClRollSpec* pRoll = nullptr) {
+             const ClRollSpec* pRoll = nullptr)
+{
   if (nFrames <= 0)
     return;
   ClScriptStep step;
@@ -80,8 +88,9 @@ void AddStep(ClScript& s, EStep eKind, int nFrames, const ClFinger* pFinger = nu
 
 } // namespace
 
-ClScript MakeRollScript(const ClFinger& finger, const ClRollSpec& roll, int nFrames, int nLeadEmpty, int nLift,
-                        int nTrailEmpty) {
+ClScript MakeRollScript(const ClFinger& finger, const ClRollSpec& roll, int nFrames, int nLeadEmpty,
+                        int nLift, int nTrailEmpty)
+{
   ClScript s;
   s.SetLoop(false);
   AddStep(s, EStep::eEmpty, nLeadEmpty);
@@ -92,7 +101,8 @@ ClScript MakeRollScript(const ClFinger& finger, const ClRollSpec& roll, int nFra
 }
 
 ClScript MakePlainScript(const ClFinger& finger, int nPlace, int nStill, int nLeadEmpty, int nLift,
-                         int nTrailEmpty) {
+                         int nTrailEmpty)
+{
   ClScript s;
   s.SetLoop(false);
   AddStep(s, EStep::eEmpty, nLeadEmpty);
@@ -107,9 +117,10 @@ ClScript MakePlainScript(const ClFinger& finger, int nPlace, int nStill, int nLe
   return s;
 }
 
-void FlipRows(ClGreyImage& image) {
+void FlipRows(ClGreyImage& image)
+{
   for (int y = 0; y < image.nHeight / 2; ++y)
     std::swap_ranges(image.Row(y), image.Row(y) + image.nWidth, image.Row(image.nHeight - 1 - y));
 }
 
-}  // namespace kxsim
+} // namespace kxsim

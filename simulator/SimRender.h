@@ -42,8 +42,9 @@ constexpr int kRawDose = 9;
 
 // A script bound to a platen: frames, scenes and ground truth. Not thread-safe; use one
 // per thread.
-class ClSimulator {
- public:
+class ClSimulator
+{
+public:
   explicit ClSimulator(const ClScript& script, int nNormalWidth = kNormalWidth,
                        int nNormalHeight = kNormalHeight, int nRawWidth = kRawWidth,
                        int nRawHeight = kRawHeight, uint32_t nPlatenSeed = 1);
@@ -71,30 +72,32 @@ class ClSimulator {
 
   ClFrameRenderer& Renderer() { return m_Renderer; }
 
- private:
+private:
   ClScript m_Script;
   int m_nNormalWidth, m_nNormalHeight, m_nRawWidth, m_nRawHeight;
   ClFrameRenderer m_Renderer;
 };
 
 // One frame of an empty platen with residue 0 (clean) to 1 (very dirty).
-ClGreyImage RenderEmptyPlaten(double dResidue, int nWidth = kNormalWidth, int nHeight = kNormalHeight,
-                              int nDose = kNormalDose, EOrientation eOrientation = EOrientation::eDevice,
+ClGreyImage RenderEmptyPlaten(double dResidue, int nWidth = kNormalWidth,
+                              int nHeight = kNormalHeight, int nDose = kNormalDose,
+                              EOrientation eOrientation = EOrientation::eDevice,
                               uint64_t nFrame = 0);
 // One frame of a finger lying flat and fully placed (dPlaced below 1 while placing).
-ClGreyImage RenderPlacedFinger(const ClFinger& finger, double dResidue = 0.0, int nWidth = kNormalWidth,
-                               int nHeight = kNormalHeight, int nDose = kNormalDose,
-                               EOrientation eOrientation = EOrientation::eDevice, uint64_t nFrame = 0,
-                               double dPlaced = 1.0);
+ClGreyImage RenderPlacedFinger(const ClFinger& finger, double dResidue = 0.0,
+                               int nWidth = kNormalWidth, int nHeight = kNormalHeight,
+                               int nDose = kNormalDose,
+                               EOrientation eOrientation = EOrientation::eDevice,
+                               uint64_t nFrame = 0, double dPlaced = 1.0);
 // Empty frames, one roll (nFrames of movement after its settle frames), lifting, empty
 // frames: what a roll capture sees.
 ClScript MakeRollScript(const ClFinger& finger, const ClRollSpec& roll, int nFrames = 36,
                         int nLeadEmpty = 3, int nLift = 4, int nTrailEmpty = 6);
 // Empty frames, placing, holding, lifting: what a plain capture sees.
-ClScript MakePlainScript(const ClFinger& finger, int nPlace = 5, int nStill = 20, int nLeadEmpty = 3,
-                         int nLift = 4, int nTrailEmpty = 6);
+ClScript MakePlainScript(const ClFinger& finger, int nPlace = 5, int nStill = 20,
+                         int nLeadEmpty = 3, int nLift = 4, int nTrailEmpty = 6);
 
 // Reverses the row order in place (device and display orientation of a frame).
 void FlipRows(ClGreyImage& image);
 
-}  // namespace kxsim
+} // namespace kxsim

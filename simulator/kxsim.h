@@ -11,33 +11,35 @@
 extern "C" {
 #endif
 
-typedef struct kxsimDeviceState {
-  uint32_t nSize;          /* the caller sets sizeof(kxsimDeviceState) */
+typedef struct kxsimDeviceState
+{
+  uint32_t nSize; /* the caller sets sizeof(kxsimDeviceState) */
   int32_t bConnected;
   int32_t nOpenHandles;
-  uint64_t nFrames;        /* images delivered so far */
-  uint8_t aDiodes[2];      /* last diode status, 0 or 255 each */
-  uint8_t aControl[7];     /* control byte block */
-  int8_t nControlFlag;     /* flag of the last save, -1 when never saved */
-  uint32_t nOptions;       /* option bits; bit 0 is the fake replica check */
-  int32_t nLastDose;       /* -1 before the first image */
-  int32_t nLastMode;       /* 0 none yet, 1 normal image, 2 raw image */
+  uint64_t nFrames;    /* images delivered so far */
+  uint8_t aDiodes[2];  /* last diode status, 0 or 255 each */
+  uint8_t aControl[7]; /* control byte block */
+  int8_t nControlFlag; /* flag of the last save, -1 when never saved */
+  uint32_t nOptions;   /* option bits; bit 0 is the fake replica check */
+  int32_t nLastDose;   /* -1 before the first image */
+  int32_t nLastMode;   /* 0 none yet, 1 normal image, 2 raw image */
 } kxsimDeviceState;
 
-typedef struct kxsimFrameInfo {
-  uint32_t nSize;          /* the caller sets sizeof(kxsimFrameInfo) */
-  int32_t nStep;           /* step of the script, -1 for an empty script */
-  int32_t nStepKind;       /* 0 empty, 1 place, 2 still, 3 lift, 4 roll */
+typedef struct kxsimFrameInfo
+{
+  uint32_t nSize;    /* the caller sets sizeof(kxsimFrameInfo) */
+  int32_t nStep;     /* step of the script, -1 for an empty script */
+  int32_t nStepKind; /* 0 empty, 1 place, 2 still, 3 lift, 4 roll */
   int32_t nFrameInStep;
-  int32_t nKindIndex;      /* n-th step of its kind */
-  int32_t nContact;        /* 0 no finger, 1 flat finger, 2 roll patch */
+  int32_t nKindIndex; /* n-th step of its kind */
+  int32_t nContact;   /* 0 no finger, 1 flat finger, 2 roll patch */
   int32_t bFake;
-  int64_t nContactPixels;  /* platen pixels touched, at the normal size */
-  double dPlaced;          /* 0..1 while placing or lifting */
-  double dPatchX;          /* roll patch centre column (display coordinates) */
+  int64_t nContactPixels; /* platen pixels touched, at the normal size */
+  double dPlaced;         /* 0..1 while placing or lifting */
+  double dPatchX;         /* roll patch centre column (display coordinates) */
   double dResidue;
   double dPressure;
-  int32_t nShiftX, nShiftY;/* ridge pattern offset after a slip */
+  int32_t nShiftX, nShiftY; /* ridge pattern offset after a slip */
 } kxsimFrameInfo;
 
 /* Each returns 1 on success and 0 on failure unless said otherwise. */
@@ -85,7 +87,8 @@ typedef int (*KXSIM_SETFRAMECOUNTER)(int, uint64_t);
 typedef int (*KXSIM_SETCONNECTED)(int, int);
 typedef int (*KXSIM_GETFRAMEINFO)(int, uint64_t, kxsimFrameInfo*);
 typedef int (*KXSIM_RENDERFRAME)(int, uint64_t, int, int, int, uint8_t*, uint64_t);
-typedef int (*KXSIM_GETGROUNDTRUTH)(int, int, int, int, uint8_t*, uint8_t*, uint64_t, int32_t*, int32_t*);
+typedef int (*KXSIM_GETGROUNDTRUTH)(int, int, int, int, uint8_t*, uint8_t*, uint64_t, int32_t*,
+                                    int32_t*);
 typedef int (*KXSIM_GETGLOBALOPTION)(int32_t*, uint32_t*);
 
 /* The liveness stub (libveltranofakefingerdetectionkx2.so) takes its settings from the

@@ -25,26 +25,29 @@ using namespace kxsim;
 
 namespace {
 
-bool WriteGrey(const std::string& path, const ClGreyImage& img) {
+bool WriteGrey(const std::string& path, const ClGreyImage& img)
+{
   std::string error;
-  if (!WritePng(path, img.aPixels.data(), uint32_t(img.nWidth), uint32_t(img.nHeight), size_t(img.nWidth),
-                  EPngColour::eGrey, 0, &error)) {
+  if (!WritePng(path, img.aPixels.data(), uint32_t(img.nWidth), uint32_t(img.nHeight),
+                size_t(img.nWidth), EPngColour::eGrey, 0, &error)) {
     std::fprintf(stderr, "kxsimdump: cannot write %s\n", error.c_str());
     return false;
   }
   return true;
 }
 
-int Usage() {
+int Usage()
+{
   std::fprintf(stderr,
                "usage: kxsimdump [-c config.json] [-i interface] [-f first] [-n count] [-s step]\n"
                "                 [--raw] [--device-order] [--no-truth] [-o folder]\n");
   return 2;
 }
 
-}  // namespace
+} // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv)
+{
   std::string config, out = "kxsimdump-out";
   int iface = -1, step = 1;
   long long first = 0, count = -1;
@@ -54,16 +57,26 @@ int main(int argc, char** argv) {
     const std::string a = argv[i];
     auto value = [&]() -> const char* { return i + 1 < argc ? argv[++i] : nullptr; };
     const char* v = nullptr;
-    if (a == "-c" && (v = value())) config = v;
-    else if (a == "-o" && (v = value())) out = v;
-    else if (a == "-i" && (v = value())) iface = std::atoi(v);
-    else if (a == "-f" && (v = value())) first = std::atoll(v);
-    else if (a == "-n" && (v = value())) count = std::atoll(v);
-    else if (a == "-s" && (v = value())) step = std::max(1, std::atoi(v));
-    else if (a == "--raw") raw = true;
-    else if (a == "--device-order") orientation = EOrientation::eDevice;
-    else if (a == "--no-truth") truth = false;
-    else return Usage();
+    if (a == "-c" && (v = value()))
+      config = v;
+    else if (a == "-o" && (v = value()))
+      out = v;
+    else if (a == "-i" && (v = value()))
+      iface = std::atoi(v);
+    else if (a == "-f" && (v = value()))
+      first = std::atoll(v);
+    else if (a == "-n" && (v = value()))
+      count = std::atoll(v);
+    else if (a == "-s" && (v = value()))
+      step = std::max(1, std::atoi(v));
+    else if (a == "--raw")
+      raw = true;
+    else if (a == "--device-order")
+      orientation = EOrientation::eDevice;
+    else if (a == "--no-truth")
+      truth = false;
+    else
+      return Usage();
   }
 
   ClSimConfig cfg;
@@ -91,7 +104,8 @@ int main(int argc, char** argv) {
       break;
     }
   if (!dev) {
-    std::fprintf(stderr, "kxsimdump: no device%s in the configuration\n", iface < 0 ? "" : " on that interface");
+    std::fprintf(stderr, "kxsimdump: no device%s in the configuration\n",
+                 iface < 0 ? "" : " on that interface");
     return 1;
   }
   if (mkdir(out.c_str(), 0777) != 0 && errno != EEXIST) {
@@ -99,15 +113,17 @@ int main(int argc, char** argv) {
     return 1;
   }
 
-  ClSimulator sim(dev->script, dev->nNormalWidth, dev->nNormalHeight, dev->nRawWidth, dev->nRawHeight,
-                  dev->nPlatenSeed);
-  if (count < 0) count = sim.FrameCount();
+  ClSimulator sim(dev->script, dev->nNormalWidth, dev->nNormalHeight, dev->nRawWidth,
+                  dev->nRawHeight, dev->nPlatenSeed);
+  if (count < 0)
+    count = sim.FrameCount();
   int written = 0;
   for (long long n = first; n < first + count; n += step) {
     const ClGreyImage img = sim.Frame(uint64_t(n), raw, -1, orientation);
     char name[64];
     std::snprintf(name, sizeof name, "/frame_%05lld.png", n);
-    if (!WriteGrey(out + name, img)) return 1;
+    if (!WriteGrey(out + name, img))
+      return 1;
     ++written;
   }
   if (truth) {

@@ -15,10 +15,7 @@ std::atomic<bool> g_bStop{false};
 
 // The capture loops look at the flag between calls and close the scanner themselves; a
 // second Ctrl-C falls back to the default action.
-void OnSignal(int)
-{
-  g_bStop = true;
-}
+void OnSignal(int) { g_bStop = true; }
 
 void CatchInterrupts()
 {

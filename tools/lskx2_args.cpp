@@ -6,16 +6,22 @@
 
 namespace {
 
-struct ClModeName {
+struct ClModeName
+{
   const char* m_szName;
   uint32_t m_nMode;
 };
 
 // The first name of each mode is the one files are named after.
 const ClModeName g_aModeNames[] = {
-    {"plain", eModePlain},         {"roll", eModeRoll},           {"liveness", eModeLiveness},
-    {"single", eModeSingleShot},   {"triggered", eModeTriggered}, {"preview", eModePreview},
-    {"single-shot", eModeSingleShot}, {"rolled", eModeRoll},
+    {"plain", eModePlain},
+    {"roll", eModeRoll},
+    {"liveness", eModeLiveness},
+    {"single", eModeSingleShot},
+    {"triggered", eModeTriggered},
+    {"preview", eModePreview},
+    {"single-shot", eModeSingleShot},
+    {"rolled", eModeRoll},
 };
 
 uint32_t ParseMode(const std::string& text)
@@ -143,8 +149,8 @@ ClCliOptions ParseArguments(int argc, const char* const* argv)
       o.m_sCheck = next();
       bCaptureOption = false;
     } else if (opt == "--error" && o.m_eCommand == ECommand::eInfo) {
-      o.m_aErrors.push_back(static_cast<int32_t>(
-          ParseInteger(opt, next(), -2147483647L - 1, 2147483647L)));
+      o.m_aErrors.push_back(
+          static_cast<int32_t>(ParseInteger(opt, next(), -2147483647L - 1, 2147483647L)));
       bCaptureOption = false;
     } else if (opt == "--check" || opt == "--error") {
       throw ClUsageError(opt + " belongs to the info command");
@@ -159,8 +165,7 @@ ClCliOptions ParseArguments(int argc, const char* const* argv)
   else if (o.m_eCommand == ECommand::eDemo) {
     o.m_aModes = {eModePlain, eModeRoll};
     o.m_bShiftAreas = true;
-  }
-  else if (o.m_eCommand == ECommand::eCapture && !bModeGiven)
+  } else if (o.m_eCommand == ECommand::eCapture && !bModeGiven)
     o.m_aModes = {eModePlain};
   return o;
 }

@@ -38,8 +38,8 @@ int OpenFailure(int32_t rc, const std::string& name)
     std::string list;
     for (const std::string& n : AttachedScanners(&query))
       list += (list.empty() ? "" : ", ") + n;
-    Fail("scanner \"" + name + "\" is not attached (attached: " +
-             (list.empty() ? "none" : list) + ")",
+    Fail("scanner \"" + name + "\" is not attached (attached: " + (list.empty() ? "none" : list) +
+             ")",
          rc);
   } else {
     Fail("opening the scanner", rc);
@@ -63,8 +63,8 @@ bool SaveCapture(const std::string& dir, ClCaptureRecord* r, const std::vector<u
   std::string error;
   if (r->m_nWidth > 0) {
     r->m_sImageFile = r->m_sName + ".png";
-    if (!WritePng(dir + "/" + r->m_sImageFile, image.data(), r->m_nWidth, r->m_nHeight,
-                  r->m_nWidth, EPngColour::eGrey, r->m_nDpi, &error)) {
+    if (!WritePng(dir + "/" + r->m_sImageFile, image.data(), r->m_nWidth, r->m_nHeight, r->m_nWidth,
+                  EPngColour::eGrey, r->m_nDpi, &error)) {
       std::fprintf(stderr, "lskx2: %s\n", error.c_str());
       return false;
     }
@@ -174,8 +174,8 @@ int RunCaptures(const ClCliOptions& o, const std::atomic<bool>& bStop, bool bTer
   for (size_t n = 0; n < total && !bInterrupted && !bBroken; ++n) {
     uint32_t mode = o.m_aModes[n / o.m_nCount];
     int k = static_cast<int>(n % o.m_nCount) + 1;
-    std::string label = std::string(ModeName(mode)) + " " + std::to_string(k) + "/" +
-                        std::to_string(o.m_nCount);
+    std::string label =
+        std::string(ModeName(mode)) + " " + std::to_string(k) + "/" + std::to_string(o.m_nCount);
     ClCaptureRecord r;
     r.m_sName = std::string(ModeName(mode)) + "_" + std::to_string(k);
     rc = bStop ? nInterrupted : session.Capture(mode, label, o, &r);

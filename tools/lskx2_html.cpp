@@ -12,22 +12,21 @@ using L = ClReportLayout;
 std::string Style()
 {
   char buf[1400];
-  std::snprintf(
-      buf, sizeof(buf),
-      "body{margin:0;font:14px sans-serif;background:#f4f4f4;color:#222}\n"
-      "header{height:%dpx;box-sizing:border-box;padding:12px %dpx;overflow:hidden;"
-      "background:#223;color:#fff}\n"
-      "header h1{margin:0;font-size:20px}header p{margin:4px 0 0;font-size:12px}\n"
-      "section{height:%dpx;box-sizing:border-box;padding:%dpx %dpx;display:flex;gap:24px;"
-      "overflow:hidden;border-bottom:1px solid #ccc}\n"
-      ".pic{position:relative;flex:none;width:%dpx;height:%dpx;background:#ddd}\n"
-      ".pic img,.pic svg{position:absolute;left:0;top:0;width:%dpx;height:%dpx}\n"
-      ".pic .none{padding:160px 0;text-align:center;color:#666}\n"
-      "table{border-collapse:collapse}td{padding:2px 12px 2px 0;vertical-align:top}\n"
-      "td:first-child{color:#555}.bad{color:#b00;font-weight:bold}.good{color:#070}\n"
-      "pre{max-height:150px;overflow:auto;background:#fff;font-size:11px}\n",
-      L::nHeaderHeight, L::nPictureLeft, L::nRowHeight, L::nRowPadding, L::nPictureLeft,
-      L::nPictureWidth, L::nPictureHeight, L::nPictureWidth, L::nPictureHeight);
+  std::snprintf(buf, sizeof(buf),
+                "body{margin:0;font:14px sans-serif;background:#f4f4f4;color:#222}\n"
+                "header{height:%dpx;box-sizing:border-box;padding:12px %dpx;overflow:hidden;"
+                "background:#223;color:#fff}\n"
+                "header h1{margin:0;font-size:20px}header p{margin:4px 0 0;font-size:12px}\n"
+                "section{height:%dpx;box-sizing:border-box;padding:%dpx %dpx;display:flex;gap:24px;"
+                "overflow:hidden;border-bottom:1px solid #ccc}\n"
+                ".pic{position:relative;flex:none;width:%dpx;height:%dpx;background:#ddd}\n"
+                ".pic img,.pic svg{position:absolute;left:0;top:0;width:%dpx;height:%dpx}\n"
+                ".pic .none{padding:160px 0;text-align:center;color:#666}\n"
+                "table{border-collapse:collapse}td{padding:2px 12px 2px 0;vertical-align:top}\n"
+                "td:first-child{color:#555}.bad{color:#b00;font-weight:bold}.good{color:#070}\n"
+                "pre{max-height:150px;overflow:auto;background:#fff;font-size:11px}\n",
+                L::nHeaderHeight, L::nPictureLeft, L::nRowHeight, L::nRowPadding, L::nPictureLeft,
+                L::nPictureWidth, L::nPictureHeight, L::nPictureWidth, L::nPictureHeight);
   return buf;
 }
 
@@ -84,12 +83,12 @@ std::string Figures(const ClCaptureRecord& r)
   out += Row("frames", std::to_string(r.m_nFrames) + " in " + Number("%.1f", r.m_dSeconds) + " s");
   if (!r.m_aPolygons.empty())
     out += Row("shift areas", std::to_string(r.m_aPolygons.size()));
-  out += Row("figures", "<a href=\"" + HtmlEscape(r.m_sName) + ".json\">" +
-                            HtmlEscape(r.m_sName) + ".json</a>");
+  out += Row("figures", "<a href=\"" + HtmlEscape(r.m_sName) + ".json\">" + HtmlEscape(r.m_sName) +
+                            ".json</a>");
   out += "</table>";
   if (r.m_ScannerData.Type() == ClJson::eObject)
-    out += "<details><summary>scanner data</summary><pre>" +
-           HtmlEscape(r.m_ScannerData.Dump()) + "</pre></details>";
+    out += "<details><summary>scanner data</summary><pre>" + HtmlEscape(r.m_ScannerData.Dump()) +
+           "</pre></details>";
   return out + "</div>\n";
 }
 
@@ -100,11 +99,20 @@ std::string HtmlEscape(const std::string& text)
   std::string out;
   for (char c : text)
     switch (c) {
-    case '&': out += "&amp;"; break;
-    case '<': out += "&lt;"; break;
-    case '>': out += "&gt;"; break;
-    case '"': out += "&quot;"; break;
-    default: out += c;
+    case '&':
+      out += "&amp;";
+      break;
+    case '<':
+      out += "&lt;";
+      break;
+    case '>':
+      out += "&gt;";
+      break;
+    case '"':
+      out += "&quot;";
+      break;
+    default:
+      out += c;
     }
   return out;
 }
@@ -113,7 +121,8 @@ std::string ReportHtml(const std::string& title, const std::vector<ClCaptureReco
 {
   std::string scanner = records.empty() ? std::string() : records.front().m_sScanner;
   std::string out = "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">\n<title>" +
-                    HtmlEscape(title) + "</title>\n<style>\n" + Style() + "</style></head>\n<body>\n";
+                    HtmlEscape(title) + "</title>\n<style>\n" + Style() +
+                    "</style></head>\n<body>\n";
   out += "<header><h1>" + HtmlEscape(title) + "</h1><p>" + HtmlEscape(scanner) + " &middot; " +
          std::to_string(records.size()) + (records.size() == 1 ? " capture" : " captures") +
          "</p></header>\n";

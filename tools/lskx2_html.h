@@ -11,7 +11,8 @@
 // Fixed layout, so that a screenshot can be checked at known places: the picture of
 // capture k (from 0) is drawn at half size, its top left corner at
 // (nPictureLeft, nHeaderHeight + k * nRowHeight + nRowPadding).
-struct ClReportLayout {
+struct ClReportLayout
+{
   static constexpr int nHeaderHeight = 64;
   static constexpr int nRowPadding = 16;
   static constexpr int nPictureLeft = 16;

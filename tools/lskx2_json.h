@@ -8,7 +8,8 @@
 #include <utility>
 #include <vector>
 
-class ClJson {
+class ClJson
+{
 public:
   enum EType { eNull, eBool, eInteger, eReal, eString, eArray, eObject };
 
@@ -45,8 +46,8 @@ private:
   int64_t m_nValue = 0;
   double m_dValue = 0.0;
   std::string m_sText;
-  std::vector<ClJson> m_aItems;                            // array entries
-  std::vector<std::pair<std::string, ClJson>> m_aMembers;  // object members
+  std::vector<ClJson> m_aItems;                           // array entries
+  std::vector<std::pair<std::string, ClJson>> m_aMembers; // object members
 };
 
 // Text between double quotes with JSON's escapes.

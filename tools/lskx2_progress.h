@@ -7,16 +7,18 @@
 #include <cstdio>
 #include <string>
 
-struct ClProgressState {
-  std::string m_sCapture;     // "plain 1/2"
-  std::string m_sFinger;      // "none", "moving", "still", "rolling", ...
+struct ClProgressState
+{
+  std::string m_sCapture; // "plain 1/2"
+  std::string m_sFinger;  // "none", "moving", "still", "rolling", ...
   uint64_t m_nFrames = 0;
   double m_dAreaPercent = -1; // finger area in a preview; below 0 when not shown
   int m_nRollWidth = -1;      // columns covered by the roll so far; below 0 when not shown
   double m_dSeconds = 0.0;
 };
 
-class ClProgressLine {
+class ClProgressLine
+{
 public:
   ClProgressLine(FILE* pOut, bool bTerminal) : m_pOut(pOut), m_bTerminal(bTerminal) {}
   ~ClProgressLine() { End(); }
@@ -30,7 +32,7 @@ public:
 private:
   FILE* m_pOut;
   bool m_bTerminal;
-  bool m_bOpen = false;        // a terminal line is waiting for its newline
+  bool m_bOpen = false; // a terminal line is waiting for its newline
   std::string m_sLastFinger;
   double m_dLastPrinted = -1e9;
 };

@@ -9,26 +9,28 @@
 #include <vector>
 
 // An outline the roll's shift detection drew, in image pixels; level 2 marks a shift.
-struct ClShiftPolygon {
+struct ClShiftPolygon
+{
   int m_nLevel = 0;
   std::vector<std::pair<int, int>> m_aPoints;
 };
 
-struct ClCaptureRecord {
-  std::string m_sName;            // file stem, "plain_1"
-  std::string m_sMode;            // "plain", "roll", ...
+struct ClCaptureRecord
+{
+  std::string m_sName; // file stem, "plain_1"
+  std::string m_sMode; // "plain", "roll", ...
   std::string m_sScanner;
-  std::string m_sImageFile;       // empty when no image was obtained
+  std::string m_sImageFile; // empty when no image was obtained
   uint32_t m_nWidth = 0, m_nHeight = 0, m_nDpi = 0;
-  int32_t m_nResult = 0;          // 0, the roll's result code, or the SDK's failure
+  int32_t m_nResult = 0; // 0, the roll's result code, or the SDK's failure
   std::string m_sResultText;
   int32_t m_nStatus = 0;
   bool m_bFinger = false;
   double m_dScore = 0.0;
   uint32_t m_nCondition = 0;
-  uint64_t m_nFrames = 0;         // triggers sent for this capture
+  uint64_t m_nFrames = 0; // triggers sent for this capture
   double m_dSeconds = 0.0;
-  ClJson m_ScannerData;           // extended access id 6; null when not read
+  ClJson m_ScannerData; // extended access id 6; null when not read
   std::vector<ClShiftPolygon> m_aPolygons;
 
   ClJson ToJson() const;

@@ -14,14 +14,12 @@ constexpr int nEmptyFramesForLift = 2;
 constexpr double dEmptyAreaPercent = 2.0;
 // Frames a condition measurement takes: the first three of a mode are never judged.
 constexpr int nConditionFrames = 12;
-const char* const szShiftAreasOn = R"({"KX2": {"ROLLFINGER": {"ROLL_SHIFT_AREA_ACTIVATION": "1"}}})";
+const char* const szShiftAreasOn =
+    R"({"KX2": {"ROLLFINGER": {"ROLL_SHIFT_AREA_ACTIVATION": "1"}}})";
 
 } // namespace
 
-bool IsCaptureOutcome(int32_t nCode)
-{
-  return nCode == -15 || (nCode <= -800 && nCode >= -811);
-}
+bool IsCaptureOutcome(int32_t nCode) { return nCode == -15 || (nCode <= -800 && nCode >= -811); }
 
 std::vector<std::string> AttachedScanners(int32_t* pnCode)
 {
@@ -39,9 +37,8 @@ std::vector<std::string> AttachedScanners(int32_t* pnCode)
 
 ClScannerSession::ClScannerSession(const std::atomic<bool>& bStop, ClProgressLine& progress,
                                    FnNow pfnNow)
-    : m_bStop(bStop), m_Progress(progress), m_pfnNow(pfnNow)
-{
-}
+  : m_bStop(bStop), m_Progress(progress), m_pfnNow(pfnNow)
+{}
 
 int32_t ClScannerSession::Open(const std::string& name)
 {
@@ -97,8 +94,8 @@ int32_t ClScannerSession::Configure(const ClCliOptions& o, std::string* pWhat)
     std::ifstream in(o.m_sScannerDataFile, std::ios::binary);
     if (!in)
       return -44;
-    if (int32_t rc = WriteScannerData(std::string((std::istreambuf_iterator<char>(in)),
-                                                  std::istreambuf_iterator<char>())))
+    if (int32_t rc = WriteScannerData(
+            std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>())))
       return rc;
   }
   pWhat->clear();
@@ -147,8 +144,8 @@ int32_t ClScannerSession::PreviewStep(double* pdArea, bool* pbFinger)
   return 0;
 }
 
-int32_t ClScannerSession::Previews(const std::string& label, double dTimeout,
-                                   int32_t nTimeoutCode, uint64_t* pnFrames, const FnJudge& judge)
+int32_t ClScannerSession::Previews(const std::string& label, double dTimeout, int32_t nTimeoutCode,
+                                   uint64_t* pnFrames, const FnJudge& judge)
 {
   const double start = m_pfnNow();
   for (bool bDone = false; !bDone;) {
@@ -202,8 +199,7 @@ int32_t ClScannerSession::ShowPreviews(const std::string& label, int nFrames, ui
                   });
 }
 
-int32_t ClScannerSession::Roll(const std::string& label, const ClCliOptions& o,
-                               ClCaptureRecord* r)
+int32_t ClScannerSession::Roll(const std::string& label, const ClCliOptions& o, ClCaptureRecord* r)
 {
   // Every roll starts afresh, also after a finished one.
   if (int32_t rc = LS_KX2SetPropertyLongA(m_hScanner, "nResetImage", 1))
@@ -218,12 +214,15 @@ int32_t ClScannerSession::Roll(const std::string& label, const ClCliOptions& o,
     if (int32_t rc = LS_KX2TriggerScanner(m_hScanner))
       return rc;
     ++r->m_nFrames;
-    if (int32_t rc = LS_KX2GetRollImage(m_hScanner, m_aImage.data(), &r->m_dScore, &finger,
-                                        &r->m_nStatus))
+    if (int32_t rc =
+            LS_KX2GetRollImage(m_hScanner, m_aImage.data(), &r->m_dScore, &finger, &r->m_nStatus))
       return rc;
     int width = RolledWidth(m_aImage.data(), m_nWidth, m_nHeight);
-    Show(label, finger ? "done" : width > 0 ? "rolling" : "waiting", r->m_nFrames, -1, width,
-         start);
+    Show(label,
+         finger      ? "done"
+         : width > 0 ? "rolling"
+                     : "waiting",
+         r->m_nFrames, -1, width, start);
     if (finger) {
       r->m_bFinger = true;
       return r->m_nStatus;
@@ -250,8 +249,8 @@ int32_t ClScannerSession::Triggered(ClCaptureRecord* r)
   return rc;
 }
 
-int32_t ClScannerSession::Capture(uint32_t nMode, const std::string& label,
-                                  const ClCliOptions& o, ClCaptureRecord* r)
+int32_t ClScannerSession::Capture(uint32_t nMode, const std::string& label, const ClCliOptions& o,
+                                  ClCaptureRecord* r)
 {
   const double start = m_pfnNow();
   r->m_sMode = ModeName(nMode);
@@ -320,8 +319,8 @@ int32_t ClScannerSession::ReadScannerData(ClJson* pData)
   }
   if (rc != 0)
     return rc;
-  std::string text(reinterpret_cast<const char*>(buf.data()), strnlen(
-      reinterpret_cast<const char*>(buf.data()), buf.size()));
+  std::string text(reinterpret_cast<const char*>(buf.data()),
+                   strnlen(reinterpret_cast<const char*>(buf.data()), buf.size()));
   return ClJson::FromScannerText(text, pData) ? 0 : -101;
 }
 

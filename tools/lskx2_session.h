@@ -25,7 +25,8 @@ bool IsCaptureOutcome(int32_t nCode);
 // Names of the attached scanners; *pnCode is the SDK's answer to the query.
 std::vector<std::string> AttachedScanners(int32_t* pnCode);
 
-class ClScannerSession {
+class ClScannerSession
+{
 public:
   using FnNow = double (*)(); // seconds on a steady clock
 

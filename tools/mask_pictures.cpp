@@ -24,8 +24,8 @@ bool WritePanels(const std::string& sPath, const std::vector<const ClImage*>& aP
     for (size_t p = 0; p < aPanels.size(); ++p)
       std::memcpy(&aPixels[size_t(y) * nWidth + p * size_t(w + nGap)],
                   aPanels[p]->Data() + ptrdiff_t(y) * aPanels[p]->LineElements(), size_t(w));
-  return WritePng(sPath, aPixels.data(), uint32_t(nWidth), uint32_t(h), size_t(nWidth), EPngColour::eGrey, 0,
-                  nullptr);
+  return WritePng(sPath, aPixels.data(), uint32_t(nWidth), uint32_t(h), size_t(nWidth),
+                  EPngColour::eGrey, 0, nullptr);
 }
 
 } // namespace
@@ -39,12 +39,12 @@ int main(int argc, char** argv)
   struct StCase
   {
     const char* szName;
-    double dPressure;  // 0: empty platen
+    double dPressure; // 0: empty platen
     double dResidue;
     int32_t nSensitivity;
   };
-  const StCase aCases[] = {{"empty-clean", 0, 0.0, 2},    {"empty-dirty", 0, 0.8, 2},
-                           {"finger-light", 0.3, 0.0, 2}, {"finger-firm", 0.8, 0.2, 2},
+  const StCase aCases[] = {{"empty-clean", 0, 0.0, 2},       {"empty-dirty", 0, 0.8, 2},
+                           {"finger-light", 0.3, 0.0, 2},    {"finger-firm", 0.8, 0.2, 2},
                            {"finger-light-s0", 0.3, 0.0, 0}, {"finger-light-s5", 0.3, 0.0, 5}};
   ClIpKX10MaskR2 low(false), high(true);
   ClIpKX2DevelMask devel;

@@ -31,7 +31,8 @@ bool WriteGrey(const std::string& sPath, const ClImage& image)
 
 // The shift polygons' points in red over the rolled image; "Y" counts from the end of
 // the rows, as the device delivers them.
-bool WriteAreas(const std::string& sPath, const ClImage& rolled, const boost::property_tree::ptree& areas)
+bool WriteAreas(const std::string& sPath, const ClImage& rolled,
+                const boost::property_tree::ptree& areas)
 {
   const int32_t w = rolled.Width(), h = rolled.Height();
   std::vector<uint8_t> aRgb(size_t(w) * h * 3);
@@ -55,7 +56,8 @@ bool WriteAreas(const std::string& sPath, const ClImage& rolled, const boost::pr
         }
     }
   }
-  return WritePng(sPath, aRgb.data(), uint32_t(w), uint32_t(h), size_t(w) * 3, EPngColour::eRgb, 0, nullptr);
+  return WritePng(sPath, aRgb.data(), uint32_t(w), uint32_t(h), size_t(w) * 3, EPngColour::eRgb, 0,
+                  nullptr);
 }
 
 int RunCase(const std::string& sDir, const std::string& sName, const kxsim::ClScript& script,
@@ -88,12 +90,12 @@ int RunCase(const std::string& sDir, const std::string& sName, const kxsim::ClSc
     for (int32_t y = 0; y < truth.nHeight && y < run.m_Out.Height(); ++y)
       for (int32_t x = 0; x < truth.nWidth && x < run.m_Out.Width(); ++x)
         if (mask.At(x, y))
-          diff.Data()[ptrdiff_t(y) * diff.LineElements() + x] =
-              uint8_t(std::abs(int(run.m_Out.Data()[ptrdiff_t(y) * run.m_Out.LineElements() + x]) - truth.At(x, y)));
+          diff.Data()[ptrdiff_t(y) * diff.LineElements() + x] = uint8_t(std::abs(
+              int(run.m_Out.Data()[ptrdiff_t(y) * run.m_Out.LineElements() + x]) - truth.At(x, y)));
     WriteGrey(sOut + "/difference.png", diff);
     const rolltest::StFidelity f = rolltest::Compare(run.m_Out, run.m_OutMask, truth, mask);
-    std::printf("%s: result %d, correlation %.3f, coverage %.3f\n", sName.c_str(), nResult, f.dCorrelation,
-                f.dCoverage);
+    std::printf("%s: result %d, correlation %.3f, coverage %.3f\n", sName.c_str(), nResult,
+                f.dCorrelation, f.dCoverage);
   } else {
     std::printf("%s: result %d (no ground truth)\n", sName.c_str(), nResult);
   }

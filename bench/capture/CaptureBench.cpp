@@ -41,7 +41,8 @@ void BM_PreviewPath(benchmark::State& state)
     prep.Run(raw, flipped);
     mask.Run(flipped, masked, false, 3);
     const int32_t nArea = ClKX2FrameJudge::FingerArea(masked);
-    benchmark::DoNotOptimize(ClKX2FrameJudge::Judge(nArea, ClKX2FrameJudge::Motion(older, flipped), false));
+    benchmark::DoNotOptimize(
+        ClKX2FrameJudge::Judge(nArea, ClKX2FrameJudge::Motion(older, flipped), false));
   }
 }
 BENCHMARK(BM_PreviewPath)->Unit(benchmark::kMillisecond);
@@ -119,7 +120,8 @@ void BM_TriggerToPreview(benchmark::State& state)
     e.pEngine->Trigger();
     const auto t0 = std::chrono::steady_clock::now();
     e.pEngine->GetPreviewImage(preview, &nStatus, &dScore);
-    state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count());
+    state.SetIterationTime(
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count());
   }
 }
 BENCHMARK(BM_TriggerToPreview)->UseManualTime()->Unit(benchmark::kMillisecond);

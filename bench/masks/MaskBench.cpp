@@ -27,22 +27,23 @@ namespace {
 
 struct StPictures
 {
-  ClImage frame;     // the input of the masks
-  ClImage faded;     // what the KX10 mask hands to the segmenter
-  ClImage down;      // D
-  ClImage variances; // V
-  ClImage activity;  // A
-  ClImage background;// E, not cleaned
-  ClImage blobs;     // objects of full activity
-  ClImage finger;    // H
-  ClImage near;      // J
-  ClImage upper;     // smoothed upper envelope
+  ClImage frame;      // the input of the masks
+  ClImage faded;      // what the KX10 mask hands to the segmenter
+  ClImage down;       // D
+  ClImage variances;  // V
+  ClImage activity;   // A
+  ClImage background; // E, not cleaned
+  ClImage blobs;      // objects of full activity
+  ClImage finger;     // H
+  ClImage near;       // J
+  ClImage upper;      // smoothed upper envelope
 
   StPictures()
   {
     kxsim::ClFinger f;
     f.dPressure = 0.8;
-    const kxsim::ClGreyImage grey = kxsim::RenderPlacedFinger(f, 0.2, 800, 750, 2, kxsim::EOrientation::eDisplay);
+    const kxsim::ClGreyImage grey =
+        kxsim::RenderPlacedFinger(f, 0.2, 800, 750, 2, kxsim::EOrientation::eDisplay);
     frame.Create(eUInt8, 800, 750, 1, 19685, 19685);
     for (int y = 0; y < 750; ++y)
       std::memcpy(frame.Data() + y * frame.LineElements(), grey.Row(y), 800);
@@ -79,7 +80,8 @@ struct StPictures
         blobs.Data()[y * blobs.LineElements() + x] = a >= 300.0 ? 0 : 255;
       }
     ClTpIpSubtract<uint8_t, uint8_t, int> sub;
-    sub.m_pInImage1 = &down, sub.m_pInImage2 = &background, sub.m_pOutImage = &finger, sub.Process();
+    sub.m_pInImage1 = &down, sub.m_pInImage2 = &background, sub.m_pOutImage = &finger,
+    sub.Process();
     ClIpKX10SegmentMaskR2 seg;
     ClImage soft;
     seg.Compute(&faded, &soft);

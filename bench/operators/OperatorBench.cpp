@@ -39,7 +39,8 @@ struct TpFrame
         for (int32_t x = 0; x < w; ++x)
           row[x] = uint8_t(gen());
     }
-    mat = cv::Mat(h, w, eType == eFloat32 ? CV_32F : CV_8U, image.Data(), size_t(image.LineBytes()));
+    mat =
+        cv::Mat(h, w, eType == eFloat32 ? CV_32F : CV_8U, image.Data(), size_t(image.LineBytes()));
   }
 };
 

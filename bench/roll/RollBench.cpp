@@ -51,8 +51,9 @@ void RunRolls(benchmark::State& state, bool bFinalFrame)
       const double t0 = ThreadSeconds();
       const int32_t nAfter = run.Feed(*pFrame);
       const double d = ThreadSeconds() - t0;
-      const bool bChosen = bFinalFrame ? (nBefore == ClIpAutoRoll5::eRolling && nAfter == ClIpAutoRoll5::eFinished)
-                                       : (nBefore == ClIpAutoRoll5::eRolling && nAfter == ClIpAutoRoll5::eRolling);
+      const bool bChosen =
+          bFinalFrame ? (nBefore == ClIpAutoRoll5::eRolling && nAfter == ClIpAutoRoll5::eFinished)
+                      : (nBefore == ClIpAutoRoll5::eRolling && nAfter == ClIpAutoRoll5::eRolling);
       if (!bChosen)
         continue;
       dIteration += d;
@@ -73,7 +74,8 @@ void RunRolls(benchmark::State& state, bool bFinalFrame)
   state.counters["worst_ms"] = dWorst * 1e3;
   state.counters["detect_ms"] = times.dDetect / n * 1e3;
   state.counters["contour_ms"] = times.dContour / n * 1e3;
-  state.counters[bFinalFrame ? "checks_ms" : "merge_ms"] = (bFinalFrame ? times.dChecks : times.dMerge) / n * 1e3;
+  state.counters[bFinalFrame ? "checks_ms" : "merge_ms"] =
+      (bFinalFrame ? times.dChecks : times.dMerge) / n * 1e3;
   state.counters["frames"] = double(nFrames);
 }
 

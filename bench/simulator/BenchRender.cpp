@@ -11,7 +11,8 @@ using namespace kxsim;
 
 namespace {
 
-ClScene Scene(EContact eContact) {
+ClScene Scene(EContact eContact)
+{
   ClScene s;
   s.dResidue = 0.3;
   s.eContact = eContact;
@@ -19,11 +20,12 @@ ClScene Scene(EContact eContact) {
   s.dRollFromX = 220;
   s.dRollToX = 580;
   s.dPatchX = 400;
-  s.dRollSpeed = 10;  // rolling at a normal pace: the skin stretches
+  s.dRollSpeed = 10; // rolling at a normal pace: the skin stretches
   return s;
 }
 
-void RenderFrame(benchmark::State& state, EContact eContact, bool bRaw, bool bDry = false) {
+void RenderFrame(benchmark::State& state, EContact eContact, bool bRaw, bool bDry = false)
+{
   const int w = bRaw ? kRawWidth : kNormalWidth, h = bRaw ? kRawHeight : kNormalHeight;
   ClFrameRenderer renderer(kNormalWidth, kNormalHeight);
   ClScene scene = Scene(eContact);
@@ -32,10 +34,12 @@ void RenderFrame(benchmark::State& state, EContact eContact, bool bRaw, bool bDr
     scene.finger.nCreases = 3;
   }
   std::vector<uint8_t> out(size_t(w) * size_t(h));
-  renderer.Render(scene, w, h, bRaw ? kRawDose : kNormalDose, 0, EOrientation::eDevice, out.data());  // warm caches
+  renderer.Render(scene, w, h, bRaw ? kRawDose : kNormalDose, 0, EOrientation::eDevice,
+                  out.data()); // warm caches
   uint64_t frame = 0;
   for (auto _ : state) {
-    renderer.Render(scene, w, h, bRaw ? kRawDose : kNormalDose, ++frame, EOrientation::eDevice, out.data());
+    renderer.Render(scene, w, h, bRaw ? kRawDose : kNormalDose, ++frame, EOrientation::eDevice,
+                    out.data());
     benchmark::DoNotOptimize(out.data());
   }
   state.SetItemsProcessed(int64_t(state.iterations()));
@@ -51,19 +55,24 @@ void BM_RollPatchRaw(benchmark::State& s) { RenderFrame(s, EContact::eRoll, true
 void BM_DryCreasedRaw(benchmark::State& s) { RenderFrame(s, EContact::eFlat, true, true); }
 
 // The capture engine's pattern with a firm finger: a raw frame, then a normal one, each time.
-void BM_RawThenNormal(benchmark::State& state) {
+void BM_RawThenNormal(benchmark::State& state)
+{
   ClFrameRenderer renderer(kNormalWidth, kNormalHeight);
   const ClScene scene = Scene(EContact::eFlat);
-  std::vector<uint8_t> raw(size_t(kRawWidth) * kRawHeight), normal(size_t(kNormalWidth) * kNormalHeight);
+  std::vector<uint8_t> raw(size_t(kRawWidth) * kRawHeight),
+      normal(size_t(kNormalWidth) * kNormalHeight);
   uint64_t frame = 0;
   for (auto _ : state) {
-    renderer.Render(scene, kRawWidth, kRawHeight, kRawDose, ++frame, EOrientation::eDevice, raw.data());
-    renderer.Render(scene, kNormalWidth, kNormalHeight, kNormalDose, frame, EOrientation::eDevice, normal.data());
+    renderer.Render(scene, kRawWidth, kRawHeight, kRawDose, ++frame, EOrientation::eDevice,
+                    raw.data());
+    renderer.Render(scene, kNormalWidth, kNormalHeight, kNormalDose, frame, EOrientation::eDevice,
+                    normal.data());
     benchmark::DoNotOptimize(normal.data());
   }
 }
 
-void BM_TextureGrowth(benchmark::State& state) {
+void BM_TextureGrowth(benchmark::State& state)
+{
   uint32_t seed = 1000;
   for (auto _ : state) {
     ClFingerTexture t(++seed, EPattern::eAuto);
@@ -71,7 +80,7 @@ void BM_TextureGrowth(benchmark::State& state) {
   }
 }
 
-}  // namespace
+} // namespace
 
 BENCHMARK(BM_EmptyNormal)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_EmptyRaw)->Unit(benchmark::kMillisecond);

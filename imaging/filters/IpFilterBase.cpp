@@ -11,10 +11,7 @@ const int32_t s_anModeValues[] = {1, 2, 3, 8, 16};
 
 } // namespace
 
-ClIpFilterBase::ClIpFilterBase()
-{
-  SetDefaultParameters();
-}
+ClIpFilterBase::ClIpFilterBase() { SetDefaultParameters(); }
 
 ClIpFilterBase::~ClIpFilterBase() = default;
 
@@ -123,12 +120,18 @@ int32_t ClIpFilterBase::ProcessSinglePlane()
 int32_t ClIpFilterBase::DispatchMode(bool bSigned)
 {
   switch (m_nMode) {
-  case MODE_X: return bSigned ? FilterXSigned() : FilterXUnsigned();
-  case MODE_Y: return bSigned ? FilterYSigned() : FilterYUnsigned();
-  case MODE_XY: return bSigned ? FilterXYSigned() : FilterXYUnsigned();
-  case MODE_DIRECTED: return bSigned ? FilterDirectedSigned(false) : FilterDirectedUnsigned(false);
-  case MODE_DIRECTED_ORTHO: return bSigned ? FilterDirectedSigned(true) : FilterDirectedUnsigned(true);
-  default: LSKX2_THROW(-35);
+  case MODE_X:
+    return bSigned ? FilterXSigned() : FilterXUnsigned();
+  case MODE_Y:
+    return bSigned ? FilterYSigned() : FilterYUnsigned();
+  case MODE_XY:
+    return bSigned ? FilterXYSigned() : FilterXYUnsigned();
+  case MODE_DIRECTED:
+    return bSigned ? FilterDirectedSigned(false) : FilterDirectedUnsigned(false);
+  case MODE_DIRECTED_ORTHO:
+    return bSigned ? FilterDirectedSigned(true) : FilterDirectedUnsigned(true);
+  default:
+    LSKX2_THROW(-35);
   }
 }
 

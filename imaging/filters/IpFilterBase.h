@@ -12,8 +12,7 @@
 class ClIpFilterBase : public ClProcessorBase
 {
 public:
-  enum EMode : int32_t
-  {
+  enum EMode : int32_t {
     MODE_X = 1,
     MODE_Y = 2,
     MODE_XY = 3,

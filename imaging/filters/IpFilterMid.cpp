@@ -28,14 +28,20 @@ double DirectionAt(const ClImage& image, int32_t x, int32_t y)
   const uint8_t* p = image.Data() + static_cast<ptrdiff_t>(y) * image.LineBytes();
   switch (image.DataType()) {
   case eUInt8:
-  case eInt8: return reinterpret_cast<const int8_t*>(p)[x];
+  case eInt8:
+    return reinterpret_cast<const int8_t*>(p)[x];
   case eUInt16:
-  case eInt16: return reinterpret_cast<const int16_t*>(p)[x];
+  case eInt16:
+    return reinterpret_cast<const int16_t*>(p)[x];
   case eUInt32:
-  case eInt32: return reinterpret_cast<const int32_t*>(p)[x];
-  case eFloat32: return reinterpret_cast<const float*>(p)[x];
-  case eDouble64: return reinterpret_cast<const double*>(p)[x];
-  default: return 0;
+  case eInt32:
+    return reinterpret_cast<const int32_t*>(p)[x];
+  case eFloat32:
+    return reinterpret_cast<const float*>(p)[x];
+  case eDouble64:
+    return reinterpret_cast<const double*>(p)[x];
+  default:
+    return 0;
   }
 }
 
@@ -76,15 +82,19 @@ int32_t ClIpFilterMid::TypedMode(int32_t nMode)
   return DispatchType(in.DataType(), [&](auto tag) -> int32_t {
     using S = typename decltype(tag)::Type;
     switch (nMode) {
-    case MODE_X: return MeanX<S>(in, out, false);
-    case MODE_Y: return MeanY<S>(in, out, false);
+    case MODE_X:
+      return MeanX<S>(in, out, false);
+    case MODE_Y:
+      return MeanY<S>(in, out, false);
     case MODE_XY: {
       int32_t nStatus = MeanX<S>(in, m_Temp, false);
       return nStatus != 0 ? nStatus : MeanY<S>(m_Temp, out, false);
     }
     case MODE_DIRECTED:
-    case MODE_DIRECTED_ORTHO: return -33;
-    default: LSKX2_THROW(-35);
+    case MODE_DIRECTED_ORTHO:
+      return -33;
+    default:
+      LSKX2_THROW(-35);
     }
   });
 }
@@ -130,30 +140,15 @@ int32_t ClIpFilterMid::MeanY(const ClImage& in, ClImage& out, bool bParity)
   return 0;
 }
 
-int32_t ClIpFilterMid::FilterXUnsigned()
-{
-  return MeanX<uint8_t>(*m_pInImage, *m_pOutImage, true);
-}
+int32_t ClIpFilterMid::FilterXUnsigned() { return MeanX<uint8_t>(*m_pInImage, *m_pOutImage, true); }
 
-int32_t ClIpFilterMid::FilterYUnsigned()
-{
-  return MeanY<uint8_t>(*m_pInImage, *m_pOutImage, true);
-}
+int32_t ClIpFilterMid::FilterYUnsigned() { return MeanY<uint8_t>(*m_pInImage, *m_pOutImage, true); }
 
-int32_t ClIpFilterMid::FilterXSigned()
-{
-  return TypedMode(MODE_X);
-}
+int32_t ClIpFilterMid::FilterXSigned() { return TypedMode(MODE_X); }
 
-int32_t ClIpFilterMid::FilterYSigned()
-{
-  return TypedMode(MODE_Y);
-}
+int32_t ClIpFilterMid::FilterYSigned() { return TypedMode(MODE_Y); }
 
-int32_t ClIpFilterMid::FilterXYSigned()
-{
-  return TypedMode(MODE_XY);
-}
+int32_t ClIpFilterMid::FilterXYSigned() { return TypedMode(MODE_XY); }
 
 int32_t ClIpFilterMid::FilterXYUnsigned()
 {

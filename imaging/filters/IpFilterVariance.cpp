@@ -91,8 +91,9 @@ int32_t ClIpFilterVariance::Compute(const ClImage& in, ClImage& out)
   const int32_t nRing = static_cast<int32_t>(std::min<int64_t>(2 * int64_t(nHalf) + 1, nHeight));
   const size_t nRingValues = size_t(nRing) * size_t(nWidth);
   TOut* p = reinterpret_cast<TOut*>(Reserve(sizeof(TOut) * (2 * nRingValues + 2 * size_t(nWidth))));
-  TpVarianceRing<TOut> ring{p, p + nRingValues, p + 2 * nRingValues, p + 2 * nRingValues + nWidth, nRing};
-  VarianceImage<TIn, TOut>(in.Pixels<TIn>(), in.LineElements(), out.Pixels<TOut>(), out.LineElements(),
-                           nWidth, nHeight, nHalf, ring);
+  TpVarianceRing<TOut> ring{p, p + nRingValues, p + 2 * nRingValues, p + 2 * nRingValues + nWidth,
+                            nRing};
+  VarianceImage<TIn, TOut>(in.Pixels<TIn>(), in.LineElements(), out.Pixels<TOut>(),
+                           out.LineElements(), nWidth, nHeight, nHalf, ring);
   return 0;
 }

@@ -96,20 +96,24 @@ LSKX2_VECTOR_KERNEL void BoxMeanU8(const uint8_t* pIn, ptrdiff_t nInStride, uint
     RunningWindowSums(cs, rs, nWidth, nHalfX);
     uint8_t* __restrict o = pOut + y * nOutStride;
     for (int32_t x = 0; x < nBegin; ++x)
-      o[x] = static_cast<uint8_t>(rs[x] / static_cast<uint32_t>(ClippedCount(x, nHalfX, nWidth) * nRows));
+      o[x] = static_cast<uint8_t>(rs[x] /
+                                  static_cast<uint32_t>(ClippedCount(x, nHalfX, nWidth) * nRows));
     // floor((n + 0.5) * (1 / d)) is floor(n / d) for every n below 2^51 in doubles, below
     // 2^22 in floats: the rounded product stays within 0.5 / d of the exact quotient.
     if (bFloat) {
       const float fInv = 1.0f / static_cast<float>(nFullX * nRows);
       for (int32_t x = nBegin; x < nEnd; ++x)
-        o[x] = static_cast<uint8_t>(static_cast<int32_t>((static_cast<float>(static_cast<int32_t>(rs[x])) + 0.5f) * fInv));
+        o[x] = static_cast<uint8_t>(
+            static_cast<int32_t>((static_cast<float>(static_cast<int32_t>(rs[x])) + 0.5f) * fInv));
     } else {
       const double dInv = 1.0 / static_cast<double>(nFullX * nRows);
       for (int32_t x = nBegin; x < nEnd; ++x)
-        o[x] = static_cast<uint8_t>(static_cast<int32_t>((static_cast<double>(rs[x]) + 0.5) * dInv));
+        o[x] =
+            static_cast<uint8_t>(static_cast<int32_t>((static_cast<double>(rs[x]) + 0.5) * dInv));
     }
     for (int32_t x = nEnd; x < nWidth; ++x)
-      o[x] = static_cast<uint8_t>(rs[x] / static_cast<uint32_t>(ClippedCount(x, nHalfX, nWidth) * nRows));
+      o[x] = static_cast<uint8_t>(rs[x] /
+                                  static_cast<uint32_t>(ClippedCount(x, nHalfX, nWidth) * nRows));
   }
 }
 
@@ -143,12 +147,14 @@ LSKX2_VECTOR_KERNEL void BoxMeanF32(const float* pIn, ptrdiff_t nInStride, float
     RunningWindowSums(cs, rs, nWidth, nHalfX);
     float* __restrict o = pOut + y * nOutStride;
     for (int32_t x = 0; x < nBegin; ++x)
-      o[x] = static_cast<float>(rs[x] / static_cast<double>(ClippedCount(x, nHalfX, nWidth) * nRows));
+      o[x] =
+          static_cast<float>(rs[x] / static_cast<double>(ClippedCount(x, nHalfX, nWidth) * nRows));
     const double dDiv = static_cast<double>(nFullX * nRows);
     for (int32_t x = nBegin; x < nEnd; ++x)
       o[x] = static_cast<float>(rs[x] / dDiv);
     for (int32_t x = nEnd; x < nWidth; ++x)
-      o[x] = static_cast<float>(rs[x] / static_cast<double>(ClippedCount(x, nHalfX, nWidth) * nRows));
+      o[x] =
+          static_cast<float>(rs[x] / static_cast<double>(ClippedCount(x, nHalfX, nWidth) * nRows));
     if (y - nHalfY >= 0) {
       const float* __restrict r = pIn + (y - nHalfY) * nInStride;
       for (int32_t x = 0; x < nWidth; ++x)

@@ -15,9 +15,10 @@ struct TpMeanSample
 {
   static constexpr bool bFloat = std::is_floating_point<S>::value;
   using U = typename std::conditional<
-    bFloat, S, typename std::make_unsigned<typename std::conditional<bFloat, int, S>::type>::type>::type;
+      bFloat, S,
+      typename std::make_unsigned<typename std::conditional<bFloat, int, S>::type>::type>::type;
   using Acc = typename std::conditional<
-    bFloat, double, typename std::conditional<(sizeof(S) == 1), uint32_t, uint64_t>::type>::type;
+      bFloat, double, typename std::conditional<(sizeof(S) == 1), uint32_t, uint64_t>::type>::type;
   static constexpr U Bias()
   {
     if constexpr (bFloat || std::is_unsigned<S>::value)
@@ -68,7 +69,10 @@ inline void MeanLineRounded(const S* pIn, ptrdiff_t nInStep, S* pOut, ptrdiff_t 
 {
   using Tr = TpMeanSample<S>;
   const int32_t nHalf = nWidth / 2;
-  TpMeanLineVisitor<S> v{pIn, pOut, nInStep, nOutStep,
+  TpMeanLineVisitor<S> v{pIn,
+                         pOut,
+                         nInStep,
+                         nOutStep,
                          static_cast<typename Tr::Acc>(Tr::bFloat ? 0 : nHalf),
                          static_cast<typename Tr::Acc>(nWidth)};
   WalkWindow(nCount, nHalf, v);
@@ -120,8 +124,8 @@ inline void MeanColumnsRounded(const S* pIn, ptrdiff_t nInStride, S* pOut, ptrdi
   const int32_t nHalf = nWidth / 2;
   for (int32_t x = 0; x < nImgWidth; ++x)
     pAcc[x] = static_cast<typename Tr::Acc>(Tr::bFloat ? 0 : nHalf);
-  TpMeanColumnsVisitor<S> v{pIn, pOut, nInStride, nOutStride, nImgWidth, pAcc,
-                            static_cast<typename Tr::Acc>(nWidth)};
+  TpMeanColumnsVisitor<S> v{
+      pIn, pOut, nInStride, nOutStride, nImgWidth, pAcc, static_cast<typename Tr::Acc>(nWidth)};
   WalkWindow(nImgHeight, nHalf, v);
 }
 
@@ -131,7 +135,8 @@ inline void MeanColumnsRounded(const S* pIn, ptrdiff_t nInStride, S* pOut, ptrdi
 // pRowSums hold nWidth values each.
 template <class T, class Intern, class Sink>
 inline void BoxSums2D(const T* pIn, ptrdiff_t nInStride, int32_t nWidth, int32_t nHeight,
-                      int32_t nHalfX, int32_t nHalfY, Intern* pColSums, Intern* pRowSums, Sink& sink)
+                      int32_t nHalfX, int32_t nHalfY, Intern* pColSums, Intern* pRowSums,
+                      Sink& sink)
 {
   struct RowVisitor
   {
@@ -176,8 +181,8 @@ inline void BoxSums2D(const T* pIn, ptrdiff_t nInStride, int32_t nWidth, int32_t
   };
   for (int32_t x = 0; x < nWidth; ++x)
     pColSums[x] = Intern(0);
-  ColumnVisitor cv{pIn, nInStride, nWidth, nHalfX, pColSums, pRowSums, sink,
-                   2 * (nHalfY < 0 ? 0 : nHalfY) + 1};
+  ColumnVisitor cv{pIn,      nInStride, nWidth, nHalfX,
+                   pColSums, pRowSums,  sink,   2 * (nHalfY < 0 ? 0 : nHalfY) + 1};
   WalkWindow(nHeight, nHalfY, cv);
 }
 

@@ -37,17 +37,30 @@ struct TpIdentity<TpMinPolicy, T>
 template <class P, class T>
 inline T Ext(T a, T b);
 template <>
-inline uint8_t Ext<TpMaxPolicy, uint8_t>(uint8_t a, uint8_t b) { return a < b ? b : a; }
+inline uint8_t Ext<TpMaxPolicy, uint8_t>(uint8_t a, uint8_t b)
+{
+  return a < b ? b : a;
+}
 template <>
-inline uint8_t Ext<TpMinPolicy, uint8_t>(uint8_t a, uint8_t b) { return b < a ? b : a; }
+inline uint8_t Ext<TpMinPolicy, uint8_t>(uint8_t a, uint8_t b)
+{
+  return b < a ? b : a;
+}
 template <>
-inline float Ext<TpMaxPolicy, float>(float a, float b) { return a < b ? b : a; }
+inline float Ext<TpMaxPolicy, float>(float a, float b)
+{
+  return a < b ? b : a;
+}
 template <>
-inline float Ext<TpMinPolicy, float>(float a, float b) { return b < a ? b : a; }
+inline float Ext<TpMinPolicy, float>(float a, float b)
+{
+  return b < a ? b : a;
+}
 
 template <class P, class T>
-LSKX2_KERNEL_INLINE void ExtremeRowsImpl(const T* pIn, ptrdiff_t nInStride, T* pOut, ptrdiff_t nOutStride,
-                            int32_t nWidth, int32_t nHeight, int32_t nHalf, T* pWork)
+LSKX2_KERNEL_INLINE void ExtremeRowsImpl(const T* pIn, ptrdiff_t nInStride, T* pOut,
+                                         ptrdiff_t nOutStride, int32_t nWidth, int32_t nHeight,
+                                         int32_t nHalf, T* pWork)
 {
   const int32_t nLen = nWidth + 2 * nHalf;
   const int32_t nWindow = 2 * nHalf + 1;
@@ -86,13 +99,14 @@ LSKX2_KERNEL_INLINE void ExtremeRowsImpl(const T* pIn, ptrdiff_t nInStride, T* p
 }
 
 template <class P, class T>
-LSKX2_KERNEL_INLINE void ExtremeColumnsImpl(const T* pIn, ptrdiff_t nInStride, T* pOut, ptrdiff_t nOutStride,
-                               int32_t nWidth, int32_t nHeight, int32_t nHalf, T* pWork)
+LSKX2_KERNEL_INLINE void ExtremeColumnsImpl(const T* pIn, ptrdiff_t nInStride, T* pOut,
+                                            ptrdiff_t nOutStride, int32_t nWidth, int32_t nHeight,
+                                            int32_t nHalf, T* pWork)
 {
   const int32_t nWindow = 2 * nHalf + 1;
   T* const pIdRow = pWork;
-  T* const pSuffix = pWork + nWidth;                       // nWindow rows
-  T* const pPrefix = pSuffix + static_cast<ptrdiff_t>(nWindow) * nWidth;  // nWindow rows
+  T* const pSuffix = pWork + nWidth;                                     // nWindow rows
+  T* const pPrefix = pSuffix + static_cast<ptrdiff_t>(nWindow) * nWidth; // nWindow rows
   const T id = TpIdentity<P, T>::Value();
   for (int32_t x = 0; x < nWidth; ++x)
     pIdRow[x] = id;

@@ -7,14 +7,30 @@
 struct TpMaxPolicy
 {
   // "Not below": an entering sample at least as large becomes the running value.
-  template <class T> static bool Takes(T e, T v) { return !(e < v); }
-  template <class T> static bool Beyond(T a, T b) { return a > b; }
+  template <class T>
+  static bool Takes(T e, T v)
+  {
+    return !(e < v);
+  }
+  template <class T>
+  static bool Beyond(T a, T b)
+  {
+    return a > b;
+  }
 };
 
 struct TpMinPolicy
 {
-  template <class T> static bool Takes(T e, T v) { return !(e > v); }
-  template <class T> static bool Beyond(T a, T b) { return a < b; }
+  template <class T>
+  static bool Takes(T e, T v)
+  {
+    return !(e > v);
+  }
+  template <class T>
+  static bool Beyond(T a, T b)
+  {
+    return a < b;
+  }
 };
 
 // Window of nHalf to each side, clipped to the line. A line shorter than the window,

@@ -41,7 +41,8 @@ struct TpExtremePasses
       return;
     if constexpr (bU8 || bF32) {
       if (bVector) {
-        T* p = work.Get<T>(bRows ? ExtremeRowsWorkSize(w, nHalf) : ExtremeColumnsWorkSize(w, nHalf));
+        T* p =
+            work.Get<T>(bRows ? ExtremeRowsWorkSize(w, nHalf) : ExtremeColumnsWorkSize(w, nHalf));
         Kernel(bRows)(pIn, si, pOut, so, w, h, nHalf, p);
         return;
       }

@@ -28,7 +28,8 @@ public:
     // The limits of the types as numeric_limits gives them: for floating types the
     // smallest positive normal value.
     const double dArea = double(nWidth) * double(nHeight);
-    if (dArea * double(std::numeric_limits<T>::max()) > double(std::numeric_limits<Intern>::max()) ||
+    if (dArea * double(std::numeric_limits<T>::max()) >
+            double(std::numeric_limits<Intern>::max()) ||
         dArea * double(std::numeric_limits<T>::min()) < double(std::numeric_limits<Intern>::min()))
       LSKX2_THROW_MSG("Intern type size is too small.", -44);
     out.CreateLike(in);
@@ -52,7 +53,8 @@ public:
         {
           T* o = pOut + y * nStride;
           for (int32_t x = 0; x < nWidth; ++x)
-            o[x] = static_cast<T>(pSums[x] / static_cast<Intern>(ClippedCount(x, nHalf, nWidth) * nRows));
+            o[x] = static_cast<T>(pSums[x] /
+                                  static_cast<Intern>(ClippedCount(x, nHalf, nWidth) * nRows));
         }
       } sink{out.Pixels<T>(), out.LineElements(), w, hx};
       Intern* p = m_Work.Get<Intern>(2 * size_t(w));
@@ -73,7 +75,10 @@ private:
     Intern s;
     void Add(int32_t j) { s += static_cast<Intern>(pIn[j * nInStep]); }
     void Sub(int32_t j) { s -= static_cast<Intern>(pIn[j * nInStep]); }
-    void Store(int32_t i, int32_t n) { pOut[i * nOutStep] = static_cast<T>(s / static_cast<Intern>(n)); }
+    void Store(int32_t i, int32_t n)
+    {
+      pOut[i * nOutStep] = static_cast<T>(s / static_cast<Intern>(n));
+    }
     void StoreFull(int32_t i) { pOut[i * nOutStep] = static_cast<T>(s / nFull); }
     Intern nFull;
   };
@@ -86,8 +91,12 @@ private:
     const int32_t nLines = bRows ? in.Height() : in.Width();
     const int32_t nCount = bRows ? in.Width() : in.Height();
     for (int32_t k = 0; k < nLines; ++k) {
-      LineVisitor v{in.Pixels<T>() + (bRows ? k * si : k), out.Pixels<T>() + (bRows ? k * so : k),
-                    bRows ? 1 : si, bRows ? 1 : so, round, static_cast<Intern>(2 * nHalf + 1)};
+      LineVisitor v{in.Pixels<T>() + (bRows ? k * si : k),
+                    out.Pixels<T>() + (bRows ? k * so : k),
+                    bRows ? 1 : si,
+                    bRows ? 1 : so,
+                    round,
+                    static_cast<Intern>(2 * nHalf + 1)};
       WalkWindow(nCount, nHalf, v);
     }
   }

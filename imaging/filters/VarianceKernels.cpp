@@ -11,14 +11,12 @@ namespace {
 // Sum and sum of squares travel packed in one 64-bit word, the sum in the high half: the
 // window sums are linear in the words, and the square sums stay below 2^32 (checked by
 // VarianceU8IsExact), so both halves come out exact from one running sum.
-inline uint64_t Packed(uint32_t v)
-{
-  return (static_cast<uint64_t>(v) << 32) + v * v;
-}
+inline uint64_t Packed(uint32_t v) { return (static_cast<uint64_t>(v) << 32) + v * v; }
 
 template <class TOut>
-LSKX2_KERNEL_INLINE void VarianceU8Impl(const uint8_t* pIn, ptrdiff_t nInStride, TOut* pOut, ptrdiff_t nOutStride,
-                           int32_t nWidth, int32_t nHeight, int32_t nHalf, uint64_t* pWork)
+LSKX2_KERNEL_INLINE void VarianceU8Impl(const uint8_t* pIn, ptrdiff_t nInStride, TOut* pOut,
+                                        ptrdiff_t nOutStride, int32_t nWidth, int32_t nHeight,
+                                        int32_t nHalf, uint64_t* pWork)
 {
   if (nHalf < 0)
     nHalf = 0;
@@ -53,7 +51,8 @@ LSKX2_KERNEL_INLINE void VarianceU8Impl(const uint8_t* pIn, ptrdiff_t nInStride,
     const int32_t nRows = ClippedCount(y, nHalf, nHeight);
     TOut* __restrict o = pOut + y * nOutStride;
     for (int32_t x = 0; x < nBegin; ++x)
-      o[x] = VarianceOf<TOut>(static_cast<TOut>(rs[x] >> 32), static_cast<TOut>(static_cast<uint32_t>(rs[x])),
+      o[x] = VarianceOf<TOut>(static_cast<TOut>(rs[x] >> 32),
+                              static_cast<TOut>(static_cast<uint32_t>(rs[x])),
                               ClippedCount(x, nHalf, nWidth) * nRows);
     const int32_t nCount = nFullX * nRows;
     const TOut n = static_cast<TOut>(nCount);
@@ -65,7 +64,8 @@ LSKX2_KERNEL_INLINE void VarianceU8Impl(const uint8_t* pIn, ptrdiff_t nInStride,
       o[x] = (q - s * s / n) / n1;
     }
     for (int32_t x = nEnd; x < nWidth; ++x)
-      o[x] = VarianceOf<TOut>(static_cast<TOut>(rs[x] >> 32), static_cast<TOut>(static_cast<uint32_t>(rs[x])),
+      o[x] = VarianceOf<TOut>(static_cast<TOut>(rs[x] >> 32),
+                              static_cast<TOut>(static_cast<uint32_t>(rs[x])),
                               ClippedCount(x, nHalf, nWidth) * nRows);
   }
 }

@@ -38,7 +38,8 @@ inline TOut VarianceOf(TOut s, TOut q, int32_t nSamples)
 }
 
 template <class TIn, class TOut>
-inline void VarianceRowPass(const TIn* pIn, int32_t nWidth, int32_t nHalf, TOut* pSums, TOut* pSquares)
+inline void VarianceRowPass(const TIn* pIn, int32_t nWidth, int32_t nHalf, TOut* pSums,
+                            TOut* pSquares)
 {
   struct Visitor
   {
@@ -59,8 +60,16 @@ inline void VarianceRowPass(const TIn* pIn, int32_t nWidth, int32_t nHalf, TOut*
       s = WrapSub(s, v);
       q = WrapSub(q, WrapMul(v, v));
     }
-    void Store(int32_t i, int32_t) { ps[i] = s; pq[i] = q; }
-    void StoreFull(int32_t i) { ps[i] = s; pq[i] = q; }
+    void Store(int32_t i, int32_t)
+    {
+      ps[i] = s;
+      pq[i] = q;
+    }
+    void StoreFull(int32_t i)
+    {
+      ps[i] = s;
+      pq[i] = q;
+    }
   } v{pIn, pSums, pSquares, TOut(0), TOut(0)};
   WalkWindow(nWidth, nHalf, v);
 }
@@ -82,8 +91,14 @@ inline void VarianceImage(const TIn* pIn, ptrdiff_t nInStride, TOut* pOut, ptrdi
     int32_t nHalf;
     int32_t nHeight;
     TpVarianceRing<TOut> r;
-    TOut* RingSums(int32_t y) { return r.pRowSums + static_cast<ptrdiff_t>(y % r.nRingRows) * nWidth; }
-    TOut* RingSquares(int32_t y) { return r.pRowSquares + static_cast<ptrdiff_t>(y % r.nRingRows) * nWidth; }
+    TOut* RingSums(int32_t y)
+    {
+      return r.pRowSums + static_cast<ptrdiff_t>(y % r.nRingRows) * nWidth;
+    }
+    TOut* RingSquares(int32_t y)
+    {
+      return r.pRowSquares + static_cast<ptrdiff_t>(y % r.nRingRows) * nWidth;
+    }
     void Add(int32_t j)
     {
       TOut* s = RingSums(j);

@@ -71,7 +71,7 @@ inline void RunningWindowSums(const Acc* p, Acc* o, int32_t nCount, int32_t nHal
 {
   if (nHalf < 0)
     nHalf = 0;
-  const int32_t nFull = nCount - 2 * nHalf;  // positions with the whole window inside
+  const int32_t nFull = nCount - 2 * nHalf; // positions with the whole window inside
   constexpr int32_t K = 4;
   if (nFull < 8 * K) {
     struct Visitor

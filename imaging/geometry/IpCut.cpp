@@ -17,10 +17,10 @@ void ClIpCut::DeclareInterface(ClParameterInterface& itf)
 {
   itf.AddImage(&m_pInImage, "InImage", "In: Original Image", ClParameterInterface::eIn, 1, 1);
   itf.AddImage(&m_pOutImage, "OutImage", "Out: Clipping", ClParameterInterface::eOut, 1, 1);
-  itf.AddInteger(&m_nX0, "X0", "In: Start X", ClParameterInterface::eIn,
-                 -2147483648.0, 2147483647.0);
-  itf.AddInteger(&m_nY0, "Y0", "In: Start Y", ClParameterInterface::eIn,
-                 -2147483648.0, 2147483647.0);
+  itf.AddInteger(&m_nX0, "X0", "In: Start X", ClParameterInterface::eIn, -2147483648.0,
+                 2147483647.0);
+  itf.AddInteger(&m_nY0, "Y0", "In: Start Y", ClParameterInterface::eIn, -2147483648.0,
+                 2147483647.0);
   itf.AddInteger(&m_nDestWidth, "DestWidth", "In: Cut Width", ClParameterInterface::eIn,
                  -2147483648.0, 2147483647.0);
   itf.AddInteger(&m_nDestHeight, "DestHeight", "In: Cut Height", ClParameterInterface::eIn,
@@ -63,7 +63,8 @@ int32_t ClIpCut::ProcessImage(ClImage* pIn, ClImage* pOut)
   if (static_cast<int64_t>(m_nY0) + m_nDestHeight > pIn->Height())
     LSKX2_THROW_MSG("ClIpCut::Process. m_nY0+m_nDestHeight > m_pInImage->Height()", -35);
 
-  pOut->Create(pIn->DataType(), m_nDestWidth, m_nDestHeight, pIn->Planes(), pIn->PelsX(), pIn->PelsY());
+  pOut->Create(pIn->DataType(), m_nDestWidth, m_nDestHeight, pIn->Planes(), pIn->PelsX(),
+               pIn->PelsY());
   if (!pOut->Data())
     return 0;
   const int64_t nPixel = static_cast<int64_t>(pIn->SampleSize()) * pIn->Planes();

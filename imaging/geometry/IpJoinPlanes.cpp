@@ -14,13 +14,18 @@ namespace {
 int32_t PlanesOfContent(EContent eContent, int32_t nUnknownPlanes)
 {
   switch (eContent) {
-  case eUnknown: return nUnknownPlanes;
-  case eGrayscale: return 1;
+  case eUnknown:
+    return nUnknownPlanes;
+  case eGrayscale:
+    return 1;
   case eRGB:
   case eHSV:
-  case eCIELUV: return 3;
-  case eRGBA: return 4;
-  default: return -1;
+  case eCIELUV:
+    return 3;
+  case eRGBA:
+    return 4;
+  default:
+    return -1;
   }
 }
 
@@ -37,7 +42,8 @@ void CopyIntoPlane(const ClImage& in, ClImage& out, uint32_t nPlane)
     const TIn* s = pIn + y * nInStride;
     TOut* d = pOut + y * nOutStride + nPlane;
     for (int32_t x = 0; x < nW; ++x)
-      d[static_cast<int64_t>(x) * nOutPlanes] = ConvertSample<TOut>(s[static_cast<int64_t>(x) * nInPlanes]);
+      d[static_cast<int64_t>(x) * nOutPlanes] =
+          ConvertSample<TOut>(s[static_cast<int64_t>(x) * nInPlanes]);
   }
 }
 
@@ -58,10 +64,7 @@ void FillPlane(ClImage& out, uint32_t nPlane, double dValue)
 
 } // namespace
 
-ClIpJoinPlanes::ClIpJoinPlanes()
-{
-  SetDefaultParameters();
-}
+ClIpJoinPlanes::ClIpJoinPlanes() { SetDefaultParameters(); }
 
 void ClIpJoinPlanes::DeclareInterface(ClParameterInterface& itf)
 {
@@ -142,7 +145,8 @@ int32_t ClIpJoinPlanes::Process()
             });
         } else if (m_bFillEmptyPlanes) {
           DispatchType(out.DataType(), [&](auto o) {
-            FillPlane<typename decltype(o)::Type>(out, static_cast<uint32_t>(p), m_adInFillcolors[p]);
+            FillPlane<typename decltype(o)::Type>(out, static_cast<uint32_t>(p),
+                                                  m_adInFillcolors[p]);
             return 0;
           });
         }
@@ -156,8 +160,8 @@ int32_t ClIpJoinPlanes::Process()
   return 0;
 }
 
-int32_t ClIpJoinPlanes::Join(ClImage* pOut, ClImage* pPlane0, ClImage* pPlane1,
-                             ClImage* pPlane2, ClImage* pPlane3)
+int32_t ClIpJoinPlanes::Join(ClImage* pOut, ClImage* pPlane0, ClImage* pPlane1, ClImage* pPlane2,
+                             ClImage* pPlane3)
 {
   m_pOutImage = pOut;
   m_apInPlane[0] = pPlane0;

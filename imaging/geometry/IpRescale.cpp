@@ -61,19 +61,21 @@ void SpareBytes(std::vector<uint8_t>& pack, size_t nUsed)
 
 } // namespace
 
-ClIpRescale::ClIpRescale()
-{
-  SetDefaultParameters();
-}
+ClIpRescale::ClIpRescale() { SetDefaultParameters(); }
 
 const char* ClIpRescale::ModeText(eProcessingMode eMode)
 {
   switch (eMode) {
-  case WholeNumbered: return "WholeNumbered";
-  case NearestNeighbour: return "NearestNeighbour";
-  case BiLinear: return "BiLinear";
-  case BiCubic: return "BiCubic";
-  case BiLinearFantMar: return "BiLinearFantMar";
+  case WholeNumbered:
+    return "WholeNumbered";
+  case NearestNeighbour:
+    return "NearestNeighbour";
+  case BiLinear:
+    return "BiLinear";
+  case BiCubic:
+    return "BiCubic";
+  case BiLinearFantMar:
+    return "BiLinearFantMar";
   }
   return "InvalidMode";
 }
@@ -109,9 +111,10 @@ void ClIpRescale::BindParameters(ClParameterContainer& container)
 {
   container.CreatePointer<ClImage>("pInImage")->Bind(&m_pInImage, 1);
   container.CreatePointer<ClImage>("pOutImage")->Bind(&m_pOutImage, 2);
-  const std::pair<const char*, int32_t*> aNumbers[] = {
-    {"NewWidth", &m_nNewWidth}, {"NewHeight", &m_nNewHeight},
-    {"NewPelsX", &m_nNewPelsX}, {"NewPelsY", &m_nNewPelsY}};
+  const std::pair<const char*, int32_t*> aNumbers[] = {{"NewWidth", &m_nNewWidth},
+                                                       {"NewHeight", &m_nNewHeight},
+                                                       {"NewPelsX", &m_nNewPelsX},
+                                                       {"NewPelsY", &m_nNewPelsY}};
   for (const auto& number : aNumbers) {
     auto* p = container.CreateNumeric<int32_t>(number.first);
     p->SetMin(-2147483648.0);
@@ -169,8 +172,10 @@ int32_t ClIpRescale::Initialize()
       m_nDestHeight = in.Height();
     } else {
       // Rounded up but for a hair, so that exact results stay exact.
-      m_nDestWidth = TruncToInt32(static_cast<double>(in.Width()) * m_nNewPelsX / in.PelsX() + 0.9999);
-      m_nDestHeight = TruncToInt32(static_cast<double>(in.Height()) * m_nNewPelsY / in.PelsY() + 0.9999);
+      m_nDestWidth =
+          TruncToInt32(static_cast<double>(in.Width()) * m_nNewPelsX / in.PelsX() + 0.9999);
+      m_nDestHeight =
+          TruncToInt32(static_cast<double>(in.Height()) * m_nNewPelsY / in.PelsY() + 0.9999);
     }
     return 0;
   }
@@ -180,8 +185,12 @@ int32_t ClIpRescale::Initialize()
     m_nDestPelsX = in.PelsX();
     m_nDestPelsY = in.PelsY();
   } else {
-    m_nDestPelsX = in.Width() > 0 ? ClampToInt32(static_cast<int64_t>(in.PelsX()) * m_nNewWidth / in.Width()) : 0;
-    m_nDestPelsY = in.Height() > 0 ? ClampToInt32(static_cast<int64_t>(in.PelsY()) * m_nNewHeight / in.Height()) : 0;
+    m_nDestPelsX = in.Width() > 0
+                       ? ClampToInt32(static_cast<int64_t>(in.PelsX()) * m_nNewWidth / in.Width())
+                       : 0;
+    m_nDestPelsY = in.Height() > 0
+                       ? ClampToInt32(static_cast<int64_t>(in.PelsY()) * m_nNewHeight / in.Height())
+                       : 0;
   }
   return 0;
 }
@@ -223,11 +232,20 @@ int32_t ClIpRescale::ProcessPlanes()
 int32_t ClIpRescale::ProcessPlane(const ClImage& in, ClImage& out)
 {
   switch (m_eMode) {
-  case NearestNeighbour: Nearest(in, out); return 0;
-  case BiLinear: Bilinear(in, out); return 0;
-  case BiCubic: Bicubic(in, out); return 0;
-  case BiLinearFantMar: FantMar(in, out); return 0;
-  case WholeNumbered: return WholeNumberedSteps(in, out);
+  case NearestNeighbour:
+    Nearest(in, out);
+    return 0;
+  case BiLinear:
+    Bilinear(in, out);
+    return 0;
+  case BiCubic:
+    Bicubic(in, out);
+    return 0;
+  case BiLinearFantMar:
+    FantMar(in, out);
+    return 0;
+  case WholeNumbered:
+    return WholeNumberedSteps(in, out);
   }
   return -101;
 }
@@ -262,8 +280,10 @@ void ClIpRescale::Bilinear(const ClImage& in, ClImage& out)
   } else if (!bHeightFits) {
     if (RatioX(in) == 2 * nOne && RatioY(in) == 2 * nOne) {
       // Both passes at once: the same pair means without the intermediate image.
-      out.Create(ByteType(in), m_nDestWidth, m_nDestHeight, in.Planes(), m_nDestPelsX, m_nDestPelsY);
-      m_aPackA.resize(std::max<size_t>(m_aPackA.size(), 2 * (static_cast<size_t>(m_nDestWidth) + 1)));
+      out.Create(ByteType(in), m_nDestWidth, m_nDestHeight, in.Planes(), m_nDestPelsX,
+                 m_nDestPelsY);
+      m_aPackA.resize(
+          std::max<size_t>(m_aPackA.size(), 2 * (static_cast<size_t>(m_nDestWidth) + 1)));
       RescaleKernels::Halve(in.Data(), in.LineBytes(), in.Width(), in.Height(), out.Data(),
                             out.LineBytes(), m_nDestWidth, m_nDestHeight, m_aPackA.data());
       return;
@@ -287,8 +307,9 @@ void ClIpRescale::BilinearEnlarge(const ClImage& in, ClImage& out)
 int64_t ClIpRescale::RatioX(const ClImage& in) const
 {
   // Without resolutions the sizes give the ratio.
-  return (m_nDestPelsX > 0 && in.PelsX() > 0) ? static_cast<int64_t>(in.PelsX()) * nOne / m_nDestPelsX
-                                              : static_cast<int64_t>(in.Width()) * nOne / m_nDestWidth;
+  return (m_nDestPelsX > 0 && in.PelsX() > 0)
+             ? static_cast<int64_t>(in.PelsX()) * nOne / m_nDestPelsX
+             : static_cast<int64_t>(in.Width()) * nOne / m_nDestWidth;
 }
 
 int64_t ClIpRescale::RatioY(const ClImage& in) const
@@ -337,8 +358,8 @@ void ClIpRescale::Bicubic(const ClImage& in, ClImage& out)
     for (int32_t x = 0; x < nW; ++x)
       d[x] = s[x];
   }
-  RescaleKernels::BicubicExact(m_aPackD.data(), nW, nH, out.Data(), out.LineBytes(),
-                               m_nDestWidth, m_nDestHeight, m_dConvParameter1);
+  RescaleKernels::BicubicExact(m_aPackD.data(), nW, nH, out.Data(), out.LineBytes(), m_nDestWidth,
+                               m_nDestHeight, m_dConvParameter1);
 }
 
 void ClIpRescale::Log(const char* szWhat, const char* szStep) const
@@ -398,7 +419,8 @@ int32_t ClIpRescale::WholeNumberedSteps(const ClImage& in, ClImage& out)
   const ClImage* pStage = &in;
   if (nFactorX != 0) {
     const int32_t k = nFactorX < 0 ? -nFactorX : nFactorX;
-    const int32_t nPels = nFactorX < 0 ? in.PelsX() / k : ClampToInt32(static_cast<int64_t>(in.PelsX()) * k);
+    const int32_t nPels =
+        nFactorX < 0 ? in.PelsX() / k : ClampToInt32(static_cast<int64_t>(in.PelsX()) * k);
     m_Reduced.Create(eUInt8, m_nDestWidth, in.Height(), 1, nPels, in.PelsY());
     if (nFactorX < 0)
       RescaleKernels::MeanX(in.Data(), in.LineBytes(), in.Width(), in.Height(), m_Reduced.Data(),
@@ -414,11 +436,12 @@ int32_t ClIpRescale::WholeNumberedSteps(const ClImage& in, ClImage& out)
     return 0;
   }
   const int32_t k = nFactorY < 0 ? -nFactorY : nFactorY;
-  const int32_t nPels = nFactorY < 0 ? stage.PelsY() / k : ClampToInt32(static_cast<int64_t>(stage.PelsY()) * k);
+  const int32_t nPels =
+      nFactorY < 0 ? stage.PelsY() / k : ClampToInt32(static_cast<int64_t>(stage.PelsY()) * k);
   out.Create(eUInt8, stage.Width(), m_nDestHeight, 1, stage.PelsX(), nPels);
   if (nFactorY < 0)
-    RescaleKernels::MeanY(stage.Data(), stage.LineBytes(), stage.Width(), stage.Height(), out.Data(),
-                          out.LineBytes(), m_nDestHeight, k);
+    RescaleKernels::MeanY(stage.Data(), stage.LineBytes(), stage.Width(), stage.Height(),
+                          out.Data(), out.LineBytes(), m_nDestHeight, k);
   else
     RescaleKernels::RepeatY(stage.Data(), stage.LineBytes(), stage.Width(), stage.Height(),
                             out.Data(), out.LineBytes(), m_nDestHeight, k);

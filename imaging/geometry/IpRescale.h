@@ -11,8 +11,7 @@
 class ClIpRescale : public ClProcessorBase
 {
 public:
-  enum eProcessingMode : int32_t
-  {
+  enum eProcessingMode : int32_t {
     WholeNumbered = 0,
     NearestNeighbour = 1,
     BiLinear = 2,

@@ -7,10 +7,7 @@
 #include <algorithm>
 #include <cstring>
 
-ClIpResize::ClIpResize()
-{
-  SetDefaultParameters();
-}
+ClIpResize::ClIpResize() { SetDefaultParameters(); }
 
 void ClIpResize::DeclareInterface(ClParameterInterface& itf)
 {
@@ -45,8 +42,10 @@ int32_t ClIpResize::Process()
     return ProcessPlanes();
   int32_t nDW = m_nDestWidth, nDH = m_nDestHeight;
   if (nDW == 0 && nDH == 0) {
-    nDW = static_cast<int32_t>(std::min<int64_t>(static_cast<int64_t>(m_pInImage->Width()) * m_nScaleFactor, INT32_MAX));
-    nDH = static_cast<int32_t>(std::min<int64_t>(static_cast<int64_t>(m_pInImage->Height()) * m_nScaleFactor, INT32_MAX));
+    nDW = static_cast<int32_t>(
+        std::min<int64_t>(static_cast<int64_t>(m_pInImage->Width()) * m_nScaleFactor, INT32_MAX));
+    nDH = static_cast<int32_t>(
+        std::min<int64_t>(static_cast<int64_t>(m_pInImage->Height()) * m_nScaleFactor, INT32_MAX));
   }
   // A share keeps the input readable when the output is the same object.
   m_Keep.Share(*m_pInImage);
@@ -69,11 +68,15 @@ int32_t ClIpResize::ProcessPlanes()
 void ClIpResize::ResizePlane(const ClImage& in, ClImage& out, int32_t nDW, int32_t nDH) const
 {
   const int32_t f = m_nScaleFactor;
-  const int32_t nPelsX = static_cast<int32_t>(std::clamp<int64_t>(static_cast<int64_t>(in.PelsX()) * f, INT32_MIN, INT32_MAX));
-  const int32_t nPelsY = static_cast<int32_t>(std::clamp<int64_t>(static_cast<int64_t>(in.PelsY()) * f, INT32_MIN, INT32_MAX));
+  const int32_t nPelsX = static_cast<int32_t>(
+      std::clamp<int64_t>(static_cast<int64_t>(in.PelsX()) * f, INT32_MIN, INT32_MAX));
+  const int32_t nPelsY = static_cast<int32_t>(
+      std::clamp<int64_t>(static_cast<int64_t>(in.PelsY()) * f, INT32_MIN, INT32_MAX));
   out.Create(eUInt8, nDW, nDH, in.Planes(), nPelsX, nPelsY);
-  const int32_t nCoverW = static_cast<int32_t>(std::min<int64_t>(static_cast<int64_t>(in.Width()) * f, nDW));
-  const int32_t nCoverH = static_cast<int32_t>(std::min<int64_t>(static_cast<int64_t>(in.Height()) * f, nDH));
+  const int32_t nCoverW =
+      static_cast<int32_t>(std::min<int64_t>(static_cast<int64_t>(in.Width()) * f, nDW));
+  const int32_t nCoverH =
+      static_cast<int32_t>(std::min<int64_t>(static_cast<int64_t>(in.Height()) * f, nDH));
   if (nCoverH < nDH)
     out.Fill(static_cast<unsigned char>(0));
   if (!out.Data() || nCoverW < 0)

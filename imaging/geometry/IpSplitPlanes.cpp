@@ -6,10 +6,7 @@
 
 #include <cstdio>
 
-ClIpSplitPlanes::ClIpSplitPlanes()
-{
-  SetDefaultParameters();
-}
+ClIpSplitPlanes::ClIpSplitPlanes() { SetDefaultParameters(); }
 
 void ClIpSplitPlanes::DeclareInterface(ClParameterInterface& itf)
 {
@@ -56,8 +53,8 @@ int32_t ClIpSplitPlanes::Process()
   return 0;
 }
 
-int32_t ClIpSplitPlanes::Split(ClImage* pIn, ClImage* pPlane0, ClImage* pPlane1,
-                               ClImage* pPlane2, ClImage* pPlane3)
+int32_t ClIpSplitPlanes::Split(ClImage* pIn, ClImage* pPlane0, ClImage* pPlane1, ClImage* pPlane2,
+                               ClImage* pPlane3)
 {
   m_pInImage = pIn;
   m_apOutPlane[0] = pPlane0;

@@ -31,7 +31,8 @@ void Pick(const ClImage& in, ClImage& out, int32_t nSubX, int32_t nSubY)
 // Means of blocks of nSub samples along a line of nLen samples at distance nStep; the
 // last block takes what it has.
 template <class T, class S>
-void MeanLine(const T* s, int64_t nStep, int32_t nLen, int32_t nSub, T* d, int64_t nOutStep, int32_t nOut)
+void MeanLine(const T* s, int64_t nStep, int32_t nLen, int32_t nSub, T* d, int64_t nOutStep,
+              int32_t nOut)
 {
   int32_t o = 0;
   int32_t nStart = 0;
@@ -114,9 +115,12 @@ int32_t ClIpSubsample::Process()
   const ClImage& in = m_Keep;
   const int32_t nSubX = m_nSubX, nSubY = m_nSubY;
   try {
-    const int32_t nOutW = static_cast<int32_t>((static_cast<int64_t>(in.Width()) + nSubX - 1) / nSubX);
-    const int32_t nOutH = static_cast<int32_t>((static_cast<int64_t>(in.Height()) + nSubY - 1) / nSubY);
-    m_pOutImage->Create(in.DataType(), nOutW, nOutH, in.Planes(), in.PelsX() / nSubX, in.PelsY() / nSubY);
+    const int32_t nOutW =
+        static_cast<int32_t>((static_cast<int64_t>(in.Width()) + nSubX - 1) / nSubX);
+    const int32_t nOutH =
+        static_cast<int32_t>((static_cast<int64_t>(in.Height()) + nSubY - 1) / nSubY);
+    m_pOutImage->Create(in.DataType(), nOutW, nOutH, in.Planes(), in.PelsX() / nSubX,
+                        in.PelsY() / nSubY);
     if (in.Data() && m_pOutImage->Data()) {
       if (m_bMid)
         m_Work.Create(in.DataType(), nOutW, in.Height(), in.Planes(), in.PelsX(), in.PelsY());
@@ -128,10 +132,18 @@ int32_t ClIpSubsample::Process()
           Pick<T>(in, *m_pOutImage, nSubX, nSubY);
       };
       switch (in.DataType()) {
-      case eUInt8: run(TpTypeTag<uint8_t>{}); break;
-      case eInt8: run(TpTypeTag<int8_t>{}); break;
-      case eUInt16: run(TpTypeTag<uint16_t>{}); break;
-      default: run(TpTypeTag<int16_t>{}); break;
+      case eUInt8:
+        run(TpTypeTag<uint8_t>{});
+        break;
+      case eInt8:
+        run(TpTypeTag<int8_t>{});
+        break;
+      case eUInt16:
+        run(TpTypeTag<uint16_t>{});
+        break;
+      default:
+        run(TpTypeTag<int16_t>{});
+        break;
       }
     }
   } catch (...) {

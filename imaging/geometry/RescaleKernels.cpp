@@ -30,7 +30,9 @@ inline int64_t ClampPart(int64_t nPart)
 class ClDivider
 {
 public:
-  explicit ClDivider(uint64_t d) : m_nMagic(d <= 1 ? 0 : UINT64_MAX / d + 1), m_bLarge(d > UINT32_MAX) {}
+  explicit ClDivider(uint64_t d)
+    : m_nMagic(d <= 1 ? 0 : UINT64_MAX / d + 1), m_bLarge(d > UINT32_MAX)
+  {}
   uint32_t operator()(uint32_t n, uint64_t d) const
   {
     if (m_bLarge)
@@ -77,9 +79,9 @@ void AverageRows(const uint8_t* __restrict s0, const uint8_t* __restrict s1, uin
 
 } // namespace
 
-void Nearest(const uint8_t* pSrc, int32_t nSrcStride, int32_t nW, int32_t nH,
-             uint8_t* pDst, int32_t nDstStride, int32_t nDW, int32_t nDH,
-             int64_t nStepX, int64_t nStepY, int32_t* pColumns)
+void Nearest(const uint8_t* pSrc, int32_t nSrcStride, int32_t nW, int32_t nH, uint8_t* pDst,
+             int32_t nDstStride, int32_t nDW, int32_t nDH, int64_t nStepX, int64_t nStepY,
+             int32_t* pColumns)
 {
   int32_t nCols = 0;
   for (; nCols < nDW; ++nCols) {
@@ -114,9 +116,8 @@ void Nearest(const uint8_t* pSrc, int32_t nSrcStride, int32_t nW, int32_t nH,
   }
 }
 
-void BilinearEnlarge(const uint8_t* pSrc, int32_t nSrcStride, int32_t nW, int32_t nH,
-                     uint8_t* pDst, int32_t nDstStride, int32_t nDW, int32_t nDH,
-                     int32_t* pColumns)
+void BilinearEnlarge(const uint8_t* pSrc, int32_t nSrcStride, int32_t nW, int32_t nH, uint8_t* pDst,
+                     int32_t nDstStride, int32_t nDW, int32_t nDH, int32_t* pColumns)
 {
   const int64_t nStepX = (static_cast<int64_t>(nW) << nFixShift) / nDW;
   const int64_t nStepY = (static_cast<int64_t>(nH) << nFixShift) / nDH;
@@ -166,7 +167,8 @@ void BilinearEnlarge(const uint8_t* pSrc, int32_t nSrcStride, int32_t nW, int32_
     uint8_t* d = pDst + static_cast<int64_t>(y) * nDstStride;
     for (int32_t x = mX; x < nRightBegin; ++x) {
       const int32_t ix = pIx[x], ix1 = std::min(ix + 1, nLastCol), fx = pFx[x];
-      d[x] = static_cast<uint8_t>((r[ix] * (static_cast<int32_t>(nFixOne) - fx) + r[ix1] * fx) >> nFixShift);
+      d[x] = static_cast<uint8_t>((r[ix] * (static_cast<int32_t>(nFixOne) - fx) + r[ix1] * fx) >>
+                                  nFixShift);
     }
     std::memset(d, r[0], static_cast<size_t>(nLeftEnd));
     std::memset(d + nRightBegin, r[nLastCol], static_cast<size_t>(nDW - nRightBegin));
@@ -178,8 +180,8 @@ void BilinearEnlarge(const uint8_t* pSrc, int32_t nSrcStride, int32_t nW, int32_
     marginRow(y, pLastSrcRow);
 }
 
-void ReduceX(const uint8_t* pSrc, int32_t nSrcStride, int32_t nW, int32_t nH,
-             uint8_t* pDst, int32_t nDstStride, int32_t nDW, int64_t nRatio)
+void ReduceX(const uint8_t* pSrc, int32_t nSrcStride, int32_t nW, int32_t nH, uint8_t* pDst,
+             int32_t nDstStride, int32_t nDW, int64_t nRatio)
 {
   if (nRatio < 1)
     nRatio = 1;
@@ -222,9 +224,8 @@ void ReduceX(const uint8_t* pSrc, int32_t nSrcStride, int32_t nW, int32_t nH,
   }
 }
 
-void ReduceY(const uint8_t* pSrc, int32_t nSrcStride, int32_t nW, int32_t nH,
-             uint8_t* pDst, int32_t nDstStride, int32_t nDH, int64_t nRatio,
-             uint32_t* pSums)
+void ReduceY(const uint8_t* pSrc, int32_t nSrcStride, int32_t nW, int32_t nH, uint8_t* pDst,
+             int32_t nDstStride, int32_t nDH, int64_t nRatio, uint32_t* pSums)
 {
   if (nRatio < 1)
     nRatio = 1;
@@ -262,7 +263,8 @@ void ReduceY(const uint8_t* pSrc, int32_t nSrcStride, int32_t nW, int32_t nH,
     nBound += nRatio;
   }
   if (j < nDH) {
-    const int64_t nDiv = std::max<int64_t>(nRatio - nFixOne + (static_cast<int64_t>(nH) << nFixShift) - nBound, 1);
+    const int64_t nDiv =
+        std::max<int64_t>(nRatio - nFixOne + (static_cast<int64_t>(nH) << nFixShift) - nBound, 1);
     uint8_t* d = pDst + static_cast<int64_t>(j) * nDstStride;
     for (int32_t x = 0; x < nW; ++x)
       d[x] = static_cast<uint8_t>(pSums[x] / static_cast<uint64_t>(nDiv));
@@ -306,8 +308,8 @@ double CubicWeight(double d2, double a)
   return 0.0;
 }
 
-void BicubicExact(const double* pPacked, int32_t nW, int32_t nH, uint8_t* pDst,
-                  int32_t nDstStride, int32_t nDW, int32_t nDH, double a)
+void BicubicExact(const double* pPacked, int32_t nW, int32_t nH, uint8_t* pDst, int32_t nDstStride,
+                  int32_t nDW, int32_t nDH, double a)
 {
   const double sx = static_cast<double>(nW) / nDW;
   const double sy = static_cast<double>(nH) / nDH;
@@ -339,13 +341,13 @@ void BicubicExact(const double* pPacked, int32_t nW, int32_t nH, uint8_t* pDst,
   }
 }
 
-void BicubicFast(const uint8_t* pPacked, int32_t nW, int32_t nH, uint8_t* pDst,
-                 int32_t nDstStride, int32_t nDW, int32_t nDH, double a)
+void BicubicFast(const uint8_t* pPacked, int32_t nW, int32_t nH, uint8_t* pDst, int32_t nDstStride,
+                 int32_t nDW, int32_t nDH, double a)
 {
   auto weight = [a](double d2) { return static_cast<int32_t>(CubicWeight(d2, a) * 10000.0 + 0.5); };
   const int32_t w05 = weight(0.5), w25 = weight(2.5), w45 = weight(4.5);
   const int32_t aWeights[4][4] = {
-    {w45, w25, w25, w45}, {w25, w05, w05, w25}, {w25, w05, w05, w25}, {w45, w25, w25, w45}};
+      {w45, w25, w25, w45}, {w25, w05, w05, w25}, {w25, w05, w05, w25}, {w45, w25, w25, w45}};
   int32_t nAll = 0;
   for (const auto& row : aWeights)
     for (int32_t w : row)
@@ -431,10 +433,11 @@ void MeanX(const uint8_t* pSrc, int32_t nSrcStride, int32_t nW, int32_t nH, uint
   }
 }
 
-void RepeatX(const uint8_t* pSrc, int32_t nSrcStride, int32_t nW, int32_t nH,
-             uint8_t* pDst, int32_t nDstStride, int32_t nDW, int32_t k)
+void RepeatX(const uint8_t* pSrc, int32_t nSrcStride, int32_t nW, int32_t nH, uint8_t* pDst,
+             int32_t nDstStride, int32_t nDW, int32_t k)
 {
-  const int32_t nCovered = static_cast<int32_t>(std::min<int64_t>(static_cast<int64_t>(nW) * k, nDW));
+  const int32_t nCovered =
+      static_cast<int32_t>(std::min<int64_t>(static_cast<int64_t>(nW) * k, nDW));
   for (int32_t y = 0; y < nH; ++y) {
     const uint8_t* s = pSrc + static_cast<int64_t>(y) * nSrcStride;
     uint8_t* d = pDst + static_cast<int64_t>(y) * nDstStride;
@@ -466,8 +469,8 @@ void MeanY(const uint8_t* pSrc, int32_t nSrcStride, int32_t nW, int32_t nH, uint
                 pDst + static_cast<int64_t>(nOut - 1) * nDstStride, static_cast<size_t>(nW));
 }
 
-void RepeatY(const uint8_t* pSrc, int32_t nSrcStride, int32_t nW, int32_t nH,
-             uint8_t* pDst, int32_t nDstStride, int32_t nDH, int32_t k)
+void RepeatY(const uint8_t* pSrc, int32_t nSrcStride, int32_t nW, int32_t nH, uint8_t* pDst,
+             int32_t nDstStride, int32_t nDH, int32_t k)
 {
   for (int32_t y = 0; y < nDH; ++y) {
     const int64_t sy = std::min<int64_t>(y / k, nH - 1);

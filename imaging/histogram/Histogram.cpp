@@ -25,10 +25,7 @@ void CountBytes(const uint8_t* p, int32_t n, uint32_t (*pTables)[256])
 
 } // namespace
 
-ClHistogram::ClHistogram()
-{
-  Reset();
-}
+ClHistogram::ClHistogram() { Reset(); }
 
 ClHistogram::~ClHistogram() = default;
 
@@ -89,11 +86,16 @@ uint8_t ClHistogram::FirstValue() const
 {
   // Searched five bins at a time over 0..254.
   for (int32_t i = 0; i < 255; i += 5) {
-    if (m_aBins[i]) return static_cast<uint8_t>(i - m_nOffset);
-    if (m_aBins[i + 1]) return static_cast<uint8_t>(i + 1 - m_nOffset);
-    if (m_aBins[i + 2]) return static_cast<uint8_t>(i + 2 - m_nOffset);
-    if (m_aBins[i + 3]) return static_cast<uint8_t>(i + 3 - m_nOffset);
-    if (m_aBins[i + 4]) return static_cast<uint8_t>(i + 4 - m_nOffset);
+    if (m_aBins[i])
+      return static_cast<uint8_t>(i - m_nOffset);
+    if (m_aBins[i + 1])
+      return static_cast<uint8_t>(i + 1 - m_nOffset);
+    if (m_aBins[i + 2])
+      return static_cast<uint8_t>(i + 2 - m_nOffset);
+    if (m_aBins[i + 3])
+      return static_cast<uint8_t>(i + 3 - m_nOffset);
+    if (m_aBins[i + 4])
+      return static_cast<uint8_t>(i + 4 - m_nOffset);
   }
   return static_cast<uint8_t>(255 - m_nOffset);
 }
@@ -102,11 +104,16 @@ uint8_t ClHistogram::LastValue() const
 {
   // Searched five bins at a time over 255..1.
   for (int32_t i = 255; i > 0; i -= 5) {
-    if (m_aBins[i]) return static_cast<uint8_t>(i - m_nOffset);
-    if (m_aBins[i - 1]) return static_cast<uint8_t>(i - 1 - m_nOffset);
-    if (m_aBins[i - 2]) return static_cast<uint8_t>(i - 2 - m_nOffset);
-    if (m_aBins[i - 3]) return static_cast<uint8_t>(i - 3 - m_nOffset);
-    if (m_aBins[i - 4]) return static_cast<uint8_t>(i - 4 - m_nOffset);
+    if (m_aBins[i])
+      return static_cast<uint8_t>(i - m_nOffset);
+    if (m_aBins[i - 1])
+      return static_cast<uint8_t>(i - 1 - m_nOffset);
+    if (m_aBins[i - 2])
+      return static_cast<uint8_t>(i - 2 - m_nOffset);
+    if (m_aBins[i - 3])
+      return static_cast<uint8_t>(i - 3 - m_nOffset);
+    if (m_aBins[i - 4])
+      return static_cast<uint8_t>(i - 4 - m_nOffset);
   }
   return static_cast<uint8_t>(0 - m_nOffset);
 }
@@ -119,15 +126,9 @@ uint64_t ClHistogram::Total() const
   return n;
 }
 
-double ClHistogram::MeanOfDarkest(uint32_t nCount) const
-{
-  return MeanFromEnd(nCount, 0, 1);
-}
+double ClHistogram::MeanOfDarkest(uint32_t nCount) const { return MeanFromEnd(nCount, 0, 1); }
 
-double ClHistogram::MeanOfBrightest(uint32_t nCount) const
-{
-  return MeanFromEnd(nCount, 255, -1);
-}
+double ClHistogram::MeanOfBrightest(uint32_t nCount) const { return MeanFromEnd(nCount, 255, -1); }
 
 double ClHistogram::MeanFromEnd(uint32_t nCount, int32_t nFirst, int32_t nStep) const
 {

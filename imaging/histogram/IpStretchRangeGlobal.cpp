@@ -4,10 +4,7 @@
 #include "parameters/ParameterContainer.h"
 #include "parameters/ParameterInterface.h"
 
-ClIpStretchRangeGlobal::ClIpStretchRangeGlobal()
-{
-  SetDefaultParameters();
-}
+ClIpStretchRangeGlobal::ClIpStretchRangeGlobal() { SetDefaultParameters(); }
 
 void ClIpStretchRangeGlobal::SetDefaultParameters()
 {
@@ -46,8 +43,10 @@ void ClIpStretchRangeGlobal::BindParameters(ClParameterContainer& container)
   {
     uint8_t* pValue;
     const char* szName;
-  } aRanges[] = {{&m_nOldRangeFrom, "OldRangeFrom"}, {&m_nOldRangeTo, "OldRangeTo"},
-                 {&m_nNewRangeFrom, "NewRangeFrom"}, {&m_nNewRangeTo, "NewRangeTo"}};
+  } aRanges[] = {{&m_nOldRangeFrom, "OldRangeFrom"},
+                 {&m_nOldRangeTo, "OldRangeTo"},
+                 {&m_nNewRangeFrom, "NewRangeFrom"},
+                 {&m_nNewRangeTo, "NewRangeTo"}};
   for (const auto& r : aRanges) {
     auto* p = container.CreateNumeric<unsigned char>(r.szName);
     p->SetMin(0);
@@ -93,8 +92,8 @@ void ClIpStretchRangeGlobal::ComputeTable()
   const int32_t nStep = TruncToInt32(dStep);
   for (int32_t i = 0; i < 256; ++i) {
     // 32-bit product as the table was always computed: an overflow wraps.
-    const int32_t nProduct = static_cast<int32_t>(
-        static_cast<uint32_t>(static_cast<int64_t>(i - m_nUsedFrom) * nStep));
+    const int32_t nProduct =
+        static_cast<int32_t>(static_cast<uint32_t>(static_cast<int64_t>(i - m_nUsedFrom) * nStep));
     int32_t v = (nProduct >> 12) + m_nNewRangeFrom;
     if (v < m_nNewRangeFrom)
       v = m_nNewRangeFrom;

@@ -16,10 +16,7 @@ BITMAPINFOHEADER ReadHeader(const uint8_t* p)
   return bih;
 }
 
-bool IsFileHeader(const uint8_t* p)
-{
-  return p[0] == 'B' && p[1] == 'M';
-}
+bool IsFileHeader(const uint8_t* p) { return p[0] == 'B' && p[1] == 'M'; }
 
 // True when nHeight rows of nStride bytes do not fit in what is known to remain.
 bool Exceeds(int64_t nStride, int32_t nHeight, bool bKnown, size_t nAvail)
@@ -46,10 +43,7 @@ uint32_t ClBitmap::ColorCount(const BITMAPINFOHEADER& bih)
   return bih.biClrUsed != 0 ? bih.biClrUsed : (1u << bih.biBitCount);
 }
 
-uint32_t ClBitmap::ColorCount() const
-{
-  return m_pBIH ? ColorCount(HeaderInfo()) : 0;
-}
+uint32_t ClBitmap::ColorCount() const { return m_pBIH ? ColorCount(HeaderInfo()) : 0; }
 
 BITMAPINFOHEADER ClBitmap::HeaderInfo() const
 {
@@ -82,10 +76,15 @@ void ClBitmap::Validate(const uint8_t* p)
   if (bih.biCompression >= 4)
     LSKX2_THROW_MSG("ClBitmap::Attach, Not Supported FOCC.", -31);
   switch (bih.biBitCount) {
-  case 1: case 4: case 8: case 16: case 24: case 32: break;
+  case 1:
+  case 4:
+  case 8:
+  case 16:
+  case 24:
+  case 32:
+    break;
   default:
-    LSKX2_THROW_MSG("The Bitmap format does only support 1, 4, 8, 16, 24 and 32 bit counts!",
-                      -12);
+    LSKX2_THROW_MSG("The Bitmap format does only support 1, 4, 8, 16, 24 and 32 bit counts!", -12);
   }
 }
 
@@ -230,6 +229,6 @@ void ClBitmap::Create(int32_t nWidth, int32_t nHeight, uint16_t nBitCount, uint3
     throw;
   }
   m_pPalette = pPalette;
-  m_pBits = boost::shared_ptr<uint8_t>(pTable + 4 * static_cast<size_t>(nEntries),
-                                       BIH_deleter{m_pBIH});
+  m_pBits =
+      boost::shared_ptr<uint8_t>(pTable + 4 * static_cast<size_t>(nEntries), BIH_deleter{m_pBIH});
 }

@@ -48,22 +48,15 @@ void CopyPlane(const ClImage& src, uint32_t nPlane, ClImage& dst)
 
 } // namespace
 
-ClImage::ClImage()
-{
-  ResetMembers();
-}
+ClImage::ClImage() { ResetMembers(); }
 
-ClImage::ClImage(int32_t nWidth, int32_t nHeight, uint32_t nPlanes, int32_t nPelsX,
-                 int32_t nPelsY)
+ClImage::ClImage(int32_t nWidth, int32_t nHeight, uint32_t nPlanes, int32_t nPelsX, int32_t nPelsY)
 {
   ResetMembers();
   Create(eUInt8, nWidth, nHeight, nPlanes, nPelsX, nPelsY, true);
 }
 
-ClImage::~ClImage()
-{
-  Clear();
-}
+ClImage::~ClImage() { Clear(); }
 
 void ClImage::ResetMembers()
 {
@@ -82,17 +75,22 @@ void ClImage::ResetMembers()
 void ClImage::SetContentFromPlanes()
 {
   switch (m_nPlanes) {
-  case 1: m_eContent = eGrayscale; break;
-  case 3: m_eContent = eRGB; break;
-  case 4: m_eContent = eRGBA; break;
-  default: m_eContent = eUnknown; break;
+  case 1:
+    m_eContent = eGrayscale;
+    break;
+  case 3:
+    m_eContent = eRGB;
+    break;
+  case 4:
+    m_eContent = eRGBA;
+    break;
+  default:
+    m_eContent = eUnknown;
+    break;
   }
 }
 
-void ClImage::SetRangeFromType()
-{
-  DataTypeRange(DataType(), m_dMinValue, m_dMaxValue);
-}
+void ClImage::SetRangeFromType() { DataTypeRange(DataType(), m_dMinValue, m_dMaxValue); }
 
 int32_t ClImage::LineBytes() const
 {
@@ -110,9 +108,8 @@ void ClImage::Create(EDataType eType, int32_t nWidth, int32_t nHeight, uint32_t 
 {
   const int64_t nOldBytes = static_cast<int64_t>(m_nHeight) * LineBytes();
   // Rounded by the flag the image had so far: this only decides about reuse.
-  const int64_t nNewBytes =
-    static_cast<int64_t>(nHeight) *
-    static_cast<int32_t>(StrideOf(eType, nWidth, nPlanes, m_bRowAligned));
+  const int64_t nNewBytes = static_cast<int64_t>(nHeight) *
+                            static_cast<int32_t>(StrideOf(eType, nWidth, nPlanes, m_bRowAligned));
 
   m_nPelsX = nPelsX;
   m_nPelsY = nPelsY;
@@ -151,8 +148,8 @@ void ClImage::CreateLike(const ClImage& src)
 {
   if (&src == this)
     return;
-  Create(src.DataType(), src.m_nWidth, src.m_nHeight, src.m_nPlanes, src.m_nPelsX,
-         src.m_nPelsY, true);
+  Create(src.DataType(), src.m_nWidth, src.m_nHeight, src.m_nPlanes, src.m_nPelsX, src.m_nPelsY,
+         true);
   m_eContent = src.m_eContent;
   m_nImageTag = src.m_nImageTag;
   m_dMinValue = src.m_dMinValue;
@@ -257,9 +254,15 @@ bool ClImage::Attach(const ClBitmap& bitmap)
   }
   uint32_t nPlanes = 0;
   switch (bih.biBitCount) {
-  case 8: nPlanes = 1; break;
-  case 24: nPlanes = 3; break;
-  case 32: nPlanes = 4; break;
+  case 8:
+    nPlanes = 1;
+    break;
+  case 24:
+    nPlanes = 3;
+    break;
+  case 32:
+    nPlanes = 4;
+    break;
   default:
     LSKX2_THROW_MSG("bitmap bit depth not supported\n", -12);
   }
@@ -288,11 +291,20 @@ void ClImage::ExtractPlane(uint32_t nPlane, ClImage& dst) const
   }
   dst.Create(DataType(), m_nWidth, m_nHeight, 1, m_nPelsX, m_nPelsY, true);
   switch (SampleSize()) {
-  case 1: CopyPlane<uint8_t>(*this, nPlane, dst); break;
-  case 2: CopyPlane<uint16_t>(*this, nPlane, dst); break;
-  case 4: CopyPlane<uint32_t>(*this, nPlane, dst); break;
-  case 8: CopyPlane<uint64_t>(*this, nPlane, dst); break;
-  default: break;
+  case 1:
+    CopyPlane<uint8_t>(*this, nPlane, dst);
+    break;
+  case 2:
+    CopyPlane<uint16_t>(*this, nPlane, dst);
+    break;
+  case 4:
+    CopyPlane<uint32_t>(*this, nPlane, dst);
+    break;
+  case 8:
+    CopyPlane<uint64_t>(*this, nPlane, dst);
+    break;
+  default:
+    break;
   }
 }
 

@@ -21,7 +21,10 @@ public:
 
   uint8_t* Data() const { return m_pData.get(); }
   template <class T>
-  T* Pixels() const { return reinterpret_cast<T*>(m_pData.get()); }
+  T* Pixels() const
+  {
+    return reinterpret_cast<T*>(m_pData.get());
+  }
   const boost::shared_array<uint8_t>& SharedData() const { return m_pData; }
 
   int32_t Width() const { return m_nWidth; }
@@ -35,7 +38,11 @@ public:
   int32_t PelsY() const { return m_nPelsY; }
   void SetPelsX(int32_t nPels) { m_nPelsX = nPels; }
   void SetPelsY(int32_t nPels) { m_nPelsY = nPels; }
-  void SetPels(int32_t nPelsX, int32_t nPelsY) { m_nPelsX = nPelsX; m_nPelsY = nPelsY; }
+  void SetPels(int32_t nPelsX, int32_t nPelsY)
+  {
+    m_nPelsX = nPelsX;
+    m_nPelsY = nPelsY;
+  }
   double MinValue() const { return m_dMinValue; }
   double MaxValue() const { return m_dMaxValue; }
   void SetMinValue(double dValue) { m_dMinValue = dValue; }

@@ -7,9 +7,7 @@
 #include <new>
 #include <stdexcept>
 
-ClMemoryStream::ClMemoryStream(bool bThrowOnShortTransfer) : ClStream(bThrowOnShortTransfer)
-{
-}
+ClMemoryStream::ClMemoryStream(bool bThrowOnShortTransfer) : ClStream(bThrowOnShortTransfer) {}
 
 ClMemoryStream::ClMemoryStream(const void* pData, size_t nBytes, bool bThrowOnShortTransfer)
   : ClStream(bThrowOnShortTransfer)

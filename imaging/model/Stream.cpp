@@ -8,8 +8,7 @@
 ClStream::ClStream(bool bThrowOnShortTransfer)
   : m_bThrowOnShortTransfer(bThrowOnShortTransfer), m_nBitsPending(0), m_bSwapOnRead(false),
     m_bSwapOnWrite(false)
-{
-}
+{}
 
 ClStream::~ClStream() = default;
 

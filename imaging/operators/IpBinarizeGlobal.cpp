@@ -64,7 +64,8 @@ void ClIpBinarizeGlobal::BindParameters(ClParameterContainer& container)
     const char* szName;
     double* pValue;
     double dBound;
-  } aParams[] = {{"Black", &m_dBlack, -1}, {"White", &m_dWhite, -1}, {"Threshold", &m_dThreshold, 1}};
+  } aParams[] = {
+      {"Black", &m_dBlack, -1}, {"White", &m_dWhite, -1}, {"Threshold", &m_dThreshold, 1}};
   for (const auto& param : aParams) {
     auto* p = container.CreateNumeric<double>(param.szName);
     p->SetMin(param.dBound);

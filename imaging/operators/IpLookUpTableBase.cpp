@@ -4,10 +4,7 @@
 
 #include <cstring>
 
-ClIpLookUpTableBase::ClIpLookUpTableBase()
-{
-  std::memset(m_aTable, 0, sizeof(m_aTable));
-}
+ClIpLookUpTableBase::ClIpLookUpTableBase() { std::memset(m_aTable, 0, sizeof(m_aTable)); }
 
 ClIpLookUpTableBase::~ClIpLookUpTableBase() = default;
 

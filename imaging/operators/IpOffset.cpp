@@ -16,10 +16,7 @@ ClIpOffset::ClIpOffset()
   SetDefaultParameters();
 }
 
-bool ClIpOffset::IsReady() const
-{
-  return m_pInImage != nullptr;
-}
+bool ClIpOffset::IsReady() const { return m_pInImage != nullptr; }
 
 void ClIpOffset::GetInfoString(char* pBuffer, size_t nSize) const
 {
@@ -33,10 +30,7 @@ void ClIpOffset::DeclareInterface(ClParameterInterface& itf)
   itf.AddDouble(&m_dOffset, "Offset", "In: Offset Value", ClParameterInterface::eIn, -255, 255);
 }
 
-void ClIpOffset::SetDefaultParameters()
-{
-  m_dOffset = 0;
-}
+void ClIpOffset::SetDefaultParameters() { m_dOffset = 0; }
 
 void ClIpOffset::BindParameters(ClParameterContainer& container)
 {
@@ -82,10 +76,16 @@ int32_t ClIpOffset::OffsetImage(ClImage& in, ClImage& out)
     const T o = static_cast<T>(m_dOffset);
     if (m_dOffset >= 0) {
       const T hi = static_cast<T>(dMax);
-      TransformRows<T>(in, out, [=](T v) { T r = v + o; return r > hi ? hi : r; });
+      TransformRows<T>(in, out, [=](T v) {
+        T r = v + o;
+        return r > hi ? hi : r;
+      });
     } else {
       const T lo = static_cast<T>(dMin);
-      TransformRows<T>(in, out, [=](T v) { T r = v + o; return r < lo ? lo : r; });
+      TransformRows<T>(in, out, [=](T v) {
+        T r = v + o;
+        return r < lo ? lo : r;
+      });
     }
   } else {
     const int32_t nOffset = TruncToInt32(m_dOffset);
@@ -97,10 +97,16 @@ int32_t ClIpOffset::OffsetImage(ClImage& in, ClImage& out)
     const T o = static_cast<T>(nOffset);
     if (m_dOffset >= 0) {
       const T hi = TruncToSample<T>(dMax);
-      TransformRows<T>(in, out, [=](T v) { T r = WrapAdd(v, o); return r > hi ? hi : r; });
+      TransformRows<T>(in, out, [=](T v) {
+        T r = WrapAdd(v, o);
+        return r > hi ? hi : r;
+      });
     } else {
       const T lo = TruncToSample<T>(dMin);
-      TransformRows<T>(in, out, [=](T v) { T r = WrapAdd(v, o); return r < lo ? lo : r; });
+      TransformRows<T>(in, out, [=](T v) {
+        T r = WrapAdd(v, o);
+        return r < lo ? lo : r;
+      });
     }
   }
   return 0;

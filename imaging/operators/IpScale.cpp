@@ -29,10 +29,7 @@ void ClIpScale::DeclareInterface(ClParameterInterface& itf)
                 ClParameterInterface::eIn, 0, 255);
 }
 
-void ClIpScale::SetDefaultParameters()
-{
-  m_dScaleFactor = 1;
-}
+void ClIpScale::SetDefaultParameters() { m_dScaleFactor = 1; }
 
 void ClIpScale::BindParameters(ClParameterContainer& container)
 {
@@ -84,10 +81,16 @@ int32_t ClIpScale::ScaleImage(ClImage& in, ClImage& out)
       const T tf = static_cast<T>(f);
       if (f > 0) {
         const T hi = static_cast<T>(dMax);
-        TransformRows<T>(in, out, [=](T v) { T r = v * tf; return r > hi ? hi : r; });
+        TransformRows<T>(in, out, [=](T v) {
+          T r = v * tf;
+          return r > hi ? hi : r;
+        });
       } else {
         const T lo = static_cast<T>(dMin);
-        TransformRows<T>(in, out, [=](T v) { T r = v * tf; return r < lo ? lo : r; });
+        TransformRows<T>(in, out, [=](T v) {
+          T r = v * tf;
+          return r < lo ? lo : r;
+        });
       }
     } else {
       if (f > 0) {

@@ -72,10 +72,7 @@ T LimitOf(double dValue)
 
 } // namespace
 
-ClIpSubtract::ClIpSubtract()
-{
-  SetDefaultParameters();
-}
+ClIpSubtract::ClIpSubtract() { SetDefaultParameters(); }
 
 void ClIpSubtract::SetDefaultParameters()
 {
@@ -89,8 +86,10 @@ void ClIpSubtract::DeclareInterface(ClParameterInterface& itf)
 {
   using I = ClParameterInterface;
   ClIp2to1Base::DeclareInterface(itf);
-  itf.AddDouble(&m_dLowerBound, "LowerBound", "In: Lower Bound", I::eIn, -2147483648.0, 2147483647.0);
-  itf.AddDouble(&m_dUpperBound, "UpperBound", "In: Upper Bound", I::eIn, -2147483648.0, 2147483647.0);
+  itf.AddDouble(&m_dLowerBound, "LowerBound", "In: Lower Bound", I::eIn, -2147483648.0,
+                2147483647.0);
+  itf.AddDouble(&m_dUpperBound, "UpperBound", "In: Upper Bound", I::eIn, -2147483648.0,
+                2147483647.0);
   I::ClParameter* p = itf.AddChoice(&m_eDataRangeType, "Data Output Range", "In: Data Output Range",
                                     nullptr, I::eIn);
   I::SetChoices(p, s_aRangeChoices, s_anRangeValues);
@@ -108,7 +107,8 @@ void ClIpSubtract::BindParameters(ClParameterContainer& container)
   pRange->Bind(reinterpret_cast<int*>(&m_eDataRangeType), 3);
 }
 
-double ClIpSubtract::ProcessPixels(ClImage*, ClImage*, ClImage* pOut, double dValue1, double dValue2)
+double ClIpSubtract::ProcessPixels(ClImage*, ClImage*, ClImage* pOut, double dValue1,
+                                   double dValue2)
 {
   double dMin, dMax;
   SortedRange(*pOut, dMin, dMax);
@@ -121,16 +121,17 @@ int32_t ClIpSubtract::ProcessImages(ClImage* pIn1, ClImage* pIn2, ClImage* pOut,
                                     int32_t nIn1Stride, int32_t nIn2Start, int32_t nIn2Stride,
                                     int32_t nOutStart, int32_t nOutStride)
 {
-  const ClGeometry g{nOverlapWidth, nOverlapHeight, nPlanes1, nPlanes2, nIn1Start,
-                     nIn1Stride, nIn2Start, nIn2Stride, nOutStart, nOutStride};
+  const ClGeometry g{nOverlapWidth, nOverlapHeight, nPlanes1,   nPlanes2,  nIn1Start,
+                     nIn1Stride,    nIn2Start,      nIn2Stride, nOutStart, nOutStride};
   const bool bTable = pIn2->DataType() == eUInt8 && pIn1->SampleSize() == 1 &&
                       int64_t(nOverlapWidth) * int64_t(nOverlapHeight) > s_nTableMinimum;
   if (bTable && SampleTypeIndex(pOut->DataType()) >= 0)
     return TablePath(*pIn1, *pIn2, *pOut, g);
-  return DispatchTypes(pIn1->DataType(), pIn2->DataType(), pOut->DataType(), [&](auto a, auto b, auto c) {
-    return DirectLoop<typename decltype(a)::Type, typename decltype(b)::Type,
-                      typename decltype(c)::Type>(*pIn1, *pIn2, *pOut, g);
-  });
+  return DispatchTypes(pIn1->DataType(), pIn2->DataType(), pOut->DataType(),
+                       [&](auto a, auto b, auto c) {
+                         return DirectLoop<typename decltype(a)::Type, typename decltype(b)::Type,
+                                           typename decltype(c)::Type>(*pIn1, *pIn2, *pOut, g);
+                       });
 }
 
 int32_t ClIpSubtract::TablePath(ClImage& in1, ClImage& in2, ClImage& out, const ClGeometry& g)
@@ -148,10 +149,12 @@ int32_t ClIpSubtract::TablePath(ClImage& in1, ClImage& in2, ClImage& out, const 
     double dLow, dHigh;
     SortedRange(out, dLow, dHigh);
     const int32_t nLow = LowLimitOf(dLow), nHigh = HighLimitOf(dHigh);
-    const uint8_t nLowValue = TruncToSample<uint8_t>(dLow), nHighValue = TruncToSample<uint8_t>(dHigh);
+    const uint8_t nLowValue = TruncToSample<uint8_t>(dLow),
+                  nHighValue = TruncToSample<uint8_t>(dHigh);
     uint8_t* pO = out.Data() + g.nOutStart;
     const int64_t n = int64_t(g.nWidth) * g.nPlanes1;
-    for (int32_t y = 0; y < g.nHeight; ++y, pA += g.nIn1Stride, pB += g.nIn2Stride, pO += g.nOutStride)
+    for (int32_t y = 0; y < g.nHeight;
+         ++y, pA += g.nIn1Stride, pB += g.nIn2Stride, pO += g.nOutStride)
       SubtractLimitedU8(pA, pB, pO, n, nMin1, nMin2, nLow, nLowValue, nHigh, nHighValue);
     return 0;
   }
@@ -166,8 +169,9 @@ int32_t ClIpSubtract::TablePath(ClImage& in1, ClImage& in2, ClImage& out, const 
   return DispatchType(out.DataType(), [&](auto c) {
     using T3 = typename decltype(c)::Type;
     CombineRows(pA, g.nIn1Stride, pB, g.nIn2Stride, out.Pixels<T3>() + g.nOutStart, g.nOutStride,
-                g.nWidth, g.nHeight, g.nPlanes1, g.nPlanes2,
-                [pTable](uint8_t x, uint8_t y) { return static_cast<T3>(pTable[size_t(x) * 256 + y]); });
+                g.nWidth, g.nHeight, g.nPlanes1, g.nPlanes2, [pTable](uint8_t x, uint8_t y) {
+                  return static_cast<T3>(pTable[size_t(x) * 256 + y]);
+                });
     return 0;
   });
 }
@@ -205,20 +209,22 @@ int32_t ClIpSubtract::DirectLoop(ClImage& in1, ClImage& in2, ClImage& out, const
     if (g.nPlanes1 == g.nPlanes2) {
       // A negative difference or one below lo gives lo: with lo at least 0 that is "below lo".
       const int64_t n = int64_t(g.nWidth) * g.nPlanes1;
-      for (int32_t y = 0; y < g.nHeight; ++y, pA += g.nIn1Stride, pB += g.nIn2Stride, pO += g.nOutStride)
+      for (int32_t y = 0; y < g.nHeight;
+           ++y, pA += g.nIn1Stride, pB += g.nIn2Stride, pO += g.nOutStride)
         SubtractLimitedU8(pA, pB, pO, n, 0, 0, lo, lo, hi, hi);
       return 0;
     }
   }
   constexpr bool bFloat = std::is_floating_point<T1>::value || std::is_floating_point<T2>::value;
   const double dLo = static_cast<double>(lo), dHi = static_cast<double>(hi);
-  CombineRows(pA, g.nIn1Stride, pB, g.nIn2Stride, pO, g.nOutStride, g.nWidth, g.nHeight,
-              g.nPlanes1, g.nPlanes2, [=](T1 a, T2 b) -> T3 {
+  CombineRows(pA, g.nIn1Stride, pB, g.nIn2Stride, pO, g.nOutStride, g.nWidth, g.nHeight, g.nPlanes1,
+              g.nPlanes2, [=](T1 a, T2 b) -> T3 {
                 double d;
                 if constexpr (bFloat)
                   d = static_cast<double>(a) - static_cast<double>(b);
-                else  // 32 bits, wrapping
-                  d = static_cast<double>(WrapSub(static_cast<int32_t>(a), static_cast<int32_t>(b)));
+                else // 32 bits, wrapping
+                  d = static_cast<double>(
+                      WrapSub(static_cast<int32_t>(a), static_cast<int32_t>(b)));
                 if (d < 0 || d < dLo)
                   return lo;
                 if (d > dHi)

@@ -5,12 +5,7 @@
 // m_eDataRangeType, and a negative difference always gives the lower limit.
 #include "imaging/Ip2to1Base.h"
 
-enum EDataRangeType : int32_t
-{
-  DataDependent = 0,
-  InputDependent = 1,
-  UserDependent = 2
-};
+enum EDataRangeType : int32_t { DataDependent = 0, InputDependent = 1, UserDependent = 2 };
 
 class ClIpSubtract : public ClIp2to1Base
 {

@@ -64,8 +64,8 @@ void ClByteTable::Map(const uint8_t* pIn, uint8_t* pOut, int64_t nCount) const
 // Differences of bytes, with biases of at most 256, fit 16 bits: the lanes stay narrow.
 LSKX2_VECTOR_KERNEL void SubtractLimitedU8(const uint8_t* pA, const uint8_t* pB, uint8_t* pOut,
                                            int64_t nCount, int32_t nBiasA, int32_t nBiasB,
-                                           int32_t nLowLimit, uint8_t nLowValue,
-                                           int32_t nHighLimit, uint8_t nHighValue)
+                                           int32_t nLowLimit, uint8_t nLowValue, int32_t nHighLimit,
+                                           uint8_t nHighValue)
 {
   const int32_t nBias = nBiasA - nBiasB;
   if (nBias == 0 && nLowLimit == 0 && nLowValue == 0 && nHighLimit >= 255) {
@@ -83,7 +83,8 @@ LSKX2_VECTOR_KERNEL void SubtractLimitedU8(const uint8_t* pA, const uint8_t* pB,
   }
   const int16_t nBias16 = int16_t(nBias);
   const int16_t nLow16 = int16_t(nLowLimit < -2048 ? -2048 : (nLowLimit > 2048 ? 2048 : nLowLimit));
-  const int16_t nHigh16 = int16_t(nHighLimit < -2048 ? -2048 : (nHighLimit > 2048 ? 2048 : nHighLimit));
+  const int16_t nHigh16 =
+      int16_t(nHighLimit < -2048 ? -2048 : (nHighLimit > 2048 ? 2048 : nHighLimit));
   for (int64_t i = 0; i < nCount; ++i) {
     const int16_t d = int16_t(int16_t(pA[i]) - int16_t(pB[i]) + nBias16);
     pOut[i] = d < nLow16 ? nLowValue : (d > nHigh16 ? nHighValue : uint8_t(d));

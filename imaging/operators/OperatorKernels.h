@@ -34,5 +34,5 @@ void AbsDifferenceU8(const uint8_t* pA, const uint8_t* pB, uint8_t* pOut, int64_
 void OrU8(const uint8_t* pA, const uint8_t* pB, uint8_t* pOut, int64_t nCount);
 void AndU8(const uint8_t* pA, const uint8_t* pB, uint8_t* pOut, int64_t nCount);
 // a below nThreshold gives nLow, else nHigh.
-void BinarizeU8(const uint8_t* pIn, uint8_t* pOut, int64_t nCount, uint8_t nThreshold,
-                uint8_t nLow, uint8_t nHigh);
+void BinarizeU8(const uint8_t* pIn, uint8_t* pOut, int64_t nCount, uint8_t nThreshold, uint8_t nLow,
+                uint8_t nHigh);

@@ -17,8 +17,8 @@ inline void TransformRows(const ClImage& in, ClImage& out, F f)
   if (!pSrc || !pDst)
     return;
   const int32_t nRows = std::min(in.Height(), out.Height());
-  const int64_t nCount = std::min<int64_t>(int64_t(in.Width()) * in.Planes(),
-                                           int64_t(out.Width()) * out.Planes());
+  const int64_t nCount =
+      std::min<int64_t>(int64_t(in.Width()) * in.Planes(), int64_t(out.Width()) * out.Planes());
   const ptrdiff_t nInStride = in.LineElements(), nOutStride = out.LineElements();
   for (int32_t y = 0; y < nRows; ++y, pSrc += nInStride, pDst += nOutStride)
     for (int64_t x = 0; x < nCount; ++x)
@@ -35,8 +35,8 @@ inline void MapRows(const ClImage& in, ClImage& out, const uint8_t* pTable)
   ClByteTable map;
   map.Analyze(pTable);
   const int32_t nRows = std::min(in.Height(), out.Height());
-  const int64_t nCount = std::min<int64_t>(int64_t(in.Width()) * in.Planes(),
-                                           int64_t(out.Width()) * out.Planes());
+  const int64_t nCount =
+      std::min<int64_t>(int64_t(in.Width()) * in.Planes(), int64_t(out.Width()) * out.Planes());
   const ptrdiff_t nInStride = in.LineBytes(), nOutStride = out.LineBytes();
   for (int32_t y = 0; y < nRows; ++y, pSrc += nInStride, pDst += nOutStride)
     map.Map(pSrc, pDst, nCount);

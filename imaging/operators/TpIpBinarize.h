@@ -17,15 +17,15 @@ public:
   {
     const TIn thr = m_nThreshold;
     const TOut lo = m_nLow, hi = m_nHigh;
-    TransformImage<TIn, TOut>(*this->m_pInImage, *this->m_pOutImage,
-                              [=](const TIn* a, TOut* o, int32_t n) {
-      if constexpr (std::is_same<TIn, uint8_t>::value && std::is_same<TOut, uint8_t>::value) {
-        BinarizeU8(a, o, n, thr, lo, hi);
-      } else {
-        for (int32_t x = 0; x < n; ++x)
-          o[x] = a[x] < thr ? lo : hi;
-      }
-    });
+    TransformImage<TIn, TOut>(
+        *this->m_pInImage, *this->m_pOutImage, [=](const TIn* a, TOut* o, int32_t n) {
+          if constexpr (std::is_same<TIn, uint8_t>::value && std::is_same<TOut, uint8_t>::value) {
+            BinarizeU8(a, o, n, thr, lo, hi);
+          } else {
+            for (int32_t x = 0; x < n; ++x)
+              o[x] = a[x] < thr ? lo : hi;
+          }
+        });
     return 0;
   }
 

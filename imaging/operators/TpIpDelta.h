@@ -15,7 +15,8 @@ struct ClTpDeltaRows
       AbsDifferenceU8(a, b, o, n);
     } else {
       for (int32_t x = 0; x < n; ++x) {
-        const TIntern d = static_cast<TIntern>(static_cast<TIntern>(a[x]) - static_cast<TIntern>(b[x]));
+        const TIntern d =
+            static_cast<TIntern>(static_cast<TIntern>(a[x]) - static_cast<TIntern>(b[x]));
         o[x] = static_cast<T>(d < TIntern(0) ? -d : d);
       }
     }

@@ -17,11 +17,12 @@ public:
   {
     const TOut nMax = m_nMax;
     const TIn nMin = m_nMin;
-    TransformImage<TIn, TOut>(*this->m_pInImage, *this->m_pOutImage,
-                              [=](const TIn* a, TOut* o, int32_t n) {
-      for (int32_t x = 0; x < n; ++x)
-        o[x] = static_cast<TOut>(WrapAdd<TOut>(nMax, static_cast<TOut>(WrapSub<TIn>(nMin, a[x]))));
-    });
+    TransformImage<TIn, TOut>(
+        *this->m_pInImage, *this->m_pOutImage, [=](const TIn* a, TOut* o, int32_t n) {
+          for (int32_t x = 0; x < n; ++x)
+            o[x] =
+                static_cast<TOut>(WrapAdd<TOut>(nMax, static_cast<TOut>(WrapSub<TIn>(nMin, a[x]))));
+        });
     return 0;
   }
 

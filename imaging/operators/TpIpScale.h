@@ -35,14 +35,14 @@ public:
       map.Analyze(aTable);
       TransformImage<TIn, TOut>(*this->m_pInImage, *this->m_pOutImage,
                                 [&](const TIn* a, TOut* o, int32_t n) {
-        map.Map(reinterpret_cast<const uint8_t*>(a), o, n);
-      });
+                                  map.Map(reinterpret_cast<const uint8_t*>(a), o, n);
+                                });
     } else {
       TransformImage<TIn, TOut>(*this->m_pInImage, *this->m_pOutImage,
                                 [&](const TIn* a, TOut* o, int32_t n) {
-        for (int32_t x = 0; x < n; ++x)
-          o[x] = scale(a[x]);
-      });
+                                  for (int32_t x = 0; x < n; ++x)
+                                    o[x] = scale(a[x]);
+                                });
     }
     return 0;
   }

@@ -35,7 +35,8 @@ bool ClIpConnectedComponent2::IsReady() const
                              m_pInImageGrey->Height() == m_pInImage->Height());
 }
 
-void ClIpConnectedComponent2::ClRunLabeling::OnRun(int32_t nLabel, int32_t y, int32_t x0, int32_t x1)
+void ClIpConnectedComponent2::ClRunLabeling::OnRun(int32_t nLabel, int32_t y, int32_t x0,
+                                                   int32_t x1)
 {
   const double dRun = x1 - x0 + 1;
   if (static_cast<size_t>(nLabel) > m_aRuns.size()) {

@@ -87,7 +87,8 @@ bool ClIpFindContour::Trace(int64_t nStart)
   ClContour& contour = m_Contour;
   contour.m_nId = m_nNextId++;
   contour.m_aPoints.clear();
-  contour.m_aPoints.emplace_back(static_cast<double>(nStart % S - 1), static_cast<double>(nStart / S - 1), 0);
+  contour.m_aPoints.emplace_back(static_cast<double>(nStart % S - 1),
+                                 static_cast<double>(nStart / S - 1), 0);
   pM[nStart] = nObject;
 
   int nSearch = 1, nVisits = 0, nFailed = 0;
@@ -111,7 +112,8 @@ bool ClIpFindContour::Trace(int64_t nStart)
         break;
       }
     }
-    contour.m_aPoints.emplace_back(static_cast<double>(nNext % S - 1), static_cast<double>(nNext / S - 1), nIndex++);
+    contour.m_aPoints.emplace_back(static_cast<double>(nNext % S - 1),
+                                   static_cast<double>(nNext / S - 1), nIndex++);
     pM[nNext] = nObject;
     nPos = nNext;
     nSearch = aNextSearch[nSearch];

@@ -51,7 +51,7 @@ void ClIpLabeling::Fill(int32_t nSeedX, int32_t nSeedY, int32_t nLabel)
     if (l[x] == nLabel)
       continue;
     const int32_t x0 = x;
-    const bool bBelow = y < nLastRow, bAbove = y > 0;
+    const bool bBelow = y<nLastRow, bAbove = y> 0;
     const uint8_t* sBelow = bBelow ? s + m_nInStride : s;
     const int32_t* lBelow = bBelow ? l + m_nLabelStride : l;
     const uint8_t* sAbove = bAbove ? s - m_nInStride : s;

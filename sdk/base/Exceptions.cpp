@@ -52,13 +52,9 @@ const char* CXSystemException::GetMessage() const noexcept
 
 CXSystemSpecificException::CXSystemSpecificException(const CXSystemSpecificException& other)
   : CXSystemException(other)
-{
-}
+{}
 
-CXSystemSpecificException::~CXSystemSpecificException()
-{
-  std::free(m_szSystemText);
-}
+CXSystemSpecificException::~CXSystemSpecificException() { std::free(m_szSystemText); }
 
 const char* CXSystemSpecificException::GetMessage() const noexcept
 {
@@ -77,15 +73,13 @@ const char* CXSystemSpecificException::GetMessage() const noexcept
 ClException::ClException(int32_t nCode, const char* szFile, int32_t nLine)
   : m_szMessage(const_cast<char*>(::GetErrorDescriptionA(nCode))),
     m_szFile(szFile ? szFile : szUnknownFile), m_nLine(szFile ? nLine : -1), m_nCode(nCode)
-{
-}
+{}
 
 ClException::ClException(TpStaticText, const char* szText, int32_t nCode, const char* szFile,
                          int32_t nLine)
   : m_szMessage(const_cast<char*>(szText)), m_szFile(szFile ? szFile : szUnknownFile),
     m_nLine(szFile ? nLine : -1), m_nCode(nCode)
-{
-}
+{}
 
 ClException::ClException(const char* szMessage, int32_t nCode, bool /*bOwn*/, const char* szFile,
                          int32_t nLine)
@@ -117,10 +111,7 @@ ClException& ClException::operator=(const ClException& other)
   return *this;
 }
 
-ClException::~ClException()
-{
-  FreeMessage();
-}
+ClException::~ClException() { FreeMessage(); }
 
 void ClException::FreeMessage() noexcept
 {
@@ -171,8 +162,7 @@ const wchar_t* ClException::GetErrorDescriptionW(int32_t nCode)
 
 ClExBadAlloc::ClExBadAlloc()
   : ClException(TpStaticText{}, "Memory allocation failed", -102, nullptr, -1)
-{
-}
+{}
 
 void TrimSystemText(char* szText)
 {
@@ -209,5 +199,4 @@ void ClExSystem::FormWithSystemText(const char* szSystemText, const char* szMess
 ClExDynamicLibraryLoadFail::ClExDynamicLibraryLoadFail(const char* szMessage, int32_t nCode,
                                                        const char* szFile, int32_t nLine)
   : ClExSystem(dlerror(), szMessage, nCode, szFile, nLine)
-{
-}
+{}

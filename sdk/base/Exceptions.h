@@ -8,8 +8,7 @@
 namespace Vlt {
 
 class ClVeltranoException : public std::exception
-{
-};
+{};
 
 // Family without a code; nothing at the exports catches it.
 class CXException : public ClVeltranoException
@@ -52,8 +51,8 @@ class ClException : public Vlt::ClVeltranoException
 {
 public:
   // Message: the catalogue text of the code, a newline and the given text.
-  ClException(const char* szMessage, int32_t nCode, bool bOwn = true,
-              const char* szFile = nullptr, int32_t nLine = -1);
+  ClException(const char* szMessage, int32_t nCode, bool bOwn = true, const char* szFile = nullptr,
+              int32_t nLine = -1);
   ClException(const ClException& other);
   ClException& operator=(const ClException& other);
   ~ClException() override;
@@ -72,7 +71,8 @@ protected:
   // Catalogue text alone, shared and not owned.
   ClException(int32_t nCode, const char* szFile, int32_t nLine);
   // A message that is already formed (used where no allocation may happen).
-  struct TpStaticText {};
+  struct TpStaticText
+  {};
   ClException(TpStaticText, const char* szText, int32_t nCode, const char* szFile, int32_t nLine);
 
   void FormatMessage(const char* szFormat, ...);
@@ -90,7 +90,8 @@ class ClExVeltrano : public ClException
 {
 public:
   explicit ClExVeltrano(int32_t nCode, const char* szFile = nullptr, int32_t nLine = -1)
-    : ClException(nCode, szFile, nLine) {}
+    : ClException(nCode, szFile, nLine)
+  {}
 };
 
 class ClExBadAlloc : public ClException
@@ -98,25 +99,28 @@ class ClExBadAlloc : public ClException
 public:
   // Raised where allocation itself failed: no further allocation, text fixed.
   ClExBadAlloc();
-  ClExBadAlloc(const char* szMessage, int32_t nCode, bool bOwn = true,
-               const char* szFile = nullptr, int32_t nLine = -1)
-    : ClException(szMessage, nCode, bOwn, szFile, nLine) {}
+  ClExBadAlloc(const char* szMessage, int32_t nCode, bool bOwn = true, const char* szFile = nullptr,
+               int32_t nLine = -1)
+    : ClException(szMessage, nCode, bOwn, szFile, nLine)
+  {}
 };
 
 class ClExRange : public ClException
 {
 public:
-  ClExRange(const char* szMessage, int32_t nCode, bool bOwn = true,
-            const char* szFile = nullptr, int32_t nLine = -1)
-    : ClException(szMessage, nCode, bOwn, szFile, nLine) {}
+  ClExRange(const char* szMessage, int32_t nCode, bool bOwn = true, const char* szFile = nullptr,
+            int32_t nLine = -1)
+    : ClException(szMessage, nCode, bOwn, szFile, nLine)
+  {}
 };
 
 class ClExStream : public ClException
 {
 public:
-  ClExStream(const char* szMessage, int32_t nCode, bool bOwn = true,
-             const char* szFile = nullptr, int32_t nLine = -1)
-    : ClException(szMessage, nCode, bOwn, szFile, nLine) {}
+  ClExStream(const char* szMessage, int32_t nCode, bool bOwn = true, const char* szFile = nullptr,
+             int32_t nLine = -1)
+    : ClException(szMessage, nCode, bOwn, szFile, nLine)
+  {}
 };
 
 class ClExStreamUnexpectedEnd : public ClExStream
@@ -124,7 +128,8 @@ class ClExStreamUnexpectedEnd : public ClExStream
 public:
   ClExStreamUnexpectedEnd(const char* szMessage, int32_t nCode, bool bOwn = true,
                           const char* szFile = nullptr, int32_t nLine = -1)
-    : ClExStream(szMessage, nCode, bOwn, szFile, nLine) {}
+    : ClExStream(szMessage, nCode, bOwn, szFile, nLine)
+  {}
 };
 
 class ClExSystem : public ClException
@@ -135,8 +140,8 @@ public:
 
 protected:
   // Same forming with a system text the caller already has (dlerror on the loader path).
-  ClExSystem(const char* szSystemText, const char* szMessage, int32_t nCode,
-             const char* szFile, int32_t nLine);
+  ClExSystem(const char* szSystemText, const char* szMessage, int32_t nCode, const char* szFile,
+             int32_t nLine);
   void FormWithSystemText(const char* szSystemText, const char* szMessage);
 };
 
@@ -145,8 +150,8 @@ class ClExDynamicLibraryLoadFail : public ClExSystem
 public:
   // Takes the loader's last error text (dlerror) itself, then the given text and the code
   // (-200 load, -206 missing entry point, -204 unload).
-  ClExDynamicLibraryLoadFail(const char* szMessage, int32_t nCode,
-                             const char* szFile = nullptr, int32_t nLine = -1);
+  ClExDynamicLibraryLoadFail(const char* szMessage, int32_t nCode, const char* szFile = nullptr,
+                             int32_t nLine = -1);
 };
 
 // Trims trailing characters below 32 from a system text, in place.

@@ -13,49 +13,90 @@ using json::Tree;
 
 namespace {
 
-const char* const kEntryNames[kEntryCount] = {
-    "ftrScanOpenDevice", "ftrScanOpenDeviceOnInterface", "ftrScanCloseDevice", "ftrScanSetOptions",
-    "ftrScanGetOptions", "ftrScanGetDeviceInfo", "ftrScanGetInterfaces", "ftrSetBaseInterface",
-    "ftrGetBaseInterfaceNumber", "ftrScanGetFakeReplicaInterval", "ftrScanSetFakeReplicaInterval",
-    "ftrScanGetLFDParameters", "ftrScanSetLFDParameters", "ftrScanGetImageSize", "ftrScanGetImage",
-    "ftrScanGetFuzzyImage", "ftrScanGetBacklightImage", "ftrScanGetDarkImage",
-    "ftrScanGetImageByVariableDose", "ftrScanIsFingerPresent", "ftrScanGetFrame",
-    "ftrScanSetDiodesStatus", "ftrScanGetSerialNumber", "ftrScanGetVersion", "ftrScanGetExtMemorySize",
-    "ftrScanSaveExtMemory", "ftrScanRestoreExtMemory", "ftrScanGetLastError",
-    "ftrSetLoggingFacilityLevel", "ftrScanGetRawImageSize", "ftrScanGetRawImageByVariableDose",
-    "ftrScanRollStart", "ftrScanRollStarWithVariableDose", "ftrScanRollAbort", "ftrScanRollGetImage",
-    "ftrScanRollGetFrameParameters", "ftrScanGetImage2", "ftrScanSave7ControlBytes",
-    "ftrScanRestore7ControlBytes", "ftrScanChangeSystemNotification", "ftrScanControlPin3",
-    "ftrScanGlobalSetOptions", "ftrScanSaveSerialNumber", "ftrScanGetImageSizes",
-    "ftrScanGetImageOfSpecificSize", "ftrScanGetImageOfSpecificSize2", "ftrScanOpenDeviceWithIoContext"};
+const char* const kEntryNames[kEntryCount] = {"ftrScanOpenDevice",
+                                              "ftrScanOpenDeviceOnInterface",
+                                              "ftrScanCloseDevice",
+                                              "ftrScanSetOptions",
+                                              "ftrScanGetOptions",
+                                              "ftrScanGetDeviceInfo",
+                                              "ftrScanGetInterfaces",
+                                              "ftrSetBaseInterface",
+                                              "ftrGetBaseInterfaceNumber",
+                                              "ftrScanGetFakeReplicaInterval",
+                                              "ftrScanSetFakeReplicaInterval",
+                                              "ftrScanGetLFDParameters",
+                                              "ftrScanSetLFDParameters",
+                                              "ftrScanGetImageSize",
+                                              "ftrScanGetImage",
+                                              "ftrScanGetFuzzyImage",
+                                              "ftrScanGetBacklightImage",
+                                              "ftrScanGetDarkImage",
+                                              "ftrScanGetImageByVariableDose",
+                                              "ftrScanIsFingerPresent",
+                                              "ftrScanGetFrame",
+                                              "ftrScanSetDiodesStatus",
+                                              "ftrScanGetSerialNumber",
+                                              "ftrScanGetVersion",
+                                              "ftrScanGetExtMemorySize",
+                                              "ftrScanSaveExtMemory",
+                                              "ftrScanRestoreExtMemory",
+                                              "ftrScanGetLastError",
+                                              "ftrSetLoggingFacilityLevel",
+                                              "ftrScanGetRawImageSize",
+                                              "ftrScanGetRawImageByVariableDose",
+                                              "ftrScanRollStart",
+                                              "ftrScanRollStarWithVariableDose",
+                                              "ftrScanRollAbort",
+                                              "ftrScanRollGetImage",
+                                              "ftrScanRollGetFrameParameters",
+                                              "ftrScanGetImage2",
+                                              "ftrScanSave7ControlBytes",
+                                              "ftrScanRestore7ControlBytes",
+                                              "ftrScanChangeSystemNotification",
+                                              "ftrScanControlPin3",
+                                              "ftrScanGlobalSetOptions",
+                                              "ftrScanSaveSerialNumber",
+                                              "ftrScanGetImageSizes",
+                                              "ftrScanGetImageOfSpecificSize",
+                                              "ftrScanGetImageOfSpecificSize2",
+                                              "ftrScanOpenDeviceWithIoContext"};
 
-std::array<uint16_t, 4> Version(const Tree& node, const std::string& where) {
+std::array<uint16_t, 4> Version(const Tree& node, const std::string& where)
+{
   const std::vector<long long> v = json::Integers(node, where, 0, 65535);
-  if (v.size() != 4) json::Fail(where, "a version is four numbers");
+  if (v.size() != 4)
+    json::Fail(where, "a version is four numbers");
   return {{uint16_t(v[0]), uint16_t(v[1]), uint16_t(v[2]), uint16_t(v[3])}};
 }
 
-void Size(const Tree& node, const std::string& where, int& w, int& h) {
+void Size(const Tree& node, const std::string& where, int& w, int& h)
+{
   const std::vector<long long> v = json::Integers(node, where, 1, 4096);
-  if (v.size() != 2) json::Fail(where, "a size is [width, height]");
-  if (v[0] * v[1] > 4000000) json::Fail(where, "at most 4000000 pixels");
+  if (v.size() != 2)
+    json::Fail(where, "a size is [width, height]");
+  if (v[0] * v[1] > 4000000)
+    json::Fail(where, "at most 4000000 pixels");
   w = int(v[0]);
   h = int(v[1]);
 }
 
-uint32_t Error(const Tree& node, const std::string& where) {
+uint32_t Error(const Tree& node, const std::string& where)
+{
   return uint32_t(json::Integer(node, where, 0, 0xFFFFFFFFll));
 }
 
-std::vector<ClFault> Faults(const Tree& node, const std::string& where, int64_t* pDisconnect) {
-  if (!json::IsArray(node)) json::Fail(where, "expected an array of faults");
+std::vector<ClFault> Faults(const Tree& node, const std::string& where, int64_t* pDisconnect)
+{
+  if (!json::IsArray(node))
+    json::Fail(where, "expected an array of faults");
   std::vector<ClFault> faults;
   size_t i = 0;
   for (const auto& child : node) {
     const std::string w = json::Item(where, i++);
     const Tree& f = child.second;
     if (auto v = f.get_child_optional("disconnect_at_frame")) {
-      if (!pDisconnect) json::Fail(w, "disconnection belongs to a device");
+      if (!pDisconnect)
+        json::Fail(w, "disconnection belongs to a device");
       json::CheckKeys(f, w, {"disconnect_at_frame"});
       *pDisconnect = json::Integer(*v, Key(w, "disconnect_at_frame"), 0, 1ll << 60);
       continue;
@@ -63,20 +104,27 @@ std::vector<ClFault> Faults(const Tree& node, const std::string& where, int64_t*
     json::CheckKeys(f, w, {"call", "at", "error", "count", "bad_alloc"});
     ClFault fault;
     const auto call = f.get_child_optional("call");
-    if (!call) json::Fail(w, "a fault needs \"call\" (an entry point name) or \"disconnect_at_frame\"");
+    if (!call)
+      json::Fail(w, "a fault needs \"call\" (an entry point name) or \"disconnect_at_frame\"");
     const std::string name = json::Text(*call, Key(w, "call"));
     fault.eCall = EntryByName(name.c_str());
-    if (fault.eCall == EEntry::eCount) json::Fail(Key(w, "call"), "no entry point is called \"" + name + "\"");
-    if (auto v = f.get_child_optional("at")) fault.nAt = json::Integer(*v, Key(w, "at"), 0, 1ll << 60);
-    if (auto v = f.get_child_optional("error")) fault.nError = Error(*v, Key(w, "error"));
-    if (auto v = f.get_child_optional("count")) fault.nCount = json::Integer(*v, Key(w, "count"), -1, 1ll << 60);
-    if (auto v = f.get_child_optional("bad_alloc")) fault.bBadAlloc = json::Boolean(*v, Key(w, "bad_alloc"));
+    if (fault.eCall == EEntry::eCount)
+      json::Fail(Key(w, "call"), "no entry point is called \"" + name + "\"");
+    if (auto v = f.get_child_optional("at"))
+      fault.nAt = json::Integer(*v, Key(w, "at"), 0, 1ll << 60);
+    if (auto v = f.get_child_optional("error"))
+      fault.nError = Error(*v, Key(w, "error"));
+    if (auto v = f.get_child_optional("count"))
+      fault.nCount = json::Integer(*v, Key(w, "count"), -1, 1ll << 60);
+    if (auto v = f.get_child_optional("bad_alloc"))
+      fault.bBadAlloc = json::Boolean(*v, Key(w, "bad_alloc"));
     faults.push_back(fault);
   }
   return faults;
 }
 
-void Serial(ClDeviceConfig& d, const Tree& node, const std::string& where) {
+void Serial(ClDeviceConfig& d, const Tree& node, const std::string& where)
+{
   const std::string s = json::Text(node, where);
   d.aSerial.assign(kSerialBytes, 0);
   if (s == "unprogrammed") {
@@ -88,11 +136,12 @@ void Serial(ClDeviceConfig& d, const Tree& node, const std::string& where) {
   std::memcpy(d.aSerial.data(), s.data(), s.size());
 }
 
-ClDeviceConfig Device(const Tree& node, const std::string& where) {
-  json::CheckKeys(node, where, {"interface", "compatibility", "serial", "serial_bytes", "normal_size", "raw_size",
-                                "pixel_size", "version", "ext_memory", "faults", "fail_open", "fail_info",
-                                "control_bytes", "platen_seed", "loop", "script",
-                                "image_bytes"});
+ClDeviceConfig Device(const Tree& node, const std::string& where)
+{
+  json::CheckKeys(node, where,
+                  {"interface", "compatibility", "serial", "serial_bytes", "normal_size",
+                   "raw_size", "pixel_size", "version", "ext_memory", "faults", "fail_open",
+                   "fail_info", "control_bytes", "platen_seed", "loop", "script", "image_bytes"});
   ClDeviceConfig d;
   for (const auto& kv : node) {
     const std::string& k = kv.first;
@@ -106,7 +155,8 @@ ClDeviceConfig Device(const Tree& node, const std::string& where) {
       Serial(d, v, w);
     } else if (k == "serial_bytes") {
       const std::vector<long long> b = json::Integers(v, w, 0, 255);
-      if (b.empty() || b.size() > size_t(kSerialBytesMax)) json::Fail(w, "1 to 12 bytes");
+      if (b.empty() || b.size() > size_t(kSerialBytesMax))
+        json::Fail(w, "1 to 12 bytes");
       d.aSerial.assign(b.begin(), b.end());
     } else if (k == "normal_size") {
       Size(v, w, d.nNormalWidth, d.nNormalHeight);
@@ -114,7 +164,8 @@ ClDeviceConfig Device(const Tree& node, const std::string& where) {
       Size(v, w, d.nRawWidth, d.nRawHeight);
     } else if (k == "pixel_size") {
       const std::vector<long long> p = json::Integers(v, w, 0, 65535);
-      if (p.size() != 2) json::Fail(w, "expected [x, y]");
+      if (p.size() != 2)
+        json::Fail(w, "expected [x, y]");
       d.nPixelSizeX = int(p[0]);
       d.nPixelSizeY = int(p[1]);
     } else if (k == "version") {
@@ -123,21 +174,26 @@ ClDeviceConfig Device(const Tree& node, const std::string& where) {
         d.aLibrary = Version(*l, Key(w, "lib"));
         d.bOwnLibraryVersion = true;
       }
-      if (auto h = v.get_child_optional("hw")) d.aHardware = Version(*h, Key(w, "hw"));
-      if (auto f = v.get_child_optional("fw")) d.aFirmware = Version(*f, Key(w, "fw"));
+      if (auto h = v.get_child_optional("hw"))
+        d.aHardware = Version(*h, Key(w, "hw"));
+      if (auto f = v.get_child_optional("fw"))
+        d.aFirmware = Version(*f, Key(w, "fw"));
     } else if (k == "ext_memory") {
       if (v.empty() && (v.data() == "null" || v.data() == "false")) {
         d.ext.bPresent = false;
         continue;
       }
       json::CheckKeys(v, w, {"size", "calibration", "marker_offset", "reported_size"});
-      if (auto s = v.get_child_optional("size")) d.ext.nSize = int(json::Integer(*s, Key(w, "size"), 0, 1 << 20));
-      if (auto c = v.get_child_optional("calibration")) d.ext.bCalibration = json::Boolean(*c, Key(w, "calibration"));
+      if (auto s = v.get_child_optional("size"))
+        d.ext.nSize = int(json::Integer(*s, Key(w, "size"), 0, 1 << 20));
+      if (auto c = v.get_child_optional("calibration"))
+        d.ext.bCalibration = json::Boolean(*c, Key(w, "calibration"));
       if (auto o = v.get_child_optional("marker_offset"))
         d.ext.nMarkerOffset = int(json::Integer(*o, Key(w, "marker_offset"), 0, 255));
       if (auto r = v.get_child_optional("reported_size")) {
         d.ext.bReportSize = true;
-        d.ext.nReportedSize = int32_t(json::Integer(*r, Key(w, "reported_size"), INT32_MIN, INT32_MAX));
+        d.ext.nReportedSize =
+            int32_t(json::Integer(*r, Key(w, "reported_size"), INT32_MIN, INT32_MAX));
       }
     } else if (k == "faults") {
       d.aFaults = Faults(v, w, &d.nDisconnectAtFrame);
@@ -147,11 +203,14 @@ ClDeviceConfig Device(const Tree& node, const std::string& where) {
       d.nInfoError = Error(v, w);
     } else if (k == "control_bytes") {
       const std::vector<long long> b = json::Integers(v, w, 0, 255);
-      if (b.size() != size_t(kControlBytes)) json::Fail(w, "seven bytes");
-      for (int i = 0; i < kControlBytes; ++i) d.aControl[size_t(i)] = uint8_t(b[size_t(i)]);
+      if (b.size() != size_t(kControlBytes))
+        json::Fail(w, "seven bytes");
+      for (int i = 0; i < kControlBytes; ++i)
+        d.aControl[size_t(i)] = uint8_t(b[size_t(i)]);
     } else if (k == "image_bytes") {
       const std::vector<long long> b = json::Integers(v, w, 0, 1 << 24);
-      if (b.size() != 2) json::Fail(w, "expected [normal, raw]");
+      if (b.size() != 2)
+        json::Fail(w, "expected [normal, raw]");
       d.nNormalBytes = b[0];
       d.nRawBytes = b[1];
     } else if (k == "platen_seed") {
@@ -162,27 +221,35 @@ ClDeviceConfig Device(const Tree& node, const std::string& where) {
       d.script.SetLoop(loop);
     }
   }
-  if (auto l = node.get_child_optional("loop")) d.script.SetLoop(json::Boolean(*l, Key(where, "loop")));
+  if (auto l = node.get_child_optional("loop"))
+    d.script.SetLoop(json::Boolean(*l, Key(where, "loop")));
   return d;
 }
 
-}  // namespace
+} // namespace
 
-const char* EntryName(EEntry e) {
+const char* EntryName(EEntry e)
+{
   const int i = int(e);
   return i >= 0 && i < kEntryCount ? kEntryNames[i] : "";
 }
 
-EEntry EntryByName(const char* szName) {
-  if (!szName) return EEntry::eCount;
+EEntry EntryByName(const char* szName)
+{
+  if (!szName)
+    return EEntry::eCount;
   for (int i = 0; i < kEntryCount; ++i)
-    if (std::strcmp(kEntryNames[i], szName) == 0) return EEntry(i);
+    if (std::strcmp(kEntryNames[i], szName) == 0)
+      return EEntry(i);
   return EEntry::eCount;
 }
 
-ClDeviceConfig::ClDeviceConfig() : aSerial{'2', '1', '2', '3', '4', '5', '6', '7'}, script(ClScript::Demo()) {}
+ClDeviceConfig::ClDeviceConfig()
+  : aSerial{'2', '1', '2', '3', '4', '5', '6', '7'}, script(ClScript::Demo())
+{}
 
-ClSimConfig DefaultConfig(const std::array<uint16_t, 4>& aLibrary) {
+ClSimConfig DefaultConfig(const std::array<uint16_t, 4>& aLibrary)
+{
   ClSimConfig c;
   c.aLibrary = aLibrary;
   c.aDevices.emplace_back();
@@ -192,10 +259,12 @@ ClSimConfig DefaultConfig(const std::array<uint16_t, 4>& aLibrary) {
 }
 
 ClSimConfig ParseConfig(const std::string& sText, const std::string& sSource,
-                        const std::array<uint16_t, 4>& aDefaultLibrary) {
+                        const std::array<uint16_t, 4>& aDefaultLibrary)
+{
   const Tree tree = json::Parse(sText, sSource);
   try {
-    json::CheckKeys(tree, "", {"frame_interval_ms", "library_version", "devices", "interfaces_busy", "faults"});
+    json::CheckKeys(
+        tree, "", {"frame_interval_ms", "library_version", "devices", "interfaces_busy", "faults"});
     ClSimConfig c;
     c.sSource = sSource;
     c.aLibrary = aDefaultLibrary;
@@ -207,14 +276,16 @@ ClSimConfig ParseConfig(const std::string& sText, const std::string& sSource,
       library = true;
     }
     if (auto v = tree.get_child_optional("devices")) {
-      if (!json::IsArray(*v)) json::Fail("devices", "expected an array of devices");
+      if (!json::IsArray(*v))
+        json::Fail("devices", "expected an array of devices");
       std::set<int> seen;
       size_t i = 0;
       for (const auto& child : *v) {
         const std::string w = json::Item("devices", i++);
         c.aDevices.push_back(Device(child.second, w));
         if (!seen.insert(c.aDevices.back().nInterface).second)
-          json::Fail(w, "interface " + std::to_string(c.aDevices.back().nInterface) + " is used twice");
+          json::Fail(w, "interface " + std::to_string(c.aDevices.back().nInterface) +
+                            " is used twice");
       }
     }
     // The library reports one version; a device's own "lib" stands in when none is given.
@@ -225,15 +296,18 @@ ClSimConfig ParseConfig(const std::string& sText, const std::string& sSource,
           break;
         }
     for (ClDeviceConfig& d : c.aDevices)
-      if (!d.bOwnLibraryVersion) d.aLibrary = c.aLibrary;
+      if (!d.bOwnLibraryVersion)
+        d.aLibrary = c.aLibrary;
     if (auto v = tree.get_child_optional("interfaces_busy")) {
-      for (long long n : json::Integers(*v, "interfaces_busy", 0, kInterfaceCount - 1)) c.aBusy.push_back(int(n));
+      for (long long n : json::Integers(*v, "interfaces_busy", 0, kInterfaceCount - 1))
+        c.aBusy.push_back(int(n));
     }
-    if (auto v = tree.get_child_optional("faults")) c.aFaults = Faults(*v, "faults", nullptr);
+    if (auto v = tree.get_child_optional("faults"))
+      c.aFaults = Faults(*v, "faults", nullptr);
     return c;
   } catch (const ClSimConfigError& e) {
     throw ClSimConfigError(sSource + ": " + e.what());
   }
 }
 
-}  // namespace kxsim
+} // namespace kxsim

@@ -7,38 +7,45 @@
 namespace kxsim {
 
 ClSimDevice::ClSimDevice(const ClDeviceConfig& config)
-    : m_Config(config),
-      m_Renderer(config.nNormalWidth, config.nNormalHeight, config.nPlatenSeed),
-      m_aControl(config.aControl) {
+  : m_Config(config), m_Renderer(config.nNormalWidth, config.nNormalHeight, config.nPlatenSeed),
+    m_aControl(config.aControl)
+{
   const ClExtMemoryConfig& ext = m_Config.ext;
   if (ext.bPresent) {
     m_aMemory.assign(size_t(ext.nSize), 0);
     // Byte 20 gives the length of a variable part; the calibration marker follows it.
-    if (m_aMemory.size() > 20) m_aMemory[20] = uint8_t(ext.nMarkerOffset);
+    if (m_aMemory.size() > 20)
+      m_aMemory[20] = uint8_t(ext.nMarkerOffset);
     static const uint8_t marker[8] = {'C', 'A', 'L', 0, 'G', 'E', 'O', 0};
     const size_t at = size_t(ext.nMarkerOffset) + 25;
-    if (ext.bCalibration && at + 8 <= m_aMemory.size()) std::memcpy(&m_aMemory[at], marker, 8);
+    if (ext.bCalibration && at + 8 <= m_aMemory.size())
+      std::memcpy(&m_aMemory[at], marker, 8);
   }
 }
 
-uint32_t ClSimDevice::Fault(EEntry e) {
+uint32_t ClSimDevice::Fault(EEntry e)
+{
   const int64_t index = m_aCalls[size_t(e)]++;
   for (const ClFault& f : m_Config.aFaults)
     if (f.eCall == e && f.Hits(index)) {
-      if (f.bBadAlloc) throw std::bad_alloc();
+      if (f.bBadAlloc)
+        throw std::bad_alloc();
       return f.nError;
     }
   return 0;
 }
 
-int64_t ClSimDevice::ImageBytes(bool bRaw) const {
+int64_t ClSimDevice::ImageBytes(bool bRaw) const
+{
   const int64_t n = bRaw ? m_Config.nRawBytes : m_Config.nNormalBytes;
-  if (n >= 0) return n;
+  if (n >= 0)
+    return n;
   return bRaw ? int64_t(m_Config.nRawWidth) * m_Config.nRawHeight
               : int64_t(m_Config.nNormalWidth) * m_Config.nNormalHeight;
 }
 
-uint32_t ClSimDevice::Image(bool bRaw, int nDose, uint8_t* pOut) {
+uint32_t ClSimDevice::Image(bool bRaw, int nDose, uint8_t* pOut)
+{
   if (m_Config.nDisconnectAtFrame >= 0 && int64_t(m_nFrames) >= m_Config.nDisconnectAtFrame) {
     m_bConnected = false;
     return kErrBusy;
@@ -48,17 +55,20 @@ uint32_t ClSimDevice::Image(bool bRaw, int nDose, uint8_t* pOut) {
   const int64_t nFrame = bRaw ? int64_t(m_Config.nRawWidth) * m_Config.nRawHeight
                               : int64_t(m_Config.nNormalWidth) * m_Config.nNormalHeight;
   const int64_t nBytes = ImageBytes(bRaw);
-  if (nBytes > nFrame) std::memset(pOut + nFrame, 0x80, size_t(nBytes - nFrame));
+  if (nBytes > nFrame)
+    std::memset(pOut + nFrame, 0x80, size_t(nBytes - nFrame));
   m_nLastDose = nDose;
   m_nLastMode = bRaw ? 2 : 1;
   ++m_nFrames;
   return 0;
 }
 
-void ClSimDevice::Peek(uint64_t nFrame, bool bRaw, int nDose, EOrientation eOrientation, uint8_t* pOut) {
+void ClSimDevice::Peek(uint64_t nFrame, bool bRaw, int nDose, EOrientation eOrientation,
+                       uint8_t* pOut)
+{
   const int w = bRaw ? m_Config.nRawWidth : m_Config.nNormalWidth;
   const int h = bRaw ? m_Config.nRawHeight : m_Config.nNormalHeight;
   m_Renderer.Render(m_Config.script.SceneAt(nFrame), w, h, nDose, nFrame, eOrientation, pOut);
 }
 
-}  // namespace kxsim
+} // namespace kxsim

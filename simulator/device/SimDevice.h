@@ -13,8 +13,9 @@
 
 namespace kxsim {
 
-class ClSimDevice {
- public:
+class ClSimDevice
+{
+public:
   explicit ClSimDevice(const ClDeviceConfig& config);
 
   const ClDeviceConfig& Config() const { return m_Config; }
@@ -43,7 +44,10 @@ class ClSimDevice {
 
   void SetDiodes(uint8_t n1, uint8_t n2) { m_aDiodes = {{n1, n2}}; }
   const std::array<uint8_t, 2>& Diodes() const { return m_aDiodes; }
-  void SetOptions(uint32_t nMask, uint32_t nFlags) { m_nOptions = (m_nOptions & ~nMask) | (nFlags & nMask); }
+  void SetOptions(uint32_t nMask, uint32_t nFlags)
+  {
+    m_nOptions = (m_nOptions & ~nMask) | (nFlags & nMask);
+  }
   uint32_t Options() const { return m_nOptions; }
   std::array<uint8_t, kControlBytes>& Control() { return m_aControl; }
   int ControlFlag() const { return m_nControlFlag; }
@@ -53,7 +57,7 @@ class ClSimDevice {
   int OpenHandles() const { return m_nOpenHandles; }
   void AddHandle(int n) { m_nOpenHandles += n; }
 
- private:
+private:
   ClDeviceConfig m_Config;
   std::mutex m_Mutex;
   ClFrameRenderer m_Renderer;
@@ -61,13 +65,13 @@ class ClSimDevice {
   bool m_bConnected = true;
   uint64_t m_nFrames = 0;
   int m_nLastDose = -1;
-  int m_nLastMode = 0;            // 0 none yet, 1 normal, 2 raw
+  int m_nLastMode = 0; // 0 none yet, 1 normal, 2 raw
   std::array<uint8_t, 2> m_aDiodes{{0, 0}};
-  uint32_t m_nOptions = 1;        // the fake replica check is on until switched off
+  uint32_t m_nOptions = 1; // the fake replica check is on until switched off
   std::array<uint8_t, kControlBytes> m_aControl;
   int m_nControlFlag = -1;
   std::vector<uint8_t> m_aMemory;
   int m_nOpenHandles = 0;
 };
 
-}  // namespace kxsim
+} // namespace kxsim

@@ -9,12 +9,15 @@
 namespace kxsim {
 
 namespace {
-constexpr uint32_t kHandleTag = 0x4B585348;  // "KXSH"
+constexpr uint32_t kHandleTag = 0x4B585348; // "KXSH"
 }
 
-ClSimLibrary::ClSimLibrary(const std::array<uint16_t, 4>& aDefaultLibrary) : m_aDefaultLibrary(aDefaultLibrary) {}
+ClSimLibrary::ClSimLibrary(const std::array<uint16_t, 4>& aDefaultLibrary)
+  : m_aDefaultLibrary(aDefaultLibrary)
+{}
 
-void ClSimLibrary::Broken(const std::string& sMessage) {
+void ClSimLibrary::Broken(const std::string& sMessage)
+{
   m_bUsable = false;
   m_sError = sMessage;
   m_Config = ClSimConfig();
@@ -25,29 +28,36 @@ void ClSimLibrary::Broken(const std::string& sMessage) {
   std::fflush(stderr);
 }
 
-void ClSimLibrary::Install(const ClSimConfig& config) {
+void ClSimLibrary::Install(const ClSimConfig& config)
+{
   m_Config = config;
   m_bUsable = true;
   m_sError.clear();
   m_Handles.clear();
   m_aDevices.clear();
-  for (const ClDeviceConfig& d : m_Config.aDevices) m_aDevices.push_back(std::make_shared<ClSimDevice>(d));
-  for (auto& c : m_aCalls) c.store(0);
+  for (const ClDeviceConfig& d : m_Config.aDevices)
+    m_aDevices.push_back(std::make_shared<ClSimDevice>(d));
+  for (auto& c : m_aCalls)
+    c.store(0);
   m_aGlobalCalls.fill(0);
   m_bGlobalOption = false;
 }
 
-static bool ReadFile(const char* szPath, std::string& text) {
+static bool ReadFile(const char* szPath, std::string& text)
+{
   std::ifstream in(szPath, std::ios::binary);
-  if (!in) return false;
+  if (!in)
+    return false;
   std::ostringstream s;
   s << in.rdbuf();
   text = s.str();
   return true;
 }
 
-void ClSimLibrary::EnsureLoaded() {
-  if (m_bLoaded) return;
+void ClSimLibrary::EnsureLoaded()
+{
+  if (m_bLoaded)
+    return;
   m_bLoaded = true;
   const char* env = std::getenv("KXSIM_CONFIG");
   if (env && *env) {
@@ -66,19 +76,22 @@ void ClSimLibrary::EnsureLoaded() {
   }
 }
 
-bool ClSimLibrary::Usable() {
+bool ClSimLibrary::Usable()
+{
   std::lock_guard<std::mutex> lock(m_Mutex);
   EnsureLoaded();
   return m_bUsable;
 }
 
-std::string ClSimLibrary::ConfigError() {
+std::string ClSimLibrary::ConfigError()
+{
   std::lock_guard<std::mutex> lock(m_Mutex);
   EnsureLoaded();
   return m_sError;
 }
 
-bool ClSimLibrary::Load(const char* szText, const std::string& sSource) {
+bool ClSimLibrary::Load(const char* szText, const std::string& sSource)
+{
   std::lock_guard<std::mutex> lock(m_Mutex);
   if (!szText) {
     m_bLoaded = false;
@@ -94,7 +107,8 @@ bool ClSimLibrary::Load(const char* szText, const std::string& sSource) {
   return m_bUsable;
 }
 
-bool ClSimLibrary::LoadFile(const char* szPath) {
+bool ClSimLibrary::LoadFile(const char* szPath)
+{
   std::string text;
   if (!szPath || !ReadFile(szPath, text)) {
     std::lock_guard<std::mutex> lock(m_Mutex);
@@ -105,51 +119,63 @@ bool ClSimLibrary::LoadFile(const char* szPath) {
   return Load(text.c_str(), szPath);
 }
 
-void ClSimLibrary::Reset() {
+void ClSimLibrary::Reset()
+{
   std::lock_guard<std::mutex> lock(m_Mutex);
   EnsureLoaded();
-  if (m_bUsable) Install(ClSimConfig(m_Config));
+  if (m_bUsable)
+    Install(ClSimConfig(m_Config));
 }
 
-int ClSimLibrary::FrameIntervalMs() {
+int ClSimLibrary::FrameIntervalMs()
+{
   std::lock_guard<std::mutex> lock(m_Mutex);
   EnsureLoaded();
-  if (m_nIntervalOverride >= 0) return m_nIntervalOverride;
+  if (m_nIntervalOverride >= 0)
+    return m_nIntervalOverride;
   if (const char* env = std::getenv("KXSIM_FRAME_INTERVAL_MS")) {
     char* end = nullptr;
     const long v = std::strtol(env, &end, 10);
-    if (end != env && *end == '\0' && v >= 0 && v <= 60000) return int(v);
+    if (end != env && *end == '\0' && v >= 0 && v <= 60000)
+      return int(v);
   }
   return m_Config.nFrameIntervalMs;
 }
 
-void ClSimLibrary::SetFrameIntervalMs(int nMs) {
+void ClSimLibrary::SetFrameIntervalMs(int nMs)
+{
   std::lock_guard<std::mutex> lock(m_Mutex);
   m_nIntervalOverride = nMs < 0 ? -1 : std::min(nMs, 60000);
 }
 
-std::array<uint16_t, 4> ClSimLibrary::LibraryVersion() {
+std::array<uint16_t, 4> ClSimLibrary::LibraryVersion()
+{
   std::lock_guard<std::mutex> lock(m_Mutex);
   EnsureLoaded();
   return m_Config.aLibrary;
 }
 
-uint32_t ClSimLibrary::GlobalFault(EEntry e) {
+uint32_t ClSimLibrary::GlobalFault(EEntry e)
+{
   std::lock_guard<std::mutex> lock(m_Mutex);
   EnsureLoaded();
   const int64_t index = m_aGlobalCalls[size_t(e)]++;
   for (const ClFault& f : m_Config.aFaults)
-    if (f.eCall == e && f.Hits(index)) return f.nError;
+    if (f.eCall == e && f.Hits(index))
+      return f.nError;
   return 0;
 }
 
-bool ClSimLibrary::Busy(int nInterface) {
+bool ClSimLibrary::Busy(int nInterface)
+{
   std::lock_guard<std::mutex> lock(m_Mutex);
   EnsureLoaded();
-  return std::find(m_Config.aBusy.begin(), m_Config.aBusy.end(), nInterface) != m_Config.aBusy.end();
+  return std::find(m_Config.aBusy.begin(), m_Config.aBusy.end(), nInterface) !=
+         m_Config.aBusy.end();
 }
 
-void ClSimLibrary::Interfaces(uint32_t* pList) {
+void ClSimLibrary::Interfaces(uint32_t* pList)
+{
   std::vector<std::shared_ptr<ClSimDevice>> devices;
   std::vector<int> busy;
   {
@@ -161,20 +187,25 @@ void ClSimLibrary::Interfaces(uint32_t* pList) {
   std::fill(pList, pList + kInterfaceCount, kInterfaceEmpty);
   for (const auto& d : devices) {
     std::lock_guard<std::mutex> lock(d->Mutex());
-    if (d->Connected()) pList[d->Config().nInterface] = kInterfaceFree;
+    if (d->Connected())
+      pList[d->Config().nInterface] = kInterfaceFree;
   }
-  for (int i : busy) pList[i] = kInterfaceBusy;
+  for (int i : busy)
+    pList[i] = kInterfaceBusy;
 }
 
-std::shared_ptr<ClSimDevice> ClSimLibrary::DeviceOn(int nInterface) {
+std::shared_ptr<ClSimDevice> ClSimLibrary::DeviceOn(int nInterface)
+{
   std::lock_guard<std::mutex> lock(m_Mutex);
   EnsureLoaded();
   for (const auto& d : m_aDevices)
-    if (d->Config().nInterface == nInterface) return d;
+    if (d->Config().nInterface == nInterface)
+      return d;
   return nullptr;
 }
 
-void* ClSimLibrary::AddHandle(const std::shared_ptr<ClSimDevice>& pDevice) {
+void* ClSimLibrary::AddHandle(const std::shared_ptr<ClSimDevice>& pDevice)
+{
   auto h = std::make_unique<ClHandle>();
   h->nTag = kHandleTag;
   h->pDevice = pDevice;
@@ -184,35 +215,41 @@ void* ClSimLibrary::AddHandle(const std::shared_ptr<ClSimDevice>& pDevice) {
   return key;
 }
 
-std::shared_ptr<ClSimDevice> ClSimLibrary::Resolve(void* h) {
+std::shared_ptr<ClSimDevice> ClSimLibrary::Resolve(void* h)
+{
   std::lock_guard<std::mutex> lock(m_Mutex);
   // Only pointers we handed out are looked into, so a stale or foreign value cannot crash.
   auto it = m_Handles.find(h);
-  if (it == m_Handles.end() || it->second->nTag != kHandleTag) return nullptr;
+  if (it == m_Handles.end() || it->second->nTag != kHandleTag)
+    return nullptr;
   return it->second->pDevice;
 }
 
-std::shared_ptr<ClSimDevice> ClSimLibrary::RemoveHandle(void* h) {
+std::shared_ptr<ClSimDevice> ClSimLibrary::RemoveHandle(void* h)
+{
   std::lock_guard<std::mutex> lock(m_Mutex);
   auto it = m_Handles.find(h);
-  if (it == m_Handles.end()) return nullptr;
+  if (it == m_Handles.end())
+    return nullptr;
   std::shared_ptr<ClSimDevice> d = it->second->pDevice;
   m_Handles.erase(it);
   return d;
 }
 
-void ClSimLibrary::SetGlobalOption(int32_t nOption, uint32_t nValue) {
+void ClSimLibrary::SetGlobalOption(int32_t nOption, uint32_t nValue)
+{
   std::lock_guard<std::mutex> lock(m_Mutex);
   m_bGlobalOption = true;
   m_nGlobalOption = nOption;
   m_nGlobalValue = nValue;
 }
 
-bool ClSimLibrary::GlobalOption(int32_t& nOption, uint32_t& nValue) {
+bool ClSimLibrary::GlobalOption(int32_t& nOption, uint32_t& nValue)
+{
   std::lock_guard<std::mutex> lock(m_Mutex);
   nOption = m_nGlobalOption;
   nValue = m_nGlobalValue;
   return m_bGlobalOption;
 }
 
-}  // namespace kxsim
+} // namespace kxsim

@@ -16,8 +16,9 @@
 
 namespace kxsim {
 
-class ClSimLibrary {
- public:
+class ClSimLibrary
+{
+public:
   // aDefaultLibrary: the library version this build reports unless configured otherwise.
   explicit ClSimLibrary(const std::array<uint16_t, 4>& aDefaultLibrary);
 
@@ -36,7 +37,7 @@ class ClSimLibrary {
   void Reset();
 
   int FrameIntervalMs();
-  void SetFrameIntervalMs(int nMs);        // negative: the configured value again
+  void SetFrameIntervalMs(int nMs); // negative: the configured value again
   std::array<uint16_t, 4> LibraryVersion();
 
   // Fault of a call without a device (counted per process).
@@ -53,14 +54,15 @@ class ClSimLibrary {
   void SetGlobalOption(int32_t nOption, uint32_t nValue);
   bool GlobalOption(int32_t& nOption, uint32_t& nValue);
 
- private:
-  struct ClHandle {
+private:
+  struct ClHandle
+  {
     uint32_t nTag;
     std::shared_ptr<ClSimDevice> pDevice;
   };
-  void EnsureLoaded();                       // with m_Mutex held
-  void Install(const ClSimConfig& config);   // with m_Mutex held
-  void Broken(const std::string& sMessage);  // with m_Mutex held
+  void EnsureLoaded();                      // with m_Mutex held
+  void Install(const ClSimConfig& config);  // with m_Mutex held
+  void Broken(const std::string& sMessage); // with m_Mutex held
 
   std::mutex m_Mutex;
   const std::array<uint16_t, 4> m_aDefaultLibrary;
@@ -78,4 +80,4 @@ class ClSimLibrary {
   uint32_t m_nGlobalValue = 0;
 };
 
-}  // namespace kxsim
+} // namespace kxsim

@@ -10,11 +10,13 @@ namespace kxsim {
 
 namespace {
 constexpr double kPi = 3.14159265358979323846;
-constexpr double kNominalSpeed = 10.0;   // pixels per frame of a roll taken at a normal pace
-}  // namespace
+constexpr double kNominalSpeed = 10.0; // pixels per frame of a roll taken at a normal pace
+} // namespace
 
-ClContactModel::ClContactModel(const ClScene& scene, int W, int H, const ClFingerTexture& texture, bool bIdeal)
-    : m_Texture(texture) {
+ClContactModel::ClContactModel(const ClScene& scene, int W, int H, const ClFingerTexture& texture,
+                               bool bIdeal)
+  : m_Texture(texture)
+{
   const ClFinger& f = scene.finger;
   const double p = std::clamp(f.dPressure, 0.0, 1.0);
   const double placed = std::clamp(scene.dPlaced, 0.0, 1.0);
@@ -29,7 +31,7 @@ ClContactModel::ClContactModel(const ClScene& scene, int W, int H, const ClFinge
   m_dTexX0 = ClFingerTexture::kCoreX - scene.nShiftX;
   m_dTexY0 = ClFingerTexture::kCentreY - scene.nShiftY;
   m_bRoll = scene.eContact == EContact::eRoll;
-  double ex, ey;  // half extent of the contact in the finger frame
+  double ex, ey; // half extent of the contact in the finger frame
   if (m_bRoll) {
     m_dShape = std::clamp(f.dShape, 0.0, 1.0);
     m_dOutlineX = 0.5 * (scene.dRollFromX + scene.dRollToX);
@@ -37,7 +39,8 @@ ClContactModel::ClContactModel(const ClScene& scene, int W, int H, const ClFinge
     m_dOutlineA = 0.5 * std::fabs(scene.dRollToX - scene.dRollFromX) + 1.3 * m_dBandHalf;
     m_dB = std::max(1.0, f.dHeight * 0.5 * (0.8 + 0.2 * p) * grow);
     const double span = scene.dRollToX - scene.dRollFromX;
-    const double along = span != 0.0 ? std::clamp((scene.dPatchX - scene.dRollFromX) / span, 0.0, 1.0) : 0.5;
+    const double along =
+        span != 0.0 ? std::clamp((scene.dPatchX - scene.dRollFromX) / span, 0.0, 1.0) : 0.5;
     // On the sides of the finger the contact is narrow, on the pad widest.
     m_dA = m_dBandHalf * (1.0 - 0.45 * m_dShape * (1.0 - std::sin(kPi * along)));
     m_dCx = scene.dPatchX;
@@ -46,7 +49,8 @@ ClContactModel::ClContactModel(const ClScene& scene, int W, int H, const ClFinge
     m_dAnchorY = cy0 + (bIdeal ? 0.0 : scene.dDrift);
     m_nDirection = scene.nRollDirection < 0 ? -1 : 1;
     const double speed = std::min(2.0, std::fabs(scene.dRollSpeed) / kNominalSpeed);
-    m_dStretch = 17.0 * distortion * (m_dA / 100.0) * (0.5 + 0.625 * p) * (speed > 0.0 ? 0.5 + 0.5 * speed : 0.0);
+    m_dStretch = 17.0 * distortion * (m_dA / 100.0) * (0.5 + 0.625 * p) *
+                 (speed > 0.0 ? 0.5 + 0.5 * speed : 0.0);
     ex = std::max(m_dA * 1.1, m_dBandHalf);
     ey = m_dB;
   } else {
@@ -60,7 +64,8 @@ ClContactModel::ClContactModel(const ClScene& scene, int W, int H, const ClFinge
     // Pressed skin spreads outwards a little; a held finger trembles.
     m_dSpread = distortion * 3.0 * p * placed;
     const double tremor = bIdeal ? 0.0 : 0.6 * std::max(0.0, f.dTremor) * std::min(1.0, distortion);
-    for (int i = 0; i < 3; ++i) m_dWobble[i] = tremor * scene.dWobble[i];
+    for (int i = 0; i < 3; ++i)
+      m_dWobble[i] = tremor * scene.dWobble[i];
     ex = m_dA;
     ey = m_dB;
   }
@@ -80,7 +85,8 @@ ClContactModel::ClContactModel(const ClScene& scene, int W, int H, const ClFinge
   m_dBottom = m_dCy + hy;
 }
 
-double ClContactModel::RollContact(double qx, double qy) const {
+double ClContactModel::RollContact(double qx, double qy) const
+{
   double strip = 1.0;
   if (m_dShape < 1.0) {
     // A band across the patch, its sides curving away from the platen, inside an outline.
@@ -88,7 +94,8 @@ double ClContactModel::RollContact(double qx, double qy) const {
     const double q = 1.0 - v * v;
     const double ox = (m_dCx + qx - m_dOutlineX) / m_dOutlineA, oy = qy / m_dB;
     strip = std::min(q > 0.0 ? q * q : q, 1.0 - ox * ox - oy * oy);
-    if (m_dShape <= 0.0) return strip;
+    if (m_dShape <= 0.0)
+      return strip;
   }
   // The cross-section of the finger: a little wider towards the joint, blunt at both ends,
   // fading over its outer part.
@@ -100,10 +107,12 @@ double ClContactModel::RollContact(double qx, double qy) const {
   return m_dShape >= 1.0 ? shaped : strip + (shaped - strip) * m_dShape;
 }
 
-void ClContactModel::Displace(double qx, double qy, double& dx, double& dy) const {
+void ClContactModel::Displace(double qx, double qy, double& dx, double& dy) const
+{
   dx = dy = 0.0;
   if (m_bRoll) {
-    if (m_dStretch <= 0.0) return;
+    if (m_dStretch <= 0.0)
+      return;
     // u runs from the trailing edge (-1) to the leading edge (+1). Skin ahead of the centre
     // line is pushed back onto it (compressed), skin behind is drawn out (stretched), more
     // so behind; the amount varies slowly along the finger.
@@ -120,7 +129,8 @@ void ClContactModel::Displace(double qx, double qy, double& dx, double& dy) cons
   dy = m_dSpread * ny + m_dWobble[1] + 0.5 * m_dWobble[2] * nx;
 }
 
-ClContactModel::ClSample ClContactModel::At(double x, double y) const {
+ClContactModel::ClSample ClContactModel::At(double x, double y) const
+{
   ClSample s;
   // Finger frame around the contact centre.
   const double px = x - m_dCx, py = y - m_dCy;
@@ -145,4 +155,4 @@ ClContactModel::ClSample ClContactModel::At(double x, double y) const {
   return s;
 }
 
-}  // namespace kxsim
+} // namespace kxsim

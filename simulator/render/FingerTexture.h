@@ -12,19 +12,21 @@
 
 namespace kxsim {
 
-class ClFingerTexture {
- public:
-  static constexpr int kWidth = 896;    // wide enough for a nail-to-nail roll
+class ClFingerTexture
+{
+public:
+  static constexpr int kWidth = 896; // wide enough for a nail-to-nail roll
   static constexpr int kHeight = 640;
   static constexpr int kCoreX = kWidth / 2;
-  static constexpr int kCoreY = 270;    // core a little above the middle, towards the tip
-  static constexpr int kCentreY = kHeight / 2;  // lies on the contact centre
+  static constexpr int kCoreY = 270;           // core a little above the middle, towards the tip
+  static constexpr int kCentreY = kHeight / 2; // lies on the contact centre
 
   static constexpr double kMinPeriod = 7.5, kMaxPeriod = 12.5;
 
   // The texture of a seed and mean ridge period (kept to a quarter pixel), grown on first
   // use and kept for the life of the process.
-  static std::shared_ptr<const ClFingerTexture> Get(uint32_t nSeed, EPattern ePattern, double dPeriod = 9.0);
+  static std::shared_ptr<const ClFingerTexture> Get(uint32_t nSeed, EPattern ePattern,
+                                                    double dPeriod = 9.0);
 
   ClFingerTexture(uint32_t nSeed, EPattern ePattern, double dPeriod = 9.0);
 
@@ -45,7 +47,7 @@ class ClFingerTexture {
   double PeriodAt(int x, int y) const;
   double RidgeAngleAt(int x, int y) const;
 
- private:
+private:
   void Grow();
   void StampPores();
   void MakeDryness();
@@ -62,8 +64,8 @@ class ClFingerTexture {
   std::vector<uint8_t> m_aDryness;
   std::vector<uint8_t> m_aBlotch;
   std::vector<float> m_aToneLattice;
-  std::vector<float> m_aAngle;   // kept coarse (every 8th pixel) for tests
+  std::vector<float> m_aAngle; // kept coarse (every 8th pixel) for tests
   std::vector<float> m_aPeriod;
 };
 
-}  // namespace kxsim
+} // namespace kxsim

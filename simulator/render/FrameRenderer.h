@@ -19,8 +19,9 @@ namespace kxsim {
 
 class ClFingerTexture;
 
-class ClFrameRenderer {
- public:
+class ClFrameRenderer
+{
+public:
   // The scene (platen) is nSceneWidth by nSceneHeight pixels at 500 dpi, normally the size
   // of the device's normal image. nPlatenSeed places latent marks and dust.
   ClFrameRenderer(int nSceneWidth, int nSceneHeight, uint32_t nPlatenSeed = 1);
@@ -49,21 +50,25 @@ class ClFrameRenderer {
   // Platen pixels (at scene resolution) that the finger touches, as the mask counts them.
   int64_t ContactPixels(const ClScene& scene);
 
- private:
-  struct ClShadeKey {
+private:
+  struct ClShadeKey
+  {
     double dPressure, dMoisture, dPlaced, dContrast;
     bool bFake, bFull;
     int nDose;
-    bool operator==(const ClShadeKey& o) const {
+    bool operator==(const ClShadeKey& o) const
+    {
       return dPressure == o.dPressure && dMoisture == o.dMoisture && dPlaced == o.dPlaced &&
              dContrast == o.dContrast && bFake == o.bFake && bFull == o.bFull && nDose == o.nDose;
     }
   };
-  struct ClModKey {
+  struct ClModKey
+  {
     const ClFingerTexture* pTexture;
     double dMoisture;
     int nCreases;
-    bool operator==(const ClModKey& o) const {
+    bool operator==(const ClModKey& o) const
+    {
       return pTexture == o.pTexture && dMoisture == o.dMoisture && nCreases == o.nCreases;
     }
   };
@@ -99,24 +104,25 @@ class ClFrameRenderer {
   static constexpr int kCell = 16;
   int m_nNodesX = 0, m_nNodesY = 0;
   std::vector<int32_t> m_aNodeC, m_aNodeTX, m_aNodeTY, m_aNodeG;
-  std::vector<int32_t> m_aNodeL, m_aNodeR;   // per node row: node columns with contact
+  std::vector<int32_t> m_aNodeL, m_aNodeR; // per node row: node columns with contact
   // The current output row, interpolated between two node rows.
   std::vector<int32_t> m_aRowC, m_aRowTX, m_aRowTY, m_aRowG;
   std::vector<uint8_t> m_aRowV;
   int m_nColsW = 0;
-  std::vector<int32_t> m_aOutNode, m_aOutW;  // per output column: grid column and weight
-  std::vector<int32_t> m_aSegStart;          // per grid column: first output column in its cell
+  std::vector<int32_t> m_aOutNode, m_aOutW; // per output column: grid column and weight
+  std::vector<int32_t> m_aSegStart;         // per grid column: first output column in its cell
 
   // Shading table: brightness above the background by contact level and ridge value.
   static constexpr int kLevels = 64;
   std::vector<uint8_t> m_aShade, m_aShadeOther;
-  ClShadeKey m_ShadeKey{-1, -1, -1, -1, false, false, -1}, m_ShadeKeyOther{-1, -1, -1, -1, false, false, -1};
+  ClShadeKey m_ShadeKey{-1, -1, -1, -1, false, false, -1},
+      m_ShadeKeyOther{-1, -1, -1, -1, false, false, -1};
   std::vector<int8_t> m_aMod;
   ClModKey m_ModKey{nullptr, 0.0, 0};
   bool m_bMod = false;
-  std::vector<uint8_t> m_aFlat;              // flat background for ideal pictures
+  std::vector<uint8_t> m_aFlat; // flat background for ideal pictures
   std::unique_ptr<ClLatentMap> m_pLatent;
   std::vector<uint8_t> m_aScratch;
 };
 
-}  // namespace kxsim
+} // namespace kxsim

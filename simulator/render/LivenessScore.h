@@ -8,13 +8,14 @@
 
 namespace kxsim {
 
-struct ClLivenessResult {
-  bool bFinger = false;   // enough finger blocks to judge
-  double dScore = 0.0;    // 0 artificial .. 1 live
-  int nBlocks = 0;        // finger blocks measured
+struct ClLivenessResult
+{
+  bool bFinger = false; // enough finger blocks to judge
+  double dScore = 0.0;  // 0 artificial .. 1 live
+  int nBlocks = 0;      // finger blocks measured
 };
 
 // pRaw: the normal frame, nWidth by nHeight, rows packed, finger light on dark.
 ClLivenessResult LivenessScore(int nWidth, int nHeight, const uint8_t* pRaw);
 
-}  // namespace kxsim
+} // namespace kxsim

@@ -11,12 +11,14 @@
 
 namespace kxsim {
 
-class ClOrientationField {
- public:
+class ClOrientationField
+{
+public:
   // Pattern and singular points drawn from the seed; (dCoreX, dCoreY) is where the main
   // core lies in the texture.
   // dPeriod is the mean ridge period, pixels.
-  ClOrientationField(uint32_t nSeed, EPattern ePattern, double dCoreX, double dCoreY, double dPeriod = 9.0);
+  ClOrientationField(uint32_t nSeed, EPattern ePattern, double dCoreX, double dCoreY,
+                     double dPeriod = 9.0);
 
   EPattern Pattern() const { return m_ePattern; }
   // Ridge direction at (x, y), radians, image axes (y down), in [0, pi).
@@ -26,8 +28,11 @@ class ClOrientationField {
 
   static EPattern PatternFromSeed(uint32_t nSeed);
 
- private:
-  struct ClPoint { double dX, dY; };
+private:
+  struct ClPoint
+  {
+    double dX, dY;
+  };
   EPattern m_ePattern;
   double m_dBase = 0.0;
   double m_dCoreX, m_dCoreY;
@@ -38,4 +43,4 @@ class ClOrientationField {
   double m_aPeriodFreq[4] = {0, 0, 0, 0};
 };
 
-}  // namespace kxsim
+} // namespace kxsim

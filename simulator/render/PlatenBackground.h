@@ -10,7 +10,8 @@ namespace kxsim {
 
 // The print a lifted finger left on the platen: oil at scene resolution, in grey levels of
 // the live finger at kLatentDose above the dark platen; the platen shows dGain of it.
-struct ClLatentMap {
+struct ClLatentMap
+{
   uint64_t nKey = 0;
   int nWidth = 0, nHeight = 0;
   std::vector<uint8_t> aOil;
@@ -18,8 +19,9 @@ struct ClLatentMap {
 };
 constexpr int kLatentDose = 9;
 
-class ClPlatenBackground {
- public:
+class ClPlatenBackground
+{
+public:
   // nSceneWidth, nSceneHeight: the platen at 500 dpi; nSeed places the latent marks.
   ClPlatenBackground(int nSceneWidth, int nSceneHeight, uint32_t nSeed);
 
@@ -31,21 +33,25 @@ class ClPlatenBackground {
   // Background picture at an output size, exposure and residue level, with the latent print
   // (if any), rows in display order. Kept in a small cache: scripts switch between few
   // combinations.
-  const uint8_t* Get(int nWidth, int nHeight, int nDose, double dResidue, const ClLatentMap* pLatent = nullptr);
+  const uint8_t* Get(int nWidth, int nHeight, int nDose, double dResidue,
+                     const ClLatentMap* pLatent = nullptr);
 
   // Sensor noise, about 1.3 grey levels deviation; any window of Noise() + n with
   // n + pixels <= NoiseLength() is valid.
   static const int8_t* Noise();
   static size_t NoiseLength();
 
- private:
-  struct ClLatent {
+private:
+  struct ClLatent
+  {
     double dX, dY, dRx, dRy, dAngle, dTexX, dTexY, dAmplitude, dThreshold;
   };
-  struct ClSpeck {
+  struct ClSpeck
+  {
     double dX, dY, dRadius, dAmplitude, dThreshold;
   };
-  struct ClEntry {
+  struct ClEntry
+  {
     int nWidth, nHeight, nDose, nResidue;
     uint64_t nLatent;
     std::vector<uint8_t> aPixels;
@@ -56,7 +62,7 @@ class ClPlatenBackground {
   int m_nSceneWidth, m_nSceneHeight;
   std::vector<ClLatent> m_aLatents;
   std::vector<ClSpeck> m_aSpecks;
-  std::vector<std::unique_ptr<ClEntry>> m_aCache;  // most recent first
+  std::vector<std::unique_ptr<ClEntry>> m_aCache; // most recent first
 };
 
-}  // namespace kxsim
+} // namespace kxsim

@@ -17,49 +17,54 @@ class ClFrameRenderer;
 enum class EStep { eEmpty, ePlace, eStill, eLift, eRoll };
 
 // How a roll goes. The patch centre follows aPath (platen columns) at constant speed.
-struct ClRollSpec {
+struct ClRollSpec
+{
   std::vector<double> aPath{200.0, 600.0};
   double dPatchWidth = 200.0;
-  int nSettle = 3;          // frames resting at the start, as a finger laid on its side
-  double dSlipAt = -1.0;    // fraction of the move at which the pattern jumps (slip)
+  int nSettle = 3;       // frames resting at the start, as a finger laid on its side
+  double dSlipAt = -1.0; // fraction of the move at which the pattern jumps (slip)
   int nSlipX = 0, nSlipY = 0;
-  double dLiftAt = -1.0;    // fraction of the move at which the finger leaves the platen
-  int nLiftFrames = 0;      // ... for this many frames
-  int nTouchdown = 3;       // frames over which the contact grows at the start (0: at once)
-  double dDrift = 6.0;      // vertical drift of the finger over the whole roll, pixels
+  double dLiftAt = -1.0; // fraction of the move at which the finger leaves the platen
+  int nLiftFrames = 0;   // ... for this many frames
+  int nTouchdown = 3;    // frames over which the contact grows at the start (0: at once)
+  double dDrift = 6.0;   // vertical drift of the finger over the whole roll, pixels
 };
 
-struct ClScriptStep {
+struct ClScriptStep
+{
   EStep eKind = EStep::eEmpty;
-  int nFrames = 1;          // for a roll: frames of movement, without settle and lift frames
-  bool bResidue = false;    // the platen's residue changes from this step on
+  int nFrames = 1;       // for a roll: frames of movement, without settle and lift frames
+  bool bResidue = false; // the platen's residue changes from this step on
   double dResidue = 0.0;
-  bool bFinger = false;     // the finger changes from this step on
+  bool bFinger = false; // the finger changes from this step on
   ClFinger finger;
   ClRollSpec roll;
-  int nSettle = 0;          // place: frames after placing in which the finger still settles
-  ClLatentPrint latent;     // lift: the print left behind (strength 0: none)
-  std::vector<int> aDrop;   // frames of this step the device loses (0-based in the step)
-  bool bJitter = false;     // the jitter of the frame interval changes from this step on
+  int nSettle = 0;        // place: frames after placing in which the finger still settles
+  ClLatentPrint latent;   // lift: the print left behind (strength 0: none)
+  std::vector<int> aDrop; // frames of this step the device loses (0-based in the step)
+  bool bJitter = false;   // the jitter of the frame interval changes from this step on
   double dJitterMs = 0.0;
 };
 
 // How long the image call of a frame lasts: longer by the frames lost just before it, and
 // shifted by the script's jitter.
-struct ClFrameTiming {
+struct ClFrameTiming
+{
   int nLost = 0;
   double dJitterMs = 0.0;
-  int IntervalMs(int nBaseMs) const {
+  int IntervalMs(int nBaseMs) const
+  {
     return nBaseMs <= 0 ? 0 : std::max(0, int(nBaseMs * (1 + nLost) + dJitterMs + 0.5));
   }
 };
 
 // What the script does at one frame.
-struct ClFrameInfo {
-  int nStep = -1;           // index of the step in the script
+struct ClFrameInfo
+{
+  int nStep = -1; // index of the step in the script
   EStep eKind = EStep::eEmpty;
   int nFrameInStep = 0;
-  int nKindIndex = 0;       // this step is the n-th step of its kind (0-based)
+  int nKindIndex = 0; // this step is the n-th step of its kind (0-based)
 };
 
 // A finger of a named kind: "rigid" (no distortion, tremor, shaped roll contact or uneven
@@ -67,8 +72,9 @@ struct ClFrameInfo {
 // "wet"; other settings are kept from base. Throws ClSimConfigError for other names.
 ClFinger FingerPreset(const std::string& sName, const ClFinger& base = ClFinger());
 
-class ClScript {
- public:
+class ClScript
+{
+public:
   ClScript() = default;
   // Empty platen, a finger placed and held, lifted, a finger rolled left to right, lifted.
   static ClScript Demo();
@@ -95,19 +101,21 @@ class ClScript {
   // is undistorted; bAsSeen gives instead each skin point where the frames showed it when
   // the centre line of the contact passed over it (what a perfect roll merge rebuilds).
   bool RollTruth(int nRoll, ClFrameRenderer& renderer, int nWidth, int nHeight, int nDose,
-                 EOrientation eOrientation, ClGreyImage& image, ClGreyImage& mask, bool bAsSeen = false) const;
+                 EOrientation eOrientation, ClGreyImage& image, ClGreyImage& mask,
+                 bool bAsSeen = false) const;
   // Ideal plain print of the n-th still step: the held finger without noise or residue.
   bool PlainTruth(int nStill, ClFrameRenderer& renderer, int nWidth, int nHeight, int nDose,
                   EOrientation eOrientation, ClGreyImage& image, ClGreyImage& mask) const;
 
- private:
-  struct ClRun {
+private:
+  struct ClRun
+  {
     int64_t nStart = 0, nLength = 0;
     int nKindIndex = 0;
     double dResidue = 0.0;
     ClFinger finger;
-    ClScene before;         // last contact before this step (for still and lift)
-    ClLatentPrint latent;   // the print on the platen when this step begins
+    ClScene before;       // last contact before this step (for still and lift)
+    ClLatentPrint latent; // the print on the platen when this step begins
     std::shared_ptr<const ClScene> pLatentScene;
     double dJitterMs = 0.0;
   };
@@ -126,8 +134,8 @@ class ClScript {
   std::vector<ClScriptStep> m_aSteps;
   std::vector<ClRun> m_aRuns;
   int64_t m_nFrames = 0;
-  std::vector<int64_t> m_aDrops;  // lost script frames, ascending
+  std::vector<int64_t> m_aDrops; // lost script frames, ascending
   bool m_bLoop = true;
 };
 
-}  // namespace kxsim
+} // namespace kxsim

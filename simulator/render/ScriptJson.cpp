@@ -7,7 +7,8 @@ namespace kxsim {
 using json::Key;
 using json::Tree;
 
-ClFinger FingerPreset(const std::string& sName, const ClFinger& base) {
+ClFinger FingerPreset(const std::string& sName, const ClFinger& base)
+{
   ClFinger f = base;
   if (sName == "rigid") {
     // Today's simulator of old: a rigid, motionless, evenly lit print.
@@ -36,10 +37,12 @@ ClFinger FingerPreset(const std::string& sName, const ClFinger& base) {
   return f;
 }
 
-ClFinger ParseFinger(const Tree& node, const std::string& where, const ClFinger& base) {
-  json::CheckKeys(node, where, {"seed", "pattern", "pressure", "moisture", "fake", "x", "y", "width", "height",
-                                "preset", "period", "contrast", "distortion", "tremor", "shape", "uneven", "tilt",
-                                "creases"});
+ClFinger ParseFinger(const Tree& node, const std::string& where, const ClFinger& base)
+{
+  json::CheckKeys(node, where,
+                  {"seed", "pattern", "pressure", "moisture", "fake", "x", "y", "width", "height",
+                   "preset", "period", "contrast", "distortion", "tremor", "shape", "uneven",
+                   "tilt", "creases"});
   ClFinger f = base;
   if (auto v = node.get_child_optional("preset")) {
     const std::string w = Key(where, "preset");
@@ -72,12 +75,18 @@ ClFinger ParseFinger(const Tree& node, const std::string& where, const ClFinger&
       f.nSeed = uint32_t(json::Integer(kv.second, w, 0, 0xFFFFFFFFll));
     } else if (k == "pattern") {
       const std::string p = json::Text(kv.second, w);
-      if (p == "auto") f.ePattern = EPattern::eAuto;
-      else if (p == "loop_left") f.ePattern = EPattern::eLoopLeft;
-      else if (p == "loop_right") f.ePattern = EPattern::eLoopRight;
-      else if (p == "whorl") f.ePattern = EPattern::eWhorl;
-      else if (p == "arch") f.ePattern = EPattern::eArch;
-      else json::Fail(w, "expected auto, loop_left, loop_right, whorl or arch, found \"" + p + "\"");
+      if (p == "auto")
+        f.ePattern = EPattern::eAuto;
+      else if (p == "loop_left")
+        f.ePattern = EPattern::eLoopLeft;
+      else if (p == "loop_right")
+        f.ePattern = EPattern::eLoopRight;
+      else if (p == "whorl")
+        f.ePattern = EPattern::eWhorl;
+      else if (p == "arch")
+        f.ePattern = EPattern::eArch;
+      else
+        json::Fail(w, "expected auto, loop_left, loop_right, whorl or arch, found \"" + p + "\"");
     } else if (k == "pressure") {
       f.dPressure = json::Number(kv.second, w, 0.0, 1.0);
     } else if (k == "moisture") {
@@ -101,29 +110,37 @@ namespace {
 
 constexpr long long kMaxFrames = 10000000;
 
-ClRollSpec ParseRoll(const Tree& node, const std::string& where) {
+ClRollSpec ParseRoll(const Tree& node, const std::string& where)
+{
   ClRollSpec r;
   double from = 200.0, to = 600.0;
   bool path = false;
-  if (auto v = node.get_child_optional("from_x")) from = json::Number(*v, Key(where, "from_x"), -4000.0, 20000.0);
-  if (auto v = node.get_child_optional("to_x")) to = json::Number(*v, Key(where, "to_x"), -4000.0, 20000.0);
+  if (auto v = node.get_child_optional("from_x"))
+    from = json::Number(*v, Key(where, "from_x"), -4000.0, 20000.0);
+  if (auto v = node.get_child_optional("to_x"))
+    to = json::Number(*v, Key(where, "to_x"), -4000.0, 20000.0);
   r.aPath = {from, to};
   if (auto v = node.get_child_optional("path")) {
     r.aPath = json::Numbers(*v, Key(where, "path"), -4000.0, 20000.0);
-    if (r.aPath.empty()) json::Fail(Key(where, "path"), "needs at least one column");
+    if (r.aPath.empty())
+      json::Fail(Key(where, "path"), "needs at least one column");
     path = true;
   }
-  if (auto v = node.get_child_optional("patch_width")) r.dPatchWidth = json::Number(*v, Key(where, "patch_width"), 20.0, 4000.0);
-  if (auto v = node.get_child_optional("settle")) r.nSettle = int(json::Integer(*v, Key(where, "settle"), 0, 100000));
+  if (auto v = node.get_child_optional("patch_width"))
+    r.dPatchWidth = json::Number(*v, Key(where, "patch_width"), 20.0, 4000.0);
+  if (auto v = node.get_child_optional("settle"))
+    r.nSettle = int(json::Integer(*v, Key(where, "settle"), 0, 100000));
   if (auto v = node.get_child_optional("touchdown"))
     r.nTouchdown = int(json::Integer(*v, Key(where, "touchdown"), 0, 1000));
-  if (auto v = node.get_child_optional("drift")) r.dDrift = json::Number(*v, Key(where, "drift"), -200.0, 200.0);
+  if (auto v = node.get_child_optional("drift"))
+    r.dDrift = json::Number(*v, Key(where, "drift"), -200.0, 200.0);
   if (auto v = node.get_child_optional("back")) {
     // Rolled backwards: at a fraction of the way the patch turns back by some pixels,
     // then goes on to the end.
     const std::string w = Key(where, "back");
     json::CheckKeys(*v, w, {"at", "by"});
-    if (path) json::Fail(w, "cannot be combined with \"path\"");
+    if (path)
+      json::Fail(w, "cannot be combined with \"path\"");
     const double at = json::Number(v->get_child("at", Tree("0.6")), Key(w, "at"), 0.0, 1.0);
     const double by = json::Number(v->get_child("by", Tree("80")), Key(w, "by"), 0.0, 20000.0);
     const double turn = from + (to - from) * at;
@@ -140,12 +157,14 @@ ClRollSpec ParseRoll(const Tree& node, const std::string& where) {
     const std::string w = Key(where, "lifted");
     json::CheckKeys(*v, w, {"at", "frames"});
     r.dLiftAt = json::Number(v->get_child("at", Tree("0.5")), Key(w, "at"), 0.0, 1.0);
-    r.nLiftFrames = int(json::Integer(v->get_child("frames", Tree("6")), Key(w, "frames"), 0, 100000));
+    r.nLiftFrames =
+        int(json::Integer(v->get_child("frames", Tree("6")), Key(w, "frames"), 0, 100000));
   }
   return r;
 }
 
-ClScriptStep ParseStep(const Tree& node, const std::string& where) {
+ClScriptStep ParseStep(const Tree& node, const std::string& where)
+{
   static const char* const kKinds[] = {"empty", "place", "still", "lift", "roll"};
   ClScriptStep s;
   int kinds = 0;
@@ -156,23 +175,30 @@ ClScriptStep ParseStep(const Tree& node, const std::string& where) {
       s.nFrames = int(json::Integer(*v, Key(where, kKinds[i]), 1, kMaxFrames));
     }
   }
-  if (kinds != 1) json::Fail(where, "a step needs exactly one of empty, place, still, lift or roll");
+  if (kinds != 1)
+    json::Fail(where, "a step needs exactly one of empty, place, still, lift or roll");
   if (s.eKind == EStep::eRoll) {
-    json::CheckKeys(node, where, {"roll", "residue", "finger", "from_x", "to_x", "path", "patch_width",
-                                  "settle", "back", "slip", "lifted", "touchdown", "drift", "drop", "jitter_ms"});
+    json::CheckKeys(node, where,
+                    {"roll", "residue", "finger", "from_x", "to_x", "path", "patch_width", "settle",
+                     "back", "slip", "lifted", "touchdown", "drift", "drop", "jitter_ms"});
     s.roll = ParseRoll(node, where);
   } else if (s.eKind == EStep::ePlace) {
     json::CheckKeys(node, where, {"place", "residue", "finger", "settle", "drop", "jitter_ms"});
-    if (auto v = node.get_child_optional("settle")) s.nSettle = int(json::Integer(*v, Key(where, "settle"), 0, 100000));
+    if (auto v = node.get_child_optional("settle"))
+      s.nSettle = int(json::Integer(*v, Key(where, "settle"), 0, 100000));
   } else if (s.eKind == EStep::eLift) {
-    json::CheckKeys(node, where, {"lift", "residue", "finger", "latent", "smear", "drop", "jitter_ms"});
-    if (auto v = node.get_child_optional("latent")) s.latent.dStrength = json::Number(*v, Key(where, "latent"), 0.0, 1.0);
-    if (auto v = node.get_child_optional("smear")) s.latent.dSmear = json::Number(*v, Key(where, "smear"), 0.0, 1.0);
+    json::CheckKeys(node, where,
+                    {"lift", "residue", "finger", "latent", "smear", "drop", "jitter_ms"});
+    if (auto v = node.get_child_optional("latent"))
+      s.latent.dStrength = json::Number(*v, Key(where, "latent"), 0.0, 1.0);
+    if (auto v = node.get_child_optional("smear"))
+      s.latent.dSmear = json::Number(*v, Key(where, "smear"), 0.0, 1.0);
   } else {
     json::CheckKeys(node, where, {kKinds[int(s.eKind)], "residue", "finger", "drop", "jitter_ms"});
   }
   if (auto v = node.get_child_optional("drop")) {
-    for (long long k : json::Integers(*v, Key(where, "drop"), 0, kMaxFrames)) s.aDrop.push_back(int(k));
+    for (long long k : json::Integers(*v, Key(where, "drop"), 0, kMaxFrames))
+      s.aDrop.push_back(int(k));
   }
   if (auto v = node.get_child_optional("jitter_ms")) {
     s.bJitter = true;
@@ -189,24 +215,31 @@ ClScriptStep ParseStep(const Tree& node, const std::string& where) {
   return s;
 }
 
-}  // namespace
+} // namespace
 
-ClScript ParseScript(const Tree& node, const std::string& where) {
-  if (!json::IsArray(node)) json::Fail(where, "a script is an array of steps");
+ClScript ParseScript(const Tree& node, const std::string& where)
+{
+  if (!json::IsArray(node))
+    json::Fail(where, "a script is an array of steps");
   ClScript script;
   size_t i = 0;
-  for (const auto& child : node) script.Add(ParseStep(child.second, json::Item(where, i++)));
+  for (const auto& child : node)
+    script.Add(ParseStep(child.second, json::Item(where, i++)));
   return script;
 }
 
-ClScript ClScript::FromJson(const std::string& sText) {
+ClScript ClScript::FromJson(const std::string& sText)
+{
   const Tree tree = json::Parse(sText, "script text");
-  if (json::IsArray(tree)) return ParseScript(tree, "script");
+  if (json::IsArray(tree))
+    return ParseScript(tree, "script");
   json::CheckKeys(tree, "", {"script", "loop"});
   ClScript s;
-  if (auto v = tree.get_child_optional("script")) s = ParseScript(*v, "script");
-  if (auto v = tree.get_child_optional("loop")) s.SetLoop(json::Boolean(*v, "loop"));
+  if (auto v = tree.get_child_optional("script"))
+    s = ParseScript(*v, "script");
+  if (auto v = tree.get_child_optional("loop"))
+    s.SetLoop(json::Boolean(*v, "loop"));
   return s;
 }
 
-}  // namespace kxsim
+} // namespace kxsim

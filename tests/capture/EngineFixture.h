@@ -19,10 +19,7 @@
 
 namespace pt = boost::property_tree;
 
-inline std::string BinDir()
-{
-  return LSKX2_TEST_BIN_DIR;
-}
+inline std::string BinDir() { return LSKX2_TEST_BIN_DIR; }
 
 // The simulator's controls that SimControl leaves out, and the liveness stub's settings.
 class ClCaptureSim
@@ -52,8 +49,7 @@ private:
   ClCaptureSim()
     : m_Lib(BinDir() + "/libkxScanAPI.so"),
       m_Fd(BinDir() + "/" + ClVeltranoFakeFingerDetectionKX2Wrapper::szLibraryFile)
-  {
-  }
+  {}
   ClLib m_Lib;
   ClLib m_Fd;
 };
@@ -95,7 +91,8 @@ protected:
     ASSERT_TRUE(m_Scanner.Open(0));
     const std::string dir = sFakeDir.empty() ? BinDir() : sFakeDir;
     m_pEngine.reset(new ClKX2LiveCaptureR2(
-        dir.c_str(), szFakeFile ? szFakeFile : ClVeltranoFakeFingerDetectionKX2Wrapper::szLibraryFile));
+        dir.c_str(),
+        szFakeFile ? szFakeFile : ClVeltranoFakeFingerDetectionKX2Wrapper::szLibraryFile));
     m_pEngine->SetDevice(&m_Scanner);
     m_pEngine->SetTuning(TestTuning());
   }
@@ -134,9 +131,18 @@ protected:
     Engine().SetScannerData(s);
   }
   // What the three image calls throw, if anything.
-  StFailure PreviewFailure() { return FailureOf([&] { Call(&ClKX2LiveCaptureR2::GetPreviewImage); }); }
-  StFailure RollFailure() { return FailureOf([&] { Call(&ClKX2LiveCaptureR2::GetRollImage); }); }
-  StFailure ImageFailure() { return FailureOf([&] { Call(&ClKX2LiveCaptureR2::GetImage); }); }
+  StFailure PreviewFailure()
+  {
+    return FailureOf([&] { Call(&ClKX2LiveCaptureR2::GetPreviewImage); });
+  }
+  StFailure RollFailure()
+  {
+    return FailureOf([&] { Call(&ClKX2LiveCaptureR2::GetRollImage); });
+  }
+  StFailure ImageFailure()
+  {
+    return FailureOf([&] { Call(&ClKX2LiveCaptureR2::GetImage); });
+  }
   void Call(void (ClKX2LiveCaptureR2::*pfn)(ClImage&, uint32_t*, double*))
   {
     ClImage image;

@@ -119,7 +119,8 @@ TEST_F(EngineLifecycle, ModeChangesWakeWaitingWorkers)
   double dWorst = 0;
   for (int32_t nMode : {3, 6, 4, 5, 2, 4, 3, 1}) {
     const Clock::time_point t0 = Clock::now();
-    std::future<void> change = std::async(std::launch::async, [&] { Engine().SetCaptureMode(nMode); });
+    std::future<void> change =
+        std::async(std::launch::async, [&] { Engine().SetCaptureMode(nMode); });
     ASSERT_EQ(change.wait_for(std::chrono::seconds(120)), std::future_status::ready) << nMode;
     change.get();
     dWorst = std::max(dWorst, std::chrono::duration<double, std::milli>(Clock::now() - t0).count());
@@ -170,10 +171,10 @@ TEST_F(EngineLifecycle, StressTriggerPreviewAndModeChanges)
           std::this_thread::sleep_for(std::chrono::microseconds(300));
     });
   };
-  std::thread trigger = loop([&] { return FailureOf([&] { Engine().Trigger(); }).nCode == 0 && ++nTriggers; });
-  std::thread preview = loop([&] {
-    return (PreviewFailure().nCode == 0 || RollFailure().nCode == 0) && ++nImages;
-  });
+  std::thread trigger =
+      loop([&] { return FailureOf([&] { Engine().Trigger(); }).nCode == 0 && ++nTriggers; });
+  std::thread preview =
+      loop([&] { return (PreviewFailure().nCode == 0 || RollFailure().nCode == 0) && ++nImages; });
   const int32_t modes[] = {3, 6, 4, 5, 2, 1, 4, 3, 5, 6};
   for (int i = 0; i < 1000; ++i) {
     Engine().SetCaptureMode(modes[i % 10]);

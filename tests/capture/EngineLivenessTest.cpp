@@ -2,7 +2,6 @@
 // scanner data.
 #include "EngineFixture.h"
 
-
 namespace {
 
 const char* const kLive = R"({"empty":4},{"place":3},{"still":60})";
@@ -113,7 +112,8 @@ TEST_F(EngineLiveness, PadPartOnlyWhenTheLibraryAnswers)
 {
   OpenWith(kLive);
   Engine().SetCaptureMode(3);
-  EXPECT_EQ(Document().get<std::string>("KX2"), "") << "neither part outside the roll and liveness modes";
+  EXPECT_EQ(Document().get<std::string>("KX2"), "")
+      << "neither part outside the roll and liveness modes";
   Engine().SetCaptureMode(2);
   EXPECT_EQ(Document().get<std::string>("KX2.PAD.VERSION"), "1.0.0");
   Load(R"({"KX2":{"PAD":{"LEVEL":"3"},"ROLLFINGER":{"SERIES_LEN_THRESHOLD":"20"}}})");
@@ -122,7 +122,8 @@ TEST_F(EngineLiveness, PadPartOnlyWhenTheLibraryAnswers)
   // Above the first buffer's 1500000 bytes the text comes in a second, larger buffer.
   ClCaptureSim::Get().ConfigureLiveness(R"({"extended_padding":1600000})");
   EXPECT_EQ(Document().get<std::string>("KX2.PAD.PADDING").size(), 1600000u);
-  ClCaptureSim::Get().ConfigureLiveness(R"({"extended_padding":1600000,"extended_zero_size":true})");
+  ClCaptureSim::Get().ConfigureLiveness(
+      R"({"extended_padding":1600000,"extended_zero_size":true})");
   EXPECT_EQ(Document().get<std::string>("KX2"), "");
   ClCaptureSim::Get().ConfigureLiveness(R"({"extended_error":-2})");
   EXPECT_EQ(Document().get<std::string>("KX2"), "") << "a refusal leaves the part out";
@@ -142,4 +143,3 @@ TEST_F(EngineLiveness, PadPartOnlyWhenTheLibraryAnswers)
   Load(R"({"KX2":{"PAD":{"LEVEL":"3"}}})");
   EXPECT_EQ(StepUntilAccepted(30), 2u);
 }
-

@@ -13,7 +13,8 @@ class EngineModes : public EngineFixture
 protected:
   void OpenStill()
   {
-    Open(ScriptConfig(R"({"empty":4},{"place":3},{"still":400})", R"("control_bytes":[1,2,3,64,17,34,51])"));
+    Open(ScriptConfig(R"({"empty":4},{"place":3},{"still":400})",
+                      R"("control_bytes":[1,2,3,64,17,34,51])"));
   }
 };
 
@@ -28,7 +29,8 @@ TEST_F(EngineModes, DeviceSetUpOfEachMode)
     uint8_t nThird;
     int32_t nImageMode; // 1 normal, 2 raw
     int32_t nDose;
-  } cases[] = {{3, 0x67, 2, 9}, {4, 8, 1, 2}, {6, 0x67, 2, 9}, {5, 8, 1, 2}, {2, 0x67, 2, 9}, {1, 8, 1, 2}};
+  } cases[] = {{3, 0x67, 2, 9}, {4, 8, 1, 2},    {6, 0x67, 2, 9},
+               {5, 8, 1, 2},    {2, 0x67, 2, 9}, {1, 8, 1, 2}};
   for (const auto& c : cases) {
     Engine().SetCaptureMode(c.nMode);
     EXPECT_EQ(Engine().GetCaptureMode(), c.nMode);
@@ -99,7 +101,8 @@ TEST_F(EngineModes, TriggeredModeHandsOutTheMaskedFrame)
   double dScore = 9;
   ClImage image;
   // Only a frame masked while GetImage waits is seen, so the trigger goes on meanwhile.
-  std::future<void> result = std::async(std::launch::async, [&] { Engine().GetImage(image, &nStatus, &dScore); });
+  std::future<void> result =
+      std::async(std::launch::async, [&] { Engine().GetImage(image, &nStatus, &dScore); });
   while (result.wait_for(std::chrono::milliseconds(2)) != std::future_status::ready)
     Engine().Trigger();
   result.get();
@@ -115,7 +118,8 @@ TEST_F(EngineModes, TriggeredModeHandsOutTheMaskedFrame)
 
 TEST_F(EngineModes, VersionWordsOfTheDevice)
 {
-  Open(ScriptConfig(R"({"empty":1})", R"("version":{"lib":[10,0,0,1],"hw":[1,2,3,0],"fw":[4,5,6,0]})"));
+  Open(ScriptConfig(R"({"empty":1})",
+                    R"("version":{"lib":[10,0,0,1],"hw":[1,2,3,0],"fw":[4,5,6,0]})"));
   const char* const words[] = {"10.0.0.1", "4.5.6", "0.0.0.0", "1.2.3", "10.0.0.1"};
   for (uint32_t nId = 0; nId < 5; ++nId) {
     char text[32] = {};
@@ -125,8 +129,10 @@ TEST_F(EngineModes, VersionWordsOfTheDevice)
   }
   char text[32] = {};
   uint64_t nSize = 5;
-  EXPECT_TRUE(IsFailure(FailureOf([&] { Engine().GetVersionInfo(1, text, &nSize); }), -702, nullptr));
+  EXPECT_TRUE(
+      IsFailure(FailureOf([&] { Engine().GetVersionInfo(1, text, &nSize); }), -702, nullptr));
   EXPECT_EQ(nSize, 6u) << "the needed size is stored first";
   EXPECT_EQ(CodeOf([&] { Engine().GetVersionInfo(1, nullptr, &nSize); }), -702);
-  EXPECT_TRUE(IsFailure(FailureOf([&] { Engine().GetVersionInfo(5, text, &nSize); }), -44, nullptr));
+  EXPECT_TRUE(
+      IsFailure(FailureOf([&] { Engine().GetVersionInfo(5, text, &nSize); }), -44, nullptr));
 }

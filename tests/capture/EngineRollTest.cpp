@@ -7,7 +7,8 @@
 namespace {
 
 // A slow roll from column 300 to 500, then the platen empty again.
-const char* const kRoll = R"({"empty":4},{"roll":60,"from_x":300,"to_x":500},{"lift":4},{"empty":30})";
+const char* const kRoll =
+    R"({"empty":4},{"roll":60,"from_x":300,"to_x":500},{"lift":4},{"empty":30})";
 
 class EngineRoll : public EngineFixture
 {

@@ -44,7 +44,8 @@ TEST(KX2FrameJudge, AreaLimitsOneApart)
   EXPECT_EQ(J::Judge(AreaOf(8000), 0, false), J::eNoFinger);
   EXPECT_EQ(J::Judge(AreaOf(8001), 0, false), J::eStill);
   EXPECT_FALSE(J::HoldsFinger(AreaOf(7999)));
-  EXPECT_TRUE(J::HoldsFinger(AreaOf(8000))) << "the final image's test is one below the detection's";
+  EXPECT_TRUE(J::HoldsFinger(AreaOf(8000)))
+      << "the final image's test is one below the detection's";
   EXPECT_FALSE(J::WantsCapture(AreaOf(32000)));
   EXPECT_TRUE(J::WantsCapture(AreaOf(32001)));
   // The last row of the region is 674, the last column 719.

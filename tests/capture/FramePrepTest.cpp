@@ -46,7 +46,8 @@ TEST(KX2FramePrep, FusedPathEqualsTheSteps)
     EXPECT_EQ(fused.PelsX(), 19685);
     for (int32_t y = 0; y < 750; ++y)
       ASSERT_EQ(0, std::memcmp(fused.Data() + y * fused.LineElements(),
-                               stepwise.Data() + y * stepwise.LineElements(), 800)) << "row " << y;
+                               stepwise.Data() + y * stepwise.LineElements(), 800))
+          << "row " << y;
   }
   // Another raw size goes step by step to the same output size.
   ClImage raw, out;

@@ -65,7 +65,7 @@ void RunPair(ClTpTripleBuffer<T>& tb, uint64_t nItems, uint64_t nReads, FWrite w
       if (!tb.HasNewData()) {
         if (bFinished)
           break;
-        tb.Wait(1);  // a lost notification costs one timeout at most
+        tb.Wait(1); // a lost notification costs one timeout at most
         continue;
       }
       const uint64_t nAtLeast = nPublished.load();
@@ -95,7 +95,7 @@ TEST(TripleBuffer, HandsOutNewestAndRereadsWithoutWrite)
 {
   StItem a, b, c;
   ClTpTripleBuffer<StItem> tb(&a, &b, &c);
-  EXPECT_EQ(tb.LockRead(), &b);  // fresh: buffer 1, unwritten
+  EXPECT_EQ(tb.LockRead(), &b); // fresh: buffer 1, unwritten
   tb.UnlockRead();
 
   tb.LockWrite()->Write(1);
@@ -107,7 +107,7 @@ TEST(TripleBuffer, HandsOutNewestAndRereadsWithoutWrite)
   EXPECT_EQ(r->nSeq, 2u);
   EXPECT_FALSE(tb.HasNewData());
   tb.UnlockRead();
-  EXPECT_EQ(tb.LockRead(), r);  // no write in between: the same item again
+  EXPECT_EQ(tb.LockRead(), r); // no write in between: the same item again
   EXPECT_FALSE(tb.HasNewData());
   tb.UnlockRead();
 }
@@ -181,13 +181,13 @@ TEST(TripleBuffer, WaitWakeAndInterruption)
   tb.LockWrite();
   tb.UnlockWrite();
   auto t0 = std::chrono::steady_clock::now();
-  EXPECT_TRUE(tb.Wait(3));  // pending data: at once
+  EXPECT_TRUE(tb.Wait(3)); // pending data: at once
   EXPECT_LT(Seconds(t0), 0.5);
 
   tb.LockRead();
   tb.UnlockRead();
   t0 = std::chrono::steady_clock::now();
-  EXPECT_FALSE(tb.Wait(1));  // nothing comes: the whole second
+  EXPECT_FALSE(tb.Wait(1)); // nothing comes: the whole second
   EXPECT_GE(Seconds(t0), 0.9);
 
   // A Wake that falls before the waiter is waiting is lost, so shutdown wakes until the
@@ -263,11 +263,12 @@ TEST(TripleBuffer, ProducerAndConsumerThreads)
 {
   StItem items[3];
   ClTpTripleBuffer<StItem> tb(&items[0], &items[1], &items[2]);
-  RunPair(tb, 20000, 500, [](StItem* p, uint64_t n) { p->Write(n); },
-          [](const StItem* p, uint64_t& nSeq) {
-            nSeq = p->nSeq;
-            return p->Intact();
-          });
+  RunPair(
+      tb, 20000, 500, [](StItem* p, uint64_t n) { p->Write(n); },
+      [](const StItem* p, uint64_t& nSeq) {
+        nSeq = p->nSeq;
+        return p->Intact();
+      });
 }
 
 TEST(TripleBuffer, ImagesBetweenThreads)
@@ -275,17 +276,17 @@ TEST(TripleBuffer, ImagesBetweenThreads)
   ClImage images[3];
   ClTpTripleBuffer<ClImage> tb(&images[0], &images[1], &images[2]);
   RunPair(
-    tb, 3000, 200,
-    [](ClImage* p, uint64_t n) {
-      p->Create(eUInt8, 64, 16);  // same size every frame: the buffer is kept
-      p->Fill(static_cast<unsigned char>(n % 251 + 1));
-      p->SetImageTag(static_cast<uint32_t>(n));
-    },
-    [](const ClImage* p, uint64_t& nSeq) {
-      nSeq = p->ImageTag();
-      for (int32_t i = 0; i < p->LineBytes() * p->Height(); ++i)
-        if (p->Data()[i] != nSeq % 251 + 1)
-          return false;
-      return true;
-    });
+      tb, 3000, 200,
+      [](ClImage* p, uint64_t n) {
+        p->Create(eUInt8, 64, 16); // same size every frame: the buffer is kept
+        p->Fill(static_cast<unsigned char>(n % 251 + 1));
+        p->SetImageTag(static_cast<uint32_t>(n));
+      },
+      [](const ClImage* p, uint64_t& nSeq) {
+        nSeq = p->ImageTag();
+        for (int32_t i = 0; i < p->LineBytes() * p->Height(); ++i)
+          if (p->Data()[i] != nSeq % 251 + 1)
+            return false;
+        return true;
+      });
 }

@@ -8,7 +8,7 @@
 
 struct StFailure
 {
-  int32_t nCode = 0;  // 0: nothing thrown
+  int32_t nCode = 0; // 0: nothing thrown
   std::string sMessage = "<no exception>";
   bool Says(const std::string& s) const { return sMessage.find(s) != std::string::npos; }
 };
@@ -33,7 +33,8 @@ int32_t CodeOf(F fn)
 inline ::testing::AssertionResult IsFailure(const StFailure& f, int32_t nCode, const char* szText)
 {
   if (f.nCode != nCode)
-    return ::testing::AssertionFailure() << "code " << f.nCode << " instead of " << nCode << ": " << f.sMessage;
+    return ::testing::AssertionFailure()
+           << "code " << f.nCode << " instead of " << nCode << ": " << f.sMessage;
   if (szText && !f.Says(szText))
     return ::testing::AssertionFailure() << "no \"" << szText << "\" in: " << f.sMessage;
   return ::testing::AssertionSuccess();
@@ -41,5 +42,5 @@ inline ::testing::AssertionResult IsFailure(const StFailure& f, int32_t nCode, c
 
 // The statement must throw a ClException with the code and, unless text is null, a
 // message containing text.
-#define EXPECT_CL_THROW(statement, code, text) \
+#define EXPECT_CL_THROW(statement, code, text)                                                     \
   EXPECT_TRUE(IsFailure(FailureOf([&] { statement; }), (code), (text))) << #statement

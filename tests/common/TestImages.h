@@ -14,18 +14,20 @@
 template <class T>
 inline T& At(ClImage& image, int32_t x, int32_t y, uint32_t p = 0)
 {
-  return image.Pixels<T>()[static_cast<ptrdiff_t>(y) * image.LineElements() + x * image.Planes() + p];
+  return image
+      .Pixels<T>()[static_cast<ptrdiff_t>(y) * image.LineElements() + x * image.Planes() + p];
 }
 
 template <class T>
 inline T At(const ClImage& image, int32_t x, int32_t y, uint32_t p = 0)
 {
-  return image.Pixels<T>()[static_cast<ptrdiff_t>(y) * image.LineElements() + x * image.Planes() + p];
+  return image
+      .Pixels<T>()[static_cast<ptrdiff_t>(y) * image.LineElements() + x * image.Planes() + p];
 }
 
 template <class T>
-inline void MakeRandom(ClImage& image, int32_t w, int32_t h, uint32_t nSeed, double dLow, double dHigh,
-                       uint32_t nPlanes = 1)
+inline void MakeRandom(ClImage& image, int32_t w, int32_t h, uint32_t nSeed, double dLow,
+                       double dHigh, uint32_t nPlanes = 1)
 {
   image.Create(TpDataType<T>::value, w, h, nPlanes, 19685, 19685);
   std::mt19937 gen(nSeed);
@@ -33,7 +35,8 @@ inline void MakeRandom(ClImage& image, int32_t w, int32_t h, uint32_t nSeed, dou
     for (int32_t x = 0; x < w; ++x)
       for (uint32_t p = 0; p < nPlanes; ++p) {
         if constexpr (std::is_floating_point<T>::value)
-          At<T>(image, x, y, p) = static_cast<T>(std::uniform_real_distribution<double>(dLow, dHigh)(gen));
+          At<T>(image, x, y, p) =
+              static_cast<T>(std::uniform_real_distribution<double>(dLow, dHigh)(gen));
         else
           At<T>(image, x, y, p) = static_cast<T>(std::uniform_int_distribution<int64_t>(
               static_cast<int64_t>(dLow), static_cast<int64_t>(dHigh))(gen));
@@ -114,8 +117,8 @@ namespace GeoTest {
 inline uint8_t& At(ClImage& image, int32_t x, int32_t y) { return ::At<uint8_t>(image, x, y); }
 inline uint8_t At(const ClImage& image, int32_t x, int32_t y) { return ::At<uint8_t>(image, x, y); }
 
-inline void Make(ClImage& image, int32_t nW, int32_t nH, const std::function<uint8_t(int32_t, int32_t)>& f,
-                 int32_t nPels = 19685)
+inline void Make(ClImage& image, int32_t nW, int32_t nH,
+                 const std::function<uint8_t(int32_t, int32_t)>& f, int32_t nPels = 19685)
 {
   image.Create(eUInt8, nW, nH, 1, nPels, nPels);
   for (int32_t y = 0; y < nH; ++y)
@@ -123,10 +126,12 @@ inline void Make(ClImage& image, int32_t nW, int32_t nH, const std::function<uin
       At(image, x, y) = f(x, y);
 }
 
-inline void MakeRandom(ClImage& image, int32_t nW, int32_t nH, uint32_t nSeed, int32_t nPels = 19685)
+inline void MakeRandom(ClImage& image, int32_t nW, int32_t nH, uint32_t nSeed,
+                       int32_t nPels = 19685)
 {
   std::mt19937 rng(nSeed);
-  Make(image, nW, nH, [&](int32_t, int32_t) { return static_cast<uint8_t>(rng() & 0xFF); }, nPels);
+  Make(
+      image, nW, nH, [&](int32_t, int32_t) { return static_cast<uint8_t>(rng() & 0xFF); }, nPels);
 }
 
 // Object pixels (0) with the given density, the rest 255.
@@ -137,6 +142,9 @@ inline void MakeBinary(ClImage& image, int32_t nW, int32_t nH, double dDensity, 
   Make(image, nW, nH, [&](int32_t, int32_t) { return object(rng) ? uint8_t(0) : uint8_t(255); });
 }
 
-inline int64_t FirstDifference(const ClImage& a, const ClImage& b) { return ::FirstDifference<uint8_t>(a, b); }
+inline int64_t FirstDifference(const ClImage& a, const ClImage& b)
+{
+  return ::FirstDifference<uint8_t>(a, b);
+}
 
 } // namespace GeoTest

@@ -93,7 +93,7 @@ const char szFaults[] = R"({"devices":[{"interface":0,"compatibility":7,"serial"
   "script":[{"empty":4}],
   "faults":[{"call":"ftrScanSetDiodesStatus","error":121,"count":1},
             {"call":"ftrScanGetImage","error":121,"count":1}]}]})";
-}
+} // namespace
 
 TEST(Wrapper, WithoutLastErrorNoRetryAndTheBareMessage)
 {

@@ -63,7 +63,8 @@ struct ClSharedLockDir
 struct ClTestName
 {
   explicit ClTestName(const char* szTag)
-    : sName(std::string("KX2 ") + szTag + std::to_string(getpid())) {}
+    : sName(std::string("KX2 ") + szTag + std::to_string(getpid()))
+  {}
   ~ClTestName() { unlink(ClInterprocessLock::LockPath(sName).c_str()); }
   const char* c_str() const { return sName.c_str(); }
   std::string sName;

@@ -103,8 +103,7 @@ void ScenarioPin()
   PutCode("construct", [&] {
     ClVeltranoKX1Wrapper w(nullptr, ClVeltranoKX1Wrapper::szLibraryFile);
     name = w.LoadedName();
-    auto global =
-        reinterpret_cast<KXSIM_GETGLOBALOPTION>(SimEntry("kxsimGetGlobalOption", name));
+    auto global = reinterpret_cast<KXSIM_GETGLOBALOPTION>(SimEntry("kxsimGetGlobalOption", name));
     int32_t option = -1;
     uint32_t value = 99;
     if (global && global(&option, &value))

@@ -39,10 +39,7 @@ std::vector<std::string> Query(uint32_t nWanted, bool bCalibration = true)
   return out;
 }
 
-ClSimControl& Sim()
-{
-  return ClSimControl::Get();
-}
+ClSimControl& Sim() { return ClSimControl::Get(); }
 
 const char szFw[] = R"("version":{"fw":[%d,%d,%d,0]})";
 std::string Firmware(int a, int b, int c)
@@ -57,19 +54,17 @@ std::string Firmware(int a, int b, int c)
 TEST(Enumeration, NamesForEveryModelAndFirmware)
 {
   ClVeltranoKX1Wrapper::Start();
-  Sim().Load(Config({Device(0, 7, R"("serial":"21234567")"),
-                     Device(1, 1, R"("serial":"31234567")"),
-                     Device(2, 4, R"("serial":"41234567",)" + Firmware(17, 0, 9)),
-                     Device(3, 4, R"("serial":"51234567",)" + Firmware(17, 0, 10)),
-                     Device(4, 13, R"("serial":"61234567",)" + Firmware(18, 0, 77)),
-                     Device(5, 13, R"("serial":"71234567",)" + Firmware(18, 1, 0)),
-                     Device(6, 15, R"("serial":"81234567")"),
-                     Device(7, 99, R"("serial":"91234567")"),
-                     Device(9, 7, R"("serial":"22222222")")}));
+  Sim().Load(
+      Config({Device(0, 7, R"("serial":"21234567")"), Device(1, 1, R"("serial":"31234567")"),
+              Device(2, 4, R"("serial":"41234567",)" + Firmware(17, 0, 9)),
+              Device(3, 4, R"("serial":"51234567",)" + Firmware(17, 0, 10)),
+              Device(4, 13, R"("serial":"61234567",)" + Firmware(18, 0, 77)),
+              Device(5, 13, R"("serial":"71234567",)" + Firmware(18, 1, 0)),
+              Device(6, 15, R"("serial":"81234567")"), Device(7, 99, R"("serial":"91234567")"),
+              Device(9, 7, R"("serial":"22222222")")}));
   std::vector<std::string> expected = {
-      "KX2 21234567|0|18",  "KX1 31234567|1|19", "KX1 41234567|2|19",
-      "Q7 51234567|3|19",   "Q7 61234567|4|19",  "KX1 71234567|5|19",
-      "KX10 81234567|6|38", "KX2 22222222|9|18"};
+      "KX2 21234567|0|18", "KX1 31234567|1|19", "KX1 41234567|2|19",  "Q7 51234567|3|19",
+      "Q7 61234567|4|19",  "KX1 71234567|5|19", "KX10 81234567|6|38", "KX2 22222222|9|18"};
   EXPECT_EQ(Query(0), expected);
   EXPECT_EQ(Query(18), (std::vector<std::string>{expected[0], expected[7]}));
   EXPECT_EQ(Query(38), (std::vector<std::string>{expected[6]}));
@@ -83,17 +78,15 @@ TEST(Enumeration, NamesForEveryModelAndFirmware)
 TEST(Enumeration, SerialForms)
 {
   Sim().Load(Config({Device(0, 7, R"("serial":"unprogrammed")"),
-                     Device(1, 7, R"("serial":"A1234567")"),
-                     Device(2, 7, R"("serial":"2123A567")"),
-                     Device(3, 1, R"("serial":"1234567")"),
-                     Device(4, 1, R"("serial":"123456")"),
+                     Device(1, 7, R"("serial":"A1234567")"), Device(2, 7, R"("serial":"2123A567")"),
+                     Device(3, 1, R"("serial":"1234567")"), Device(4, 1, R"("serial":"123456")"),
                      Device(5, 1, R"("serial_bytes":[49,50,51,52,53,54,55,56,57])"),
                      Device(6, 7, R"("serial_bytes":[50,49,50,51,52,53,54,55,56])"),
                      Device(7, 15, R"("serial":"unprogrammed")")}));
   // The KX2 drops the first byte in every case: 9 digits leave 8 that pass.
-  EXPECT_EQ(Query(0), (std::vector<std::string>{"KX2 20000000|0|18", "KX2 21234567|1|18",
-                                                "KX1 1234567|3|19", "KX2 212345678|6|18",
-                                                "KX10 00000000|7|38"}));
+  EXPECT_EQ(Query(0),
+            (std::vector<std::string>{"KX2 20000000|0|18", "KX2 21234567|1|18", "KX1 1234567|3|19",
+                                      "KX2 212345678|6|18", "KX10 00000000|7|38"}));
 }
 
 TEST(Enumeration, CalibrationMemory)
@@ -102,8 +95,7 @@ TEST(Enumeration, CalibrationMemory)
                      Device(1, 1, R"("serial":"11111112","ext_memory":{"size":1291})"),
                      Device(2, 1, R"("serial":"11111113","ext_memory":{"calibration":false})"),
                      Device(3, 1, R"("serial":"11111114","ext_memory":null)"),
-                     Device(4, 1,
-                            R"("serial":"11111115","ext_memory":{"marker_offset":255})")}));
+                     Device(4, 1, R"("serial":"11111115","ext_memory":{"marker_offset":255})")}));
   ClVeltranoKX1Wrapper::Start();
   auto* open = g_KXScanAPI.ftrScanOpenDeviceOnInterface;
   KXDeviceHandle h0 = open(0);
@@ -126,16 +118,15 @@ TEST(Enumeration, CalibrationMemory)
 
 TEST(Enumeration, BadDeviceSkippedOthersListed)
 {
-  Sim().Load(Config({Device(0, 7, R"("serial":"20000001")"),
-                     Device(1, 7, R"("serial":"20000002","fail_open":31)"),
-                     Device(2, 7, R"("serial":"20000003","fail_info":31)"),
-                     Device(3, 7, R"("serial":"20000004",
+  Sim().Load(Config(
+      {Device(0, 7, R"("serial":"20000001")"),
+       Device(1, 7, R"("serial":"20000002","fail_open":31)"),
+       Device(2, 7, R"("serial":"20000003","fail_info":31)"), Device(3, 7, R"("serial":"20000004",
                        "faults":[{"call":"ftrScanGetSerialNumber","error":31}])"),
-                     Device(4, 4, R"("serial":"20000005",
+       Device(4, 4, R"("serial":"20000005",
                        "faults":[{"call":"ftrScanGetVersion","error":31}])"),
-                     Device(5, 7, R"("serial":"20000006")"),
-                     Device(6, 7, R"("serial":"20000007")")},
-                    R"("interfaces_busy":[6])"));
+       Device(5, 7, R"("serial":"20000006")"), Device(6, 7, R"("serial":"20000007")")},
+      R"("interfaces_busy":[6])"));
   EXPECT_EQ(Query(0), (std::vector<std::string>{"KX2 20000001|0|18", "KX2 20000006|5|18"}));
   for (int i : {0, 2, 3, 4, 5})
     EXPECT_EQ(Sim().State(i).nOpenHandles, 0) << "interface " << i;
@@ -144,15 +135,15 @@ TEST(Enumeration, BadDeviceSkippedOthersListed)
 
   Sim().Load(Config({}));
   EXPECT_TRUE(Query(0).empty());
-  Sim().Load(Config({Device(0, 7, "")}, R"("faults":[{"call":"ftrScanGetInterfaces","error":31}])"));
+  Sim().Load(
+      Config({Device(0, 7, "")}, R"("faults":[{"call":"ftrScanGetInterfaces","error":31}])"));
   EXPECT_CL_THROW(Query(0), -101, "KXScanAPI - Unable to scan interfaces:31\n");
 }
 
 TEST(Enumeration, AllocationFailureWhileNamingClosesTheDevice)
 {
   const std::string config =
-      Config({Device(0, 7, R"("serial":"20000001")"),
-              Device(1, 7, R"("serial":"20000002",
+      Config({Device(0, 7, R"("serial":"20000001")"), Device(1, 7, R"("serial":"20000002",
                 "faults":[{"call":"ftrScanGetSerialNumber","bad_alloc":true}])"),
               Device(2, 7, R"("serial":"20000003")")});
   Sim().Load(config);
@@ -169,8 +160,8 @@ TEST(Enumeration, AllocationFailureWhileNamingClosesTheDevice)
 
 TEST(Enumeration, ConcurrentQueriesSeeEveryScanner)
 {
-  Sim().Load(Config({Device(0, 7, R"("serial":"20000001")"),
-                     Device(3, 7, R"("serial":"20000002")")}));
+  Sim().Load(
+      Config({Device(0, 7, R"("serial":"20000001")"), Device(3, 7, R"("serial":"20000002")")}));
   std::atomic<int> wrong{0};
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t)
@@ -187,8 +178,7 @@ TEST(Enumeration, ConcurrentQueriesSeeEveryScanner)
 
 TEST(Enumeration, ExportCountsAndRecords)
 {
-  Sim().Load(Config({Device(0, 7, R"("serial":"21234567")"),
-                     Device(1, 1, R"("serial":"31234567")"),
+  Sim().Load(Config({Device(0, 7, R"("serial":"21234567")"), Device(1, 1, R"("serial":"31234567")"),
                      Device(2, 7, R"("serial":"unprogrammed")")}));
   uint64_t n = 0;
   EXPECT_EQ(LS_KX2QueryScanners(nullptr, nullptr), -701);

@@ -53,8 +53,8 @@ TEST(FakeFinger, StartReadsAveragingOverFiveBytes)
   {
     const char* szText;
     bool bOn;
-  } cases[] = {{"True", true},   {"true", true},    {"TRUE", true},
-               {"TRue", false},  {"True ", false},  {"False", false}};
+  } cases[] = {{"True", true},  {"true", true},   {"TRUE", true},
+               {"TRue", false}, {"True ", false}, {"False", false}};
   for (const auto& c : cases) {
     Configure((std::string(R"({"average_text":")") + c.szText + "\"}").c_str());
     ClBinding b;
@@ -136,10 +136,7 @@ TEST(FakeFinger, SearchPathAndVariants)
 
 namespace {
 std::vector<std::string> g_DebugLines;
-void CaptureDebug(const char* szLine)
-{
-  g_DebugLines.push_back(szLine);
-}
+void CaptureDebug(const char* szLine) { g_DebugLines.push_back(szLine); }
 } // namespace
 
 TEST(FakeFinger, NonAsciiPathKeepsItsDebugLine)

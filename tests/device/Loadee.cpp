@@ -1,5 +1,2 @@
 // A library for the loader tests, kept out of the system's search.
-extern "C" __attribute__((visibility("default"))) int LoadeeAnswer()
-{
-  return 42;
-}
+extern "C" __attribute__((visibility("default"))) int LoadeeAnswer() { return 42; }

@@ -8,10 +8,7 @@
 
 extern char** environ;
 
-std::string BinDir()
-{
-  return LSKX2_TEST_BIN_DIR;
-}
+std::string BinDir() { return LSKX2_TEST_BIN_DIR; }
 
 ClProbeResult RunProbe(const std::string& sVariant, const std::vector<std::string>& args)
 {

@@ -24,7 +24,10 @@ public:
                                m_Lib.Fn<KXSIM_GETCONFIGERROR>("kxsimGetConfigError")());
     m_Lib.Fn<KXSIM_SETFRAMEINTERVAL>("kxsimSetFrameInterval")(0);
   }
-  int64_t Calls(const char* szEntry) { return m_Lib.Fn<KXSIM_GETCALLCOUNT>("kxsimGetCallCount")(szEntry); }
+  int64_t Calls(const char* szEntry)
+  {
+    return m_Lib.Fn<KXSIM_GETCALLCOUNT>("kxsimGetCallCount")(szEntry);
+  }
   kxsimDeviceState State(int nInterface)
   {
     kxsimDeviceState s = {};

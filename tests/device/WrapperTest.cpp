@@ -147,14 +147,15 @@ TEST_F(WrapperTest, LibraryErrorsTranslatedByTable)
   {
     uint32_t nError;
     int32_t nCode;
-  } table[] = {{19, -202},       {50, -103},        {121, -204},         {170, -60},
+  } table[] = {{19, -202},         {50, -103},         {121, -204}, {170, -60},
                {0x20000006, -601}, {0x20000010, -701}, {87, -101}};
   for (const auto& row : table) {
     Open(OneKX2(R"("faults":[{"call":"ftrScanGetExtMemorySize","error":)" +
                 std::to_string(row.nError) + R"(,"count":-1}])"));
     uint16_t size = 0;
-    EXPECT_CL_THROW(m_Scanner.GetExtMemorySize(&size), row.nCode,
-                    ("KXScanAPI - ScanGetExtMemorySize:" + std::to_string(row.nError) + "\n").c_str());
+    EXPECT_CL_THROW(
+        m_Scanner.GetExtMemorySize(&size), row.nCode,
+        ("KXScanAPI - ScanGetExtMemorySize:" + std::to_string(row.nError) + "\n").c_str());
     m_Scanner.Close();
   }
   // The default of the call site gives way to the table: 170 at open is -60, not -101.

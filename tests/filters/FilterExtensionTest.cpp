@@ -23,7 +23,8 @@ TEST(FilterExtension, PlacesTheInputInsideTheFill)
   for (int32_t y = 0; y < 6; ++y)
     for (int32_t x = 0; x < 10; ++x) {
       const bool bInside = x >= 2 && x < 7 && y >= 1 && y < 4;
-      EXPECT_EQ(At<uint8_t>(out, x, y), bInside ? At<uint8_t>(in, x - 2, y - 1) : 7) << x << "," << y;
+      EXPECT_EQ(At<uint8_t>(out, x, y), bInside ? At<uint8_t>(in, x - 2, y - 1) : 7)
+          << x << "," << y;
     }
 }
 

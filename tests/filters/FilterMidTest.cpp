@@ -30,9 +30,11 @@ void RefMeanLine(const ClImage& in, ClImage& out, int32_t nWidth, bool bY)
   const int32_t n = bY ? in.Height() : in.Width();
   const int32_t w = Fit(nWidth, n, std::is_same<S, uint8_t>::value);
   const int32_t h = w / 2;
-  using U = typename std::make_unsigned<typename std::conditional<std::is_floating_point<S>::value, int, S>::type>::type;
+  using U = typename std::make_unsigned<
+      typename std::conditional<std::is_floating_point<S>::value, int, S>::type>::type;
   const int64_t nBias = std::is_signed<S>::value && !std::is_floating_point<S>::value
-                            ? (int64_t(1) << (8 * sizeof(S) - 1)) : 0;
+                            ? (int64_t(1) << (8 * sizeof(S) - 1))
+                            : 0;
   for (int32_t y = 0; y < in.Height(); ++y)
     for (int32_t x = 0; x < in.Width(); ++x) {
       const int32_t i = bY ? y : x;
@@ -111,7 +113,8 @@ void CheckTypedModes(double dTolerance)
         RunMid<S>(f, in, out, w, ClIpFilterMid::MODE_XY);
         RefMeanLine<S>(in, tmp, w, false);
         RefMeanLine<S>(tmp, ref, w, true);
-        EXPECT_EQ(FirstDifference<S>(out, ref, dTolerance), -1) << sz.w << "x" << sz.h << " XY w" << w;
+        EXPECT_EQ(FirstDifference<S>(out, ref, dTolerance), -1)
+            << sz.w << "x" << sz.h << " XY w" << w;
       }
     }
   }
@@ -187,7 +190,7 @@ TEST(FilterMid, FractionHoldsTheMeanInEighthBits)
         int32_t n;
         const double s = WindowSum<uint8_t>(in, x, y, w / 2, w / 2, n);
         double m = s / n;
-        if (w == 3)  // the 3 by 3 factors, as applied
+        if (w == 3) // the 3 by 3 factors, as applied
           m = s * (n == 4 ? 64.0 : n == 6 ? 42.666666666666664 : 28.444444444444443) * 0.00390625;
         ASSERT_EQ(At<uint8_t>(out, x, y), uint8_t(m)) << x << "," << y;
         ASSERT_EQ(At<uint8_t>(frac, x, y), uint8_t((m - std::floor(m)) * 256)) << x << "," << y;
@@ -276,7 +279,8 @@ TEST(FilterMid, TemplateRunningSumMatchesReference)
           for (int32_t x = 0; x < sz.w; ++x) {
             int32_t n;
             const double s = WindowSum<uint8_t>(in, x, y, fw / 2, fh / 2, n);
-            ASSERT_EQ(At<uint8_t>(out, x, y), uint32_t(s) / n) << sz.w << "x" << sz.h << " " << x << "," << y;
+            ASSERT_EQ(At<uint8_t>(out, x, y), uint32_t(s) / n)
+                << sz.w << "x" << sz.h << " " << x << "," << y;
             const double fs = WindowSum<float>(fin, x, y, fw / 2, fh / 2, n);
             ASSERT_NEAR(At<float>(fout, x, y), fs / n, 1e-6);
           }
@@ -315,7 +319,7 @@ TEST(FilterMid, TemplateRefusesOverflowingSums)
   in.Create(eUInt8, 4105, 4105);
   ClTpIpFilterMid<uint8_t, uint32_t> f;
   Wire(f, in, out);
-  f.m_nFilterWidth = 4105;  // 4105 * 4105 is above 16843009 = 2^32 / 255
+  f.m_nFilterWidth = 4105; // 4105 * 4105 is above 16843009 = 2^32 / 255
   f.m_nFilterHeight = 4105;
   EXPECT_CL_THROW(f.Process(), -44, nullptr);
   // A float window of size 0 passes the frame but fails the smallest-value test.

@@ -106,12 +106,13 @@ TEST(FilterMinMax, NanAndNegativeZeroFollowTheRescanWalk)
   for (int32_t y = 0; y < 17; ++y)
     ExtremeLine<TpMaxPolicy, float>(&At<float>(in, 0, y), 1, &At<float>(tmp, 0, y), 1, 23, 2);
   for (int32_t x = 0; x < 23; ++x)
-    ExtremeLine<TpMaxPolicy, float>(&At<float>(tmp, x, 0), tmp.LineElements(), &At<float>(ref, x, 0),
-                                    ref.LineElements(), 17, 1);
+    ExtremeLine<TpMaxPolicy, float>(&At<float>(tmp, x, 0), tmp.LineElements(),
+                                    &At<float>(ref, x, 0), ref.LineElements(), 17, 1);
   for (int32_t y = 0; y < 17; ++y)
     for (int32_t x = 0; x < 23; ++x) {
       const float a = At<float>(out, x, y), b = At<float>(ref, x, y);
       ASSERT_TRUE((std::isnan(a) && std::isnan(b)) ||
-                  (a == b && std::signbit(a) == std::signbit(b))) << x << "," << y;
+                  (a == b && std::signbit(a) == std::signbit(b)))
+          << x << "," << y;
     }
 }

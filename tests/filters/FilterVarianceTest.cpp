@@ -127,7 +127,7 @@ TEST(FilterVariance, InPlaceChecksAndTypes)
   ClImage out;
   out.Create(eUInt8, 3, 3);
   EXPECT_EQ(RunVariance(f, in, out, 5, eTypeDefault), 0);
-  EXPECT_EQ(out.Width(), 3);  // "default" does nothing
+  EXPECT_EQ(out.Width(), 3); // "default" does nothing
 
   ClImage rgb;
   MakeRandom<uint8_t>(rgb, 5, 5, 1, 0, 255, 3);

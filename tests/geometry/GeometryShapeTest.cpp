@@ -64,8 +64,9 @@ TEST(GeometrySubsample, ByFourMatchesBlockMeansAndSkipping)
       const int32_t nRows = std::min(4, 750 - 4 * y);
       int nSum = 0;
       for (int32_t j = 0; j < nRows; ++j)
-        nSum += (At(in, 4 * x, 4 * y + j) + At(in, 4 * x + 1, 4 * y + j) + At(in, 4 * x + 2, 4 * y + j) +
-                 At(in, 4 * x + 3, 4 * y + j)) / 4;
+        nSum += (At(in, 4 * x, 4 * y + j) + At(in, 4 * x + 1, 4 * y + j) +
+                 At(in, 4 * x + 2, 4 * y + j) + At(in, 4 * x + 3, 4 * y + j)) /
+                4;
       ASSERT_EQ(nSum / nRows, At(out, x, y)) << x << "," << y;
     }
   ASSERT_EQ(0, sub.Subsample(&in, 4, &out, false));
@@ -159,7 +160,8 @@ TEST(GeometryCut, TestsInOrderThenAnyTypeInPlace)
   EXPECT_EQ(600, rgb.PelsY());
   for (int32_t y = 0; y < 4; ++y)
     for (int32_t i = 0; i < 21; ++i)
-      ASSERT_EQ(ref.Pixels<uint16_t>()[(y + 3) * ref.LineElements() + 6 + i], rgb.Pixels<uint16_t>()[y * rgb.LineElements() + i]);
+      ASSERT_EQ(ref.Pixels<uint16_t>()[(y + 3) * ref.LineElements() + 6 + i],
+                rgb.Pixels<uint16_t>()[y * rgb.LineElements() + i]);
 }
 
 TEST(GeometryTpCut, FrameTestsThenRectangleTests)
@@ -201,7 +203,8 @@ TEST(GeometryFlip, MirrorsRotatesCopiesAndWorksInPlace)
     ASSERT_EQ(0, flip.Process());
     for (int32_t y = 0; y < 7; ++y)
       for (int32_t x = 0; x < 13; ++x)
-        ASSERT_EQ(At(in, flip.m_bFlipX ? 12 - x : x, flip.m_bFlipY ? 6 - y : y), At(out, x, y)) << nFlags;
+        ASSERT_EQ(At(in, flip.m_bFlipX ? 12 - x : x, flip.m_bFlipY ? 6 - y : y), At(out, x, y))
+            << nFlags;
   }
   // The capture path's vertical flip, in place, twice: the image comes back.
   ref.Copy(in);
@@ -230,7 +233,8 @@ TEST(GeometryPlanes, SplitJoinFillAndRefusals)
   ASSERT_EQ(3u, joined.Planes());
   for (int32_t y = 0; y < 4; ++y)
     for (int32_t i = 0; i < 15; ++i)
-      ASSERT_EQ(rgb.Pixels<int16_t>()[y * rgb.LineElements() + i], joined.Pixels<int16_t>()[y * joined.LineElements() + i]);
+      ASSERT_EQ(rgb.Pixels<int16_t>()[y * rgb.LineElements() + i],
+                joined.Pixels<int16_t>()[y * joined.LineElements() + i]);
 
   // An empty plane takes the fill, NaN by default, whose conversion to a byte is 0.
   ClImage a, b, out;

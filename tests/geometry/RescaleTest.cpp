@@ -166,7 +166,7 @@ TEST(RescaleBiLinear, EnlargesWithMarginsAndCorners)
   // Interior by four products of 12-bit weights, each shifted down on its own; margins
   // along the edge rows and columns; corners repeat the corner samples.
   const uint8_t aExpected[4][4] = {
-    {0, 25, 75, 100}, {50, 57, 76, 86}, {150, 126, 79, 58}, {200, 161, 83, 44}};
+      {0, 25, 75, 100}, {50, 57, 76, 86}, {150, 126, 79, 58}, {200, 161, 83, 44}};
   for (int32_t y = 0; y < 4; ++y)
     for (int32_t x = 0; x < 4; ++x)
       EXPECT_EQ(aExpected[y][x], At(out, x, y)) << x << "," << y;
@@ -222,7 +222,8 @@ TEST(RescaleFantMar, ResampleLineKeepsHalvesAndReadsPastTheEnd)
   // Doubling blends the last sample with the one behind the line.
   const std::vector<uint8_t> two = {100, 50, 30, 0};
   RescaleKernels::ResampleLine(two.data(), 2, out.data(), 4);
-  EXPECT_EQ((std::vector<uint8_t>{100, 75, 50, 40}), std::vector<uint8_t>(out.begin(), out.begin() + 4));
+  EXPECT_EQ((std::vector<uint8_t>{100, 75, 50, 40}),
+            std::vector<uint8_t>(out.begin(), out.begin() + 4));
 }
 
 TEST(RescaleFantMar, HalvingByTwoPassesWithLogLines)
@@ -260,7 +261,9 @@ TEST(RescaleWholeNumbered, MeansAndRepeatsByWholeFactors)
   ASSERT_EQ(14, out.Height());
   EXPECT_EQ(6561, out.PelsX());
   EXPECT_EQ(9842, out.PelsY());
-  auto third = [&](int32_t x, int32_t y) { return (At(in, 3 * x, y) + At(in, 3 * x + 1, y) + At(in, 3 * x + 2, y)) / 3; };
+  auto third = [&](int32_t x, int32_t y) {
+    return (At(in, 3 * x, y) + At(in, 3 * x + 1, y) + At(in, 3 * x + 2, y)) / 3;
+  };
   for (int32_t y = 0; y < 14; ++y)
     for (int32_t x = 0; x < 10; ++x) {
       // 21 rows give 10 pairs; further output rows repeat the tenth.

@@ -16,28 +16,53 @@ namespace {
 
 // The names of the device library the SDK may call.
 const char* const aEntries[] = {
-  "ftrScanGetInterfaces", "ftrScanOpenDevice", "ftrScanOpenDeviceOnInterface", "ftrScanCloseDevice",
-  "ftrScanGetDeviceInfo", "ftrScanGetVersion", "ftrScanGetImageSize", "ftrScanGetRawImageSize",
-  "ftrScanGetImage", "ftrScanGetImageByVariableDose", "ftrScanGetRawImageByVariableDose", "ftrScanGetFrame",
-  "ftrScanGetDarkImage", "ftrScanGetBacklightImage", "ftrScanGetFuzzyImage", "ftrScanIsFingerPresent",
-  "ftrScanGetExtMemorySize", "ftrScanRestoreExtMemory", "ftrScanSaveExtMemory", "ftrScanGetSerialNumber",
-  "ftrScanSetDiodesStatus", "ftrScanGetOptions", "ftrScanSetOptions", "ftrScanGlobalSetOptions",
-  "ftrScanChangeSystemNotification", "ftrScanGetFakeReplicaInterval", "ftrScanSetFakeReplicaInterval",
-  "ftrScanGetLFDParameters", "ftrScanSetLFDParameters", "ftrScanRollStart", "ftrScanRollGetImage",
-  "ftrScanRollAbort", "ftrScanRollGetFrameParameters", "ftrScanGetImageSizes",
+    "ftrScanGetInterfaces",
+    "ftrScanOpenDevice",
+    "ftrScanOpenDeviceOnInterface",
+    "ftrScanCloseDevice",
+    "ftrScanGetDeviceInfo",
+    "ftrScanGetVersion",
+    "ftrScanGetImageSize",
+    "ftrScanGetRawImageSize",
+    "ftrScanGetImage",
+    "ftrScanGetImageByVariableDose",
+    "ftrScanGetRawImageByVariableDose",
+    "ftrScanGetFrame",
+    "ftrScanGetDarkImage",
+    "ftrScanGetBacklightImage",
+    "ftrScanGetFuzzyImage",
+    "ftrScanIsFingerPresent",
+    "ftrScanGetExtMemorySize",
+    "ftrScanRestoreExtMemory",
+    "ftrScanSaveExtMemory",
+    "ftrScanGetSerialNumber",
+    "ftrScanSetDiodesStatus",
+    "ftrScanGetOptions",
+    "ftrScanSetOptions",
+    "ftrScanGlobalSetOptions",
+    "ftrScanChangeSystemNotification",
+    "ftrScanGetFakeReplicaInterval",
+    "ftrScanSetFakeReplicaInterval",
+    "ftrScanGetLFDParameters",
+    "ftrScanSetLFDParameters",
+    "ftrScanRollStart",
+    "ftrScanRollGetImage",
+    "ftrScanRollAbort",
+    "ftrScanRollGetFrameParameters",
+    "ftrScanGetImageSizes",
 };
 
 bool WithoutDevice(const std::string& s)
 {
-  return s == "ftrScanGetInterfaces" || s == "ftrScanGlobalSetOptions" || s == "ftrScanChangeSystemNotification" ||
-         s == "ftrScanGetVersion";
+  return s == "ftrScanGetInterfaces" || s == "ftrScanGlobalSetOptions" ||
+         s == "ftrScanChangeSystemNotification" || s == "ftrScanGetVersion";
 }
 
 struct StFlavour
 {
   const char* szName;
   uint32_t nError;
-  int nCount;   // -1: the call fails for good from N on
+  int nCount; // -1: the call fails for good from N on
 };
 const StFlavour aFlavours[] = {{"transient", 121, 1}, {"hard", 31, 1}, {"gone", 170, -1}};
 
@@ -124,10 +149,14 @@ TEST(FaultInjection, EveryCallOfEveryEntryPointFailsOnce)
       StOutcome all;
       int nPositions = 0, nCompleted = 0, nRecovered = 0;
       // One past the last call: the fault never fires and the sequence completes.
-      for (int64_t at = 0; at <= nCalls; at += (at == nCalls - 1 ? 1 : std::min<int64_t>(Stride(int(nCalls)), std::max<int64_t>(1, nCalls - 1 - at)))) {
+      for (int64_t at = 0; at <= nCalls;
+           at += (at == nCalls - 1 ? 1
+                                   : std::min<int64_t>(Stride(int(nCalls)),
+                                                       std::max<int64_t>(1, nCalls - 1 - at)))) {
         SCOPED_TRACE(sEntry + " " + f.szName + " at " + std::to_string(at));
         const std::string sFault = "{\"call\":\"" + sEntry + "\",\"at\":" + std::to_string(at) +
-                                   ",\"error\":" + std::to_string(f.nError) + ",\"count\":" + std::to_string(f.nCount) + "}";
+                                   ",\"error\":" + std::to_string(f.nError) +
+                                   ",\"count\":" + std::to_string(f.nCount) + "}";
         const bool bTop = WithoutDevice(sEntry);
         const bool bDevice = !bTop || sEntry == "ftrScanGetVersion";
         StOutcome out;
@@ -140,9 +169,9 @@ TEST(FaultInjection, EveryCallOfEveryEntryPointFailsOnce)
         for (auto& [c, k] : out.codes)
           all.codes[c] += k;
       }
-      std::cout << "fault " << sEntry << " " << f.szName << ": calls " << nCalls << ", positions " << nPositions
-                << ", completed " << nCompleted << ", recovered " << nRecovered << ", codes" << Codes(all.codes)
-                << std::endl;
+      std::cout << "fault " << sEntry << " " << f.szName << ": calls " << nCalls << ", positions "
+                << nPositions << ", completed " << nCompleted << ", recovered " << nRecovered
+                << ", codes" << Codes(all.codes) << std::endl;
     }
   }
 }
@@ -171,6 +200,6 @@ TEST(FaultInjection, DisconnectAtEveryFrame)
     for (auto& [c, k] : out.codes)
       all.codes[c] += k;
   }
-  std::cout << "disconnect: frames " << nFrames << ", positions " << nPositions << ", codes" << Codes(all.codes)
-            << std::endl;
+  std::cout << "disconnect: frames " << nFrames << ", positions " << nPositions << ", codes"
+            << Codes(all.codes) << std::endl;
 }

@@ -28,8 +28,8 @@ inline std::string Script()
 // without a device.
 inline std::string Config(const std::string& sDeviceFaults = "", const std::string& sTopFaults = "")
 {
-  return "{\"frame_interval_ms\":0,\"faults\":[" + sTopFaults + "],\"devices\":[{\"interface\":0,\"faults\":[" +
-         sDeviceFaults + "]," + Script() + "}]}";
+  return "{\"frame_interval_ms\":0,\"faults\":[" + sTopFaults +
+         "],\"devices\":[{\"interface\":0,\"faults\":[" + sDeviceFaults + "]," + Script() + "}]}";
 }
 
 // The time limits of the engines opened from now on. The suites link the library's static
@@ -43,15 +43,9 @@ inline void Limits(int32_t nPreviewMs, int32_t nResultMs)
   ClKX2LiveCaptureR2::SetDefaultTuning(t);
 }
 // Short, yet far above what a frame takes under a sanitizer on a loaded machine.
-inline void ShortLimits()
-{
-  Limits(1500, 3000);
-}
+inline void ShortLimits() { Limits(1500, 3000); }
 
-inline ClSimControl& Sim()
-{
-  return ClSimControl::Get();
-}
+inline ClSimControl& Sim() { return ClSimControl::Get(); }
 
 inline int Threads()
 {
@@ -125,8 +119,8 @@ inline LS_KX2_HANDLE Sequence(StOutcome& out)
   out.Note(LS_KX2OpenScanner(szScanner, &h));
   if (!h)
     return nullptr;
-  for (uint32_t m : {LS_KX2_MODE_PREVIEW, LS_KX2_MODE_TRIGGERED, LS_KX2_MODE_SINGLE_SHOT, LS_KX2_MODE_LIVENESS,
-                     LS_KX2_MODE_ROLL, LS_KX2_MODE_PLAIN})
+  for (uint32_t m : {LS_KX2_MODE_PREVIEW, LS_KX2_MODE_TRIGGERED, LS_KX2_MODE_SINGLE_SHOT,
+                     LS_KX2_MODE_LIVENESS, LS_KX2_MODE_ROLL, LS_KX2_MODE_PLAIN})
     out.Note(LS_KX2SetCaptureMode(h, m));
   std::vector<uint8_t> image(800 * 750);
   double d = 0;

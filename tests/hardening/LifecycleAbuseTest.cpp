@@ -211,10 +211,10 @@ TEST_F(LifecycleAbuse, PropertyCallsFromManyThreadsOnAFreshHandle)
         int32_t n = 0;
         char text[64];
         uint64_t nSize = sizeof(text);
-        const int32_t r = k == 0 ? LS_KX2GetPropertyA(m_h, "Version", text, &nSize)
-                        : k == 1 ? LS_KX2GetPropertyLongA(m_h, "nResetImage", &n)
-                        : k == 2 ? LS_KX2SetPropertyLongA(m_h, "nResetImage", 1)
-                                 : LS_KX2GetPropertyLongA(m_h, "nRollFingerStartMode", &n);
+        const int32_t r = k == 0   ? LS_KX2GetPropertyA(m_h, "Version", text, &nSize)
+                          : k == 1 ? LS_KX2GetPropertyLongA(m_h, "nResetImage", &n)
+                          : k == 2 ? LS_KX2SetPropertyLongA(m_h, "nResetImage", 1)
+                                   : LS_KX2GetPropertyLongA(m_h, "nRollFingerStartMode", &n);
         nFailed += r != 0;
       }
     });

@@ -89,7 +89,8 @@ void Stress(int nScanners)
 {
   const std::string sSecond = R"({"interface":1,"serial":"21234568",)" + Script() + "}";
   ShortLimits();
-  Sim().Load("{\"frame_interval_ms\":0,\"devices\":[{\"interface\":0," + Script() + "}," + sSecond + "]}");
+  Sim().Load("{\"frame_interval_ms\":0,\"devices\":[{\"interface\":0," + Script() + "}," + sSecond +
+             "]}");
   // A first thread makes a sanitizer start its helper thread before the count.
   std::thread([] {}).join();
   const int nThreads = Threads();
@@ -118,12 +119,14 @@ void Stress(int nScanners)
       t.Note(LS_KX2OpenScanner(aszNames[i], &ah[i]));
     }
   }
-  const double dSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  const double dSeconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   std::ostringstream codes;
   for (auto& [c, k] : t.codes)
     codes << " " << c << "x" << k;
-  std::cout << "stress " << nScanners << " scanner(s), 8 threads x " << nRounds << " rounds: " << t.nCalls
-            << " calls in " << dSeconds << " s, failures by code:" << codes.str() << std::endl;
+  std::cout << "stress " << nScanners << " scanner(s), 8 threads x " << nRounds
+            << " rounds: " << t.nCalls << " calls in " << dSeconds
+            << " s, failures by code:" << codes.str() << std::endl;
   // Handles never went bad, and each still captures.
   EXPECT_EQ(t.codes.count(-43), 0u);
   EXPECT_EQ(t.codes.count(-2), 0u);
@@ -138,12 +141,6 @@ void Stress(int nScanners)
 
 } // namespace
 
-TEST(Stress, EightThreadsOnOneScanner)
-{
-  Stress(1);
-}
+TEST(Stress, EightThreadsOnOneScanner) { Stress(1); }
 
-TEST(Stress, EightThreadsOnTwoScanners)
-{
-  Stress(2);
-}
+TEST(Stress, EightThreadsOnTwoScanners) { Stress(2); }

@@ -104,7 +104,8 @@ TEST(Histogram, MeansMatchSortedSamples)
   }
   EXPECT_DOUBLE_EQ(h.MeanInRange(100, 150), [&] {
     std::vector<int> in;
-    std::copy_if(v.begin(), v.end(), std::back_inserter(in), [](int x) { return x >= 100 && x <= 150; });
+    std::copy_if(v.begin(), v.end(), std::back_inserter(in),
+                 [](int x) { return x >= 100 && x <= 150; });
     return MeanOf(in, 0, in.size());
   }());
 }

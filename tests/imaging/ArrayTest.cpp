@@ -24,7 +24,7 @@ TEST(ArrayDynamic, GrowsByItsStep)
 {
   TpArrayDynamic<int, 10> a;
   a.Add(1);
-  EXPECT_EQ(a.Capacity(), 10u);  // exactly the step on the first Add
+  EXPECT_EQ(a.Capacity(), 10u); // exactly the step on the first Add
   for (int i = 2; i <= 10; ++i)
     a.Add(i);
   EXPECT_EQ(a.Capacity(), 10u);
@@ -37,7 +37,7 @@ TEST(ArrayDynamic, GrowsByItsStep)
   int* p = a.Data();
   a.Clear();
   EXPECT_EQ(a.Size(), 0u);
-  a.Add(5);  // capacity kept: no new block
+  a.Add(5); // capacity kept: no new block
   EXPECT_EQ(a.Data(), p);
 
   TpArrayDynamic<int, 3> b;
@@ -62,14 +62,14 @@ TEST(ArrayDynamic, ClassElementsLiveAndMove)
     a.Resize(3);
     EXPECT_EQ(StCounted::s_nLive, 3);
     a[0].m_nValue = 7;
-    a.Add(a[0]);  // full: the element comes from the block being replaced
+    a.Add(a[0]); // full: the element comes from the block being replaced
     EXPECT_EQ(a[3].m_nValue, 7);
     EXPECT_EQ(a[0].m_nValue, 7);
     EXPECT_EQ(a.Capacity(), 5u);
 
     TpArrayDynamic<StCounted, 2> copy(a);
     copy[0].m_nValue = 1;
-    EXPECT_EQ(a[0].m_nValue, 7);  // deep
+    EXPECT_EQ(a[0].m_nValue, 7); // deep
     EXPECT_EQ(copy.Size(), 4u);
   }
   EXPECT_EQ(StCounted::s_nLive, 0);
@@ -88,15 +88,15 @@ TEST(ArrayStatic, FailedAllocations)
   s.Resize(5);
   s[4] = 1.5;
   EXPECT_EQ(CodeOf([&] { s.Resize(UINT64_MAX / 4); }), -102);
-  EXPECT_EQ(s.Data(), nullptr);  // old elements gone
-  EXPECT_EQ(s.Size(), 5u);       // size unchanged until the next good Resize
+  EXPECT_EQ(s.Data(), nullptr); // old elements gone
+  EXPECT_EQ(s.Size(), 5u);      // size unchanged until the next good Resize
   s.Resize(2);
   EXPECT_EQ(s.Size(), 2u);
 
   TpArrayDynamic<ClVector, 10> d;
   d.Add(ClVector(1, 2));
   EXPECT_EQ(CodeOf([&] { d.Grow(UINT64_MAX / 8); }), -102);
-  EXPECT_EQ(d.Capacity(), 10u);  // restored, elements kept
+  EXPECT_EQ(d.Capacity(), 10u); // restored, elements kept
   EXPECT_EQ(d[0], ClVector(1, 2));
   EXPECT_EQ(CodeOf([&] { d.Grow(UINT64_MAX); }), -102);
   EXPECT_EQ(d.Capacity(), 10u);

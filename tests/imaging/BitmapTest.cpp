@@ -51,15 +51,15 @@ TEST(BitmapCreate, TablesAndLayout)
 {
   ClBitmap bmp;
   bmp.Create(5, 3, 8);
-  EXPECT_EQ(bmp.HeaderInfo().biSizeImage, 24u);  // stride 8
+  EXPECT_EQ(bmp.HeaderInfo().biSizeImage, 24u); // stride 8
   EXPECT_EQ(bmp.ColorCount(), 256u);
   EXPECT_EQ(Entry(bmp, 200), 0x00C8C8C8u);
   EXPECT_EQ(BitsOffset(bmp), 1064);
   bmp.Create(3, 1, 4);
-  EXPECT_EQ(Entry(bmp, 1), 0x00111111u);  // step 17
+  EXPECT_EQ(Entry(bmp, 1), 0x00111111u); // step 17
   bmp.Create(33, 1, 1);
   EXPECT_EQ(Entry(bmp, 1), 0x00FFFFFFu);
-  EXPECT_EQ(bmp.HeaderInfo().biSizeImage, 8u);  // 33 bits round up to 8 bytes
+  EXPECT_EQ(bmp.HeaderInfo().biSizeImage, 8u); // 33 bits round up to 8 bytes
 
   bmp.Create(4, 2, 24);
   EXPECT_EQ(bmp.ColorCount(), 0u);
@@ -90,10 +90,10 @@ TEST(BitmapCreate, BadArgumentsLeaveItEmpty)
 TEST(BitmapAttach, HeaderChecksInOrder)
 {
   std::vector<uint8_t> v = Block(4, 2, 0, false);
-  Patch(v, 0, 124, 4);  // biSize
-  Patch(v, 12, 2, 2);   // biPlanes
-  Patch(v, 16, 4, 4);   // biCompression
-  Patch(v, 14, 7, 2);   // biBitCount
+  Patch(v, 0, 124, 4); // biSize
+  Patch(v, 12, 2, 2);  // biPlanes
+  Patch(v, 16, 4, 4);  // biCompression
+  Patch(v, 14, 7, 2);  // biBitCount
   ClBitmap bmp;
   EXPECT_EQ(CodeOf([&] { bmp.Attach(v.data(), v.size()); }), -32);
   Patch(v, 0, 40, 4);
@@ -121,17 +121,17 @@ TEST(BitmapAttach, ShortBlocksAreRefused)
 {
   ClBitmap bmp;
   std::vector<uint8_t> f = Block(4, 2, 256, true);
-  EXPECT_EQ(CodeOf([&] { bmp.Attach(f.data(), 13); }), -10);  // truncated file header
+  EXPECT_EQ(CodeOf([&] { bmp.Attach(f.data(), 13); }), -10); // truncated file header
   EXPECT_EQ(CodeOf([&] { bmp.Attach(f.data(), 14); }), -21);
   EXPECT_EQ(CodeOf([&] { bmp.Attach(f.data(), 14 + 39); }), -21);
-  EXPECT_EQ(CodeOf([&] { bmp.Attach(f.data(), 14 + 40 + 1023); }), -21);  // table
-  EXPECT_EQ(CodeOf([&] { bmp.Attach(f.data(), f.size() - 1); }), -21);    // pixels
+  EXPECT_EQ(CodeOf([&] { bmp.Attach(f.data(), 14 + 40 + 1023); }), -21); // table
+  EXPECT_EQ(CodeOf([&] { bmp.Attach(f.data(), f.size() - 1); }), -21);   // pixels
   EXPECT_EQ(bmp.Header(), nullptr);
   EXPECT_EQ(CodeOf([&] { bmp.Attach(f.data(), f.size()); }), 0);
 
   std::vector<uint8_t> v = Block(4, 2, 0, false);
   EXPECT_EQ(CodeOf([&] { bmp.Attach(v.data(), 39); }), -21);
-  Patch(v, 8, 0x7FFFFFFF, 4);  // a huge height must not overflow the size check
+  Patch(v, 8, 0x7FFFFFFF, 4); // a huge height must not overflow the size check
   EXPECT_EQ(CodeOf([&] { bmp.Attach(v.data(), v.size()); }), -21);
 }
 
@@ -139,7 +139,7 @@ TEST(BitmapAttach, PixelPositionFromFileHeaderOrTable)
 {
   // The file header places the pixels 8 bytes behind the table.
   std::vector<uint8_t> store(2 + 14 + 40 + 1024 + 8 + 8);
-  uint8_t* p = store.data() + 2;  // info header at an odd address
+  uint8_t* p = store.data() + 2; // info header at an odd address
   std::vector<uint8_t> f = Block(4, 2, 256, true, 8);
   std::memcpy(p, f.data(), f.size());
   ClBitmap bmp;
@@ -147,7 +147,7 @@ TEST(BitmapAttach, PixelPositionFromFileHeaderOrTable)
   EXPECT_EQ(reinterpret_cast<uint8_t*>(bmp.Header()), p + 14);
   EXPECT_EQ(bmp.Bits(), p + 14 + 40 + 1024 + 8);
   EXPECT_EQ(reinterpret_cast<uint8_t*>(bmp.Palette()), p + 54);
-  bmp.Attach(p, 0);  // size unknown: no size check at all
+  bmp.Attach(p, 0); // size unknown: no size check at all
   EXPECT_EQ(bmp.Bits(), p + 1086);
 
   std::vector<uint8_t> v = Block(4, 2, 16, false);
@@ -165,7 +165,7 @@ TEST(BitmapAttach, ForeignBlockStaysTheCallers)
   ClImage img;
   {
     ClBitmap bmp;
-    bmp.Attach(v.data(), v.size());  // foreign memory: ours to free, never the bitmap's
+    bmp.Attach(v.data(), v.size()); // foreign memory: ours to free, never the bitmap's
     ASSERT_TRUE(img.Attach(bmp));
     img.Fill(static_cast<unsigned char>(9));
   }
@@ -181,8 +181,8 @@ TEST(BitmapAttachOwned, TakesBlockOverOnlyWhenValid)
   std::memcpy(p, v.data(), v.size());
   uint32_t* table = bmp.AttachOwned(p, v.size());
   EXPECT_EQ(reinterpret_cast<uint8_t*>(table), p + 40);
-  EXPECT_EQ(bmp.Bits(), nullptr);  // pixels are the caller's business here
-  bmp.Detach();                    // frees p
+  EXPECT_EQ(bmp.Bits(), nullptr); // pixels are the caller's business here
+  bmp.Detach();                   // frees p
 
   // Refused by the header checks: the block stays the caller's.
   uint8_t* q = new uint8_t[v.size()];
@@ -207,8 +207,9 @@ TEST(BitmapAttach, DamagedBlocksNeverReadOutside)
     std::vector<uint8_t> v = good;
     const int nFlips = 1 + static_cast<int>(rng() % 4);
     for (int i = 0; i < nFlips; ++i) {
-      const size_t at = rng() % 64;  // headers and start of the table
-      v[at] = (rng() % 3 == 0) ? static_cast<uint8_t>(rng()) : static_cast<uint8_t>(v[at] ^ (1u << (rng() % 8)));
+      const size_t at = rng() % 64; // headers and start of the table
+      v[at] = (rng() % 3 == 0) ? static_cast<uint8_t>(rng())
+                               : static_cast<uint8_t>(v[at] ^ (1u << (rng() % 8)));
     }
     const size_t nSize = 1 + rng() % v.size();
     std::vector<uint8_t> exact(v.begin(), v.begin() + static_cast<ptrdiff_t>(nSize));
@@ -223,7 +224,7 @@ TEST(BitmapAttach, DamagedBlocksNeverReadOutside)
     const BITMAPINFOHEADER bih = bmp.HeaderInfo();
     const int64_t nBytes = ClBitmap::Stride(bih.biWidth, bih.biBitCount) * bih.biHeight;
     if (nBytes > 0) {
-      volatile uint8_t sink = bmp.Bits()[0];  // the sanitizer build checks both ends
+      volatile uint8_t sink = bmp.Bits()[0]; // the sanitizer build checks both ends
       sink = bmp.Bits()[nBytes - 1];
       (void)sink;
     }

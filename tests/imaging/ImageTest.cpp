@@ -26,11 +26,11 @@ TEST(ImageCreate, StrideContentAndRange)
 {
   ClImage img;
   img.Create(eUInt8, 5, 3, 3);
-  EXPECT_EQ(img.LineBytes(), 16);  // 15 padded to 4
+  EXPECT_EQ(img.LineBytes(), 16); // 15 padded to 4
   EXPECT_EQ(img.Content(), eRGB);
   img.Create(eUInt16, 3, 2, 1);
   EXPECT_EQ(img.LineBytes(), 8);
-  EXPECT_EQ(img.LineElements(), 4);  // rows are not width * planes samples apart
+  EXPECT_EQ(img.LineElements(), 4); // rows are not width * planes samples apart
   EXPECT_EQ(img.MaxValue(), 65535);
   img.Create(eDouble64, 3, 2, 2);
   EXPECT_EQ(img.LineElements(), 6);
@@ -40,7 +40,7 @@ TEST(ImageCreate, StrideContentAndRange)
   EXPECT_EQ(img.Content(), eUnknown);
   EXPECT_EQ(img.MinValue(), -128);
 
-  img.Create(eFloat32, 0, 7, 4, 5, 6);  // no area: fields set, no buffer
+  img.Create(eFloat32, 0, 7, 4, 5, 6); // no area: fields set, no buffer
   EXPECT_EQ(img.Data(), nullptr);
   EXPECT_EQ(img.Height(), 7);
   EXPECT_EQ(img.Content(), eRGBA);
@@ -55,18 +55,18 @@ TEST(ImageCreate, ReusesBufferOnlyWhenSameBytesAndSoleOwner)
   uint8_t* p = img.Data();
   std::memset(p, 0x5A, 32);
 
-  img.Create(eUInt16, 4, 4);  // other geometry, same 32 bytes
+  img.Create(eUInt16, 4, 4); // other geometry, same 32 bytes
   EXPECT_EQ(img.Data(), p);
-  EXPECT_EQ(img.Data()[31], 0x5A);  // old bytes stay
+  EXPECT_EQ(img.Data()[31], 0x5A); // old bytes stay
 
-  img.Create(eUInt8, 9, 4);  // 48 bytes
+  img.Create(eUInt8, 9, 4); // 48 bytes
   EXPECT_NE(img.Data(), p);
 
   ClImage other;
   other.Share(img);
   uint8_t* shared = img.Data();
   std::memset(shared, 0x11, 48);
-  img.Create(eUInt8, 12, 4);  // same bytes, but shared: never written over
+  img.Create(eUInt8, 12, 4); // same bytes, but shared: never written over
   EXPECT_NE(img.Data(), shared);
   EXPECT_EQ(other.Data(), shared);
   EXPECT_EQ(other.SharedData().use_count(), 1);
@@ -79,13 +79,13 @@ TEST(ImageCreate, BadSizesThrow)
   ClImage img(4, 4);
   uint8_t* p = img.Data();
   EXPECT_EQ(CodeOf([&] { img.Create(eUInt8, 4, -1); }), -101);
-  EXPECT_EQ(img.Height(), -1);  // members already set, buffer kept
+  EXPECT_EQ(img.Height(), -1); // members already set, buffer kept
   EXPECT_EQ(img.Data(), p);
   EXPECT_EQ(CodeOf([&] { img.Create(eUInt8, -4, 4); }), -101);
 
   EXPECT_EQ(CodeOf([&] { img.Create(eDouble64, 70000, 70000); }), -102);
   EXPECT_EQ(img.Data(), nullptr);
-  EXPECT_EQ(img.Width(), 0);  // cleared
+  EXPECT_EQ(img.Width(), 0); // cleared
 }
 
 TEST(ImageShare, SharesBufferAndDropsOwn)
@@ -98,7 +98,7 @@ TEST(ImageShare, SharesBufferAndDropsOwn)
   EXPECT_EQ(oldDst.use_count(), 2);
 
   dst.Share(src);
-  EXPECT_EQ(oldDst.use_count(), 1);  // dst let go of its own pixels
+  EXPECT_EQ(oldDst.use_count(), 1); // dst let go of its own pixels
   EXPECT_EQ(dst.Data(), src.Data());
   EXPECT_EQ(src.SharedData().use_count(), 2);
   EXPECT_EQ(dst.Width(), 6);
@@ -115,13 +115,13 @@ TEST(ImageShare, SharesBufferAndDropsOwn)
 TEST(ImageCopy, DeepCopyWithPaddingAndFields)
 {
   ClImage src;
-  src.Create(eUInt16, 3, 4, 1, 100, 200);  // 6 bytes a row, padded to 8
+  src.Create(eUInt16, 3, 4, 1, 100, 200); // 6 bytes a row, padded to 8
   std::memset(src.Data(), 0xA5, src.LineBytes() * 4);
   src.SetImageTag(5);
   src.SetMaxValue(1023);
 
   ClImage dst;
-  dst.Share(src);  // a copy must not write into the shared pixels
+  dst.Share(src); // a copy must not write into the shared pixels
   dst.Copy(src);
   ASSERT_NE(dst.Data(), src.Data());
   EXPECT_EQ(std::memcmp(dst.Data(), src.Data(), 32), 0);
@@ -150,10 +150,10 @@ TEST(ImageCreate, SwapAndTypedCreates)
   ClImage c;
   c.CreateAsType(a, eUInt16);
   EXPECT_EQ(c.ImageTag(), 9u);
-  EXPECT_EQ(c.MinValue(), 0);  // the new type's range
+  EXPECT_EQ(c.MinValue(), 0); // the new type's range
   c.CreateSized<short>(a);
   EXPECT_EQ(c.DataType(), eInt16);
-  EXPECT_EQ(c.MinValue(), -5);  // the source's range
+  EXPECT_EQ(c.MinValue(), -5); // the source's range
   EXPECT_EQ(CodeOf([&] { c.CreateAsType(c, eUInt8); }), -44);
   EXPECT_EQ(CodeOf([&] { c.CreateSized<short>(c); }), -44);
 
@@ -168,14 +168,14 @@ TEST(ImageCreate, SwapAndTypedCreates)
 
 TEST(ImageFill, PerTypeRules)
 {
-  ClImage u8(5, 2);  // 3 padding bytes a row
+  ClImage u8(5, 2); // 3 padding bytes a row
   u8.Fill(static_cast<unsigned char>(7));
   for (int i = 0; i < 16; ++i)
-    EXPECT_EQ(u8.Data()[i], 7) << i;  // padding included
+    EXPECT_EQ(u8.Data()[i], 7) << i; // padding included
 
   ClImage s8;
   s8.Create(eInt8, 5, 2);
-  s8.Fill(static_cast<unsigned char>(3));  // any 1-byte image takes the block fill
+  s8.Fill(static_cast<unsigned char>(3)); // any 1-byte image takes the block fill
   EXPECT_EQ(s8.Data()[15], 3);
   EXPECT_EQ(CodeOf([&] { s8.Fill(static_cast<short>(3)); }), -101);
 
@@ -184,15 +184,15 @@ TEST(ImageFill, PerTypeRules)
   std::memset(s16.Data(), 0xEE, 16);
   s16.Fill(static_cast<short>(-2));
   EXPECT_EQ(s16.Pixels<short>()[2], -2);
-  EXPECT_EQ(s16.Pixels<short>()[4], -2);  // second row starts at element 4
-  EXPECT_EQ(s16.Data()[6], 0xEE);         // padding untouched
+  EXPECT_EQ(s16.Pixels<short>()[4], -2); // second row starts at element 4
+  EXPECT_EQ(s16.Data()[6], 0xEE);        // padding untouched
 
   ClImage d;
   d.Create(eDouble64, 2, 2, 3);
   d.Fill(0.25);
   EXPECT_EQ(d.Pixels<double>()[11], 0.25);
   EXPECT_EQ(CodeOf([&] { d.Fill(static_cast<unsigned char>(1)); }), -101);
-  d.Fill(static_cast<unsigned char>(0));  // zero clears whatever the type
+  d.Fill(static_cast<unsigned char>(0)); // zero clears whatever the type
   EXPECT_EQ(d.Pixels<double>()[11], 0.0);
   EXPECT_EQ(CodeOf([&] { d.Fill(1.0f); }), -101);
 
@@ -219,7 +219,7 @@ TEST(ImageExtractPlane, TakesOnePlaneByStride)
   ClImage rgb(3, 2, 3);
   Pattern<uint8_t>(rgb);
   const uint8_t expect = rgb.Data()[rgb.LineElements() + 2 * 3 + 1];
-  rgb.ExtractPlane(1, rgb);  // onto itself
+  rgb.ExtractPlane(1, rgb); // onto itself
   EXPECT_EQ(rgb.Planes(), 1u);
   EXPECT_EQ(rgb.Data()[rgb.LineElements() + 2], expect);
 }
@@ -242,7 +242,7 @@ TEST(ImageAttach, LaysOverBitmapPixels)
   img.Create(eUInt8, 5, 3);
   EXPECT_EQ(img.Data(), bmp->Bits());
 
-  bmp.reset();  // the image keeps the block alive
+  bmp.reset(); // the image keeps the block alive
   EXPECT_EQ(img.Data()[23], 42);
 
   ClBitmap rgb;

@@ -27,7 +27,7 @@ TEST(StreamTyped, ByteOrderAndSwapping)
   EXPECT_EQ(s.Write(static_cast<int32_t>(0x01020304)), 4u);
   s.SetSwapOnWrite(true);
   EXPECT_EQ(s.Write(static_cast<uint16_t>(0x1234)), 2u);
-  EXPECT_EQ(s.Write(static_cast<uint8_t>(0xAB)), 1u);  // single bytes never swap
+  EXPECT_EQ(s.Write(static_cast<uint8_t>(0xAB)), 1u); // single bytes never swap
   EXPECT_EQ(s.Write(static_cast<int64_t>(0x0102030405060708)), 8u);
   const std::vector<uint8_t> expect = {0x34, 0x12, 4, 3, 2, 1, 0x12, 0x34, 0xAB,
                                        1,    2,    3, 4, 5, 6, 7,    8};
@@ -41,7 +41,7 @@ TEST(StreamTyped, ByteOrderAndSwapping)
   EXPECT_EQ(b, 0x01020304);
   s.SetSwapOnRead(true);
   s.Read(a);
-  EXPECT_EQ(a, 0x1234);  // reversed twice
+  EXPECT_EQ(a, 0x1234); // reversed twice
   uint8_t c = 0;
   int64_t d = 0;
   s.Read(c);
@@ -61,7 +61,7 @@ TEST(StreamTyped, BoolsDoublesAndBlocks)
   bool a = false, b = false;
   double d = 0;
   s.Read(a);
-  s.Read(b);  // any non-zero byte is true
+  s.Read(b); // any non-zero byte is true
   EXPECT_EQ(s.Read(d), 8u);
   EXPECT_TRUE(a && b);
   EXPECT_EQ(d, -2.5);
@@ -84,7 +84,7 @@ TEST(StreamTyped, ShortTransfers)
   EXPECT_EQ(quiet.Read(v), 3u);
   quiet.Rewind();
   quiet.SetSwapOnRead(true);
-  EXPECT_EQ(quiet.Read(v), 3u);  // byte by byte, counts added up
+  EXPECT_EQ(quiet.Read(v), 3u); // byte by byte, counts added up
 }
 
 TEST(StreamTyped, PendingBitsBlockEveryTransfer)
@@ -110,14 +110,14 @@ TEST(StreamString, FormatAndOwnership)
   const uint32_t zero = 0;
   s.Write(zero);
 
-  char* text = new char[3]{'o', 'l', 0};  // freed by the read
+  char* text = new char[3]{'o', 'l', 0}; // freed by the read
   EXPECT_EQ(s.ReadString(text), 8u);
   EXPECT_STREQ(text, "abc");
   s.ReadString(text);
-  ASSERT_NE(text, nullptr);  // a null text comes back empty, not null
+  ASSERT_NE(text, nullptr); // a null text comes back empty, not null
   EXPECT_STREQ(text, "");
   s.ReadString(text);
-  EXPECT_EQ(text, nullptr);  // length 0
+  EXPECT_EQ(text, nullptr); // length 0
 }
 
 TEST(StreamString, DamagedLengths)
@@ -132,6 +132,6 @@ TEST(StreamString, DamagedLengths)
   s.Rewind();
   s.SetThrowOnShortTransfer(false);
   EXPECT_EQ(s.ReadString(text), 6u);
-  EXPECT_STREQ(text, "xy");  // terminated after what arrived
+  EXPECT_STREQ(text, "xy"); // terminated after what arrived
   delete[] text;
 }

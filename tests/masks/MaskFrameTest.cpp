@@ -29,8 +29,18 @@ void DevelReference(const ClImage& in, ClImage& out)
       s.push_back(At(in, x, y));
   std::sort(s.begin(), s.end());
   const size_t n = s.size();
-  auto dark = [&](size_t k) { int64_t t = 0; for (size_t i = 0; i < k; ++i) t += s[i]; return double(t) / double(k); };
-  auto bright = [&](size_t k) { int64_t t = 0; for (size_t i = n - k; i < n; ++i) t += s[i]; return double(t) / double(k); };
+  auto dark = [&](size_t k) {
+    int64_t t = 0;
+    for (size_t i = 0; i < k; ++i)
+      t += s[i];
+    return double(t) / double(k);
+  };
+  auto bright = [&](size_t k) {
+    int64_t t = 0;
+    for (size_t i = n - k; i < n; ++i)
+      t += s[i];
+    return double(t) / double(k);
+  };
   out.Copy(in);
   const double a = dark(n / 3), b = bright(n / 20);
   if (b - a < 43.0) {
@@ -49,8 +59,9 @@ void DevelReference(const ClImage& in, ClImage& out)
   std::vector<int64_t> sat(size_t(w + 1) * (h + 1), 0);
   for (int32_t y = 0; y < h; ++y)
     for (int32_t x = 0; x < w; ++x)
-      sat[size_t(y + 1) * (w + 1) + x + 1] = g[size_t(y) * w + x] + sat[size_t(y) * (w + 1) + x + 1] +
-                                             sat[size_t(y + 1) * (w + 1) + x] - sat[size_t(y) * (w + 1) + x];
+      sat[size_t(y + 1) * (w + 1) + x + 1] =
+          g[size_t(y) * w + x] + sat[size_t(y) * (w + 1) + x + 1] +
+          sat[size_t(y + 1) * (w + 1) + x] - sat[size_t(y) * (w + 1) + x];
   for (int32_t y = 0; y < h; ++y)
     for (int32_t x = 0; x < w; ++x) {
       const int32_t x0 = std::max(0, x - 12), x1 = std::min(w, x + 13);
@@ -137,7 +148,8 @@ TEST(MaskKX2Devel, MatchesPlainReference)
   kxsim::ClFinger finger;
   finger.dPressure = 0.7;
   // Every fourth sample of a full frame: small enough for the plain reference.
-  const kxsim::ClGreyImage full = kxsim::RenderPlacedFinger(finger, 0.3, 800, 750, 2, kxsim::EOrientation::eDisplay);
+  const kxsim::ClGreyImage full =
+      kxsim::RenderPlacedFinger(finger, 0.3, 800, 750, 2, kxsim::EOrientation::eDisplay);
   kxsim::ClGreyImage grey(200, 187);
   for (int32_t y = 0; y < grey.nHeight; ++y)
     for (int32_t x = 0; x < grey.nWidth; ++x)

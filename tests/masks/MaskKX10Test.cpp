@@ -24,7 +24,8 @@ uint8_t StretchReference(int m, int g, int l, int h, bool bHigh)
   const int z = bHigh ? 128 : 32;
   if (m == 255) {
     const int l2 = std::min(l + 5, 32);
-    const double gain = h == l2 ? std::numeric_limits<double>::infinity() : std::max(255.0 / (h - l2), 0.0);
+    const double gain =
+        h == l2 ? std::numeric_limits<double>::infinity() : std::max(255.0 / (h - l2), 0.0);
     const double v = std::max(g - l2, 0) * gain;
     return TruncToSample<uint8_t>(255.0 - std::min(v, 255.0));
   }
@@ -78,7 +79,8 @@ TEST(MaskKX10, StretchMatchesPlainFormula)
         for (int32_t x = 0; x < in.Width(); ++x) {
           const int m = At(soft, x, y);
           nRim += m > 0 && m < 255;
-          nWrong += At(out, x, y) != StretchReference(m, At(faded, x, y), At(segmenter.m_LowerEnvelope, x, y),
+          nWrong += At(out, x, y) != StretchReference(m, At(faded, x, y),
+                                                      At(segmenter.m_LowerEnvelope, x, y),
                                                       At(segmenter.m_UpperEnvelope, x, y), bHigh);
         }
       EXPECT_EQ(0, nWrong) << "high " << bHigh << " sensitivity " << nSensitivity;
@@ -203,7 +205,8 @@ TEST(MaskKX10, OddFramesFailAtHighResolutionOnly)
 TEST(MaskSegment, ChecksInOrder)
 {
   ClIpKX10SegmentMaskR2 seg;
-  ClImage out, wide, empty, noRes(20, 20), uneven(20, 20, 1, 19685, 9842), good(20, 20, 1, 19685, 19685);
+  ClImage out, wide, empty, noRes(20, 20), uneven(20, 20, 1, 19685, 9842),
+      good(20, 20, 1, 19685, 19685);
   wide.Create(eUInt16, 20, 20, 1, 19685, 19685);
   empty.Create(eUInt8, 0, 0);
   EXPECT_CL_THROW(seg.Compute(nullptr, &out), -44, nullptr);

@@ -15,7 +15,8 @@ inline void ToImage(const kxsim::ClGreyImage& grey, ClImage& image, int32_t nPel
 {
   image.Create(eUInt8, grey.nWidth, grey.nHeight, 1, nPels, nPels);
   for (int y = 0; y < grey.nHeight; ++y)
-    std::memcpy(image.Data() + ptrdiff_t(y) * image.LineElements(), grey.Row(y), size_t(grey.nWidth));
+    std::memcpy(image.Data() + ptrdiff_t(y) * image.LineElements(), grey.Row(y),
+                size_t(grey.nWidth));
 }
 
 inline uint8_t At(const ClImage& image, int32_t x, int32_t y)

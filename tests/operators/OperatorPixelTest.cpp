@@ -30,7 +30,7 @@ void CheckWrapBeforeLimit()
   ClImage in, out;
   MakeImage<T>(in, 4, 1, {double(L::max()) - 2, double(L::min()) + 2, 10, 0});
   ClIpOffset offset;
-  offset.m_dOffset = 5.9;  // truncates to 5
+  offset.m_dOffset = 5.9; // truncates to 5
   ASSERT_EQ(RunOn(offset, in, out), 0);
   EXPECT_EQ(At<T>(out, 0, 0), T(L::min() + 2)) << "wrapped and kept";
   EXPECT_EQ(At<T>(out, 1, 0), T(L::min() + 7));
@@ -150,7 +150,7 @@ TEST(OperatorInvert, MirrorsWithinTheRanges)
   EXPECT_EQ(At<float>(out, 0, 0), -0.25f);
   EXPECT_EQ(At<float>(out, 1, 0), 1.0f);
   MakeRandom<uint8_t>(in, 13, 7, 3);
-  ASSERT_EQ(RunOn(invert, in, in), 0);  // in place
+  ASSERT_EQ(RunOn(invert, in, in), 0); // in place
   ClImage orig;
   MakeRandom<uint8_t>(orig, 13, 7, 3);
   for (int32_t y = 0; y < 7; ++y)

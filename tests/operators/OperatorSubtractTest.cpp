@@ -121,5 +121,6 @@ TEST(OperatorSubtract, OnePlaneFromThree)
   for (int32_t y = 0; y < 4; ++y)
     for (int32_t x = 0; x < 5; ++x)
       for (uint32_t p = 0; p < 3; ++p)
-        ASSERT_EQ(At<uint8_t>(out, x, y, p), std::max(0, At<uint8_t>(a, x, y, p) - At<uint8_t>(b, x, y)));
+        ASSERT_EQ(At<uint8_t>(out, x, y, p),
+                  std::max(0, At<uint8_t>(a, x, y, p) - At<uint8_t>(b, x, y)));
 }

@@ -60,7 +60,8 @@ TEST(OperatorTemplate, PairsSampleBySample)
     c.run();
     for (int32_t y = 0; y < 37; ++y)
       for (int32_t x = 0; x < 203; ++x)
-        ASSERT_EQ(At<uint8_t>(out, x, y), c.f(At<uint8_t>(a, x, y), At<uint8_t>(b, x, y))) << c.szName;
+        ASSERT_EQ(At<uint8_t>(out, x, y), c.f(At<uint8_t>(a, x, y), At<uint8_t>(b, x, y)))
+            << c.szName;
   }
   ClImage p, q, r;
   MakeImage<uint8_t>(p, 1, 1, {3});

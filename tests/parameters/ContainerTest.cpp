@@ -182,4 +182,3 @@ TEST(Container, SubtreeValueOperationsPairChildrenByPosition)
   EXPECT_CL_THROW(t.root.DefaultFromValueOf(&leaf), -701, nullptr);
   EXPECT_CL_THROW(t.root.CopyTo(&leaf), -701, nullptr);
 }
-

@@ -100,9 +100,12 @@ TEST(ParameterNumeric, DomainOfTheValueTypeIsTestedBeforeAnyWrite)
 TEST(ParameterNumeric, TextIsHexBehindTheLastXElseDecimalStoppingSilently)
 {
   Bound<unsigned int> u(0);
-  const struct { const char* szText; unsigned int nValue; } cases[] = {
-      {"0x10", 16}, {"10", 10}, {"zzx1F", 31}, {"0X1f", 31}, {"x", 0},
-      {"1e2", 1},   {"3.7", 3}, {"4294967295", 4294967295u}};
+  const struct
+  {
+    const char* szText;
+    unsigned int nValue;
+  } cases[] = {{"0x10", 16}, {"10", 10}, {"zzx1F", 31}, {"0X1f", 31},
+               {"x", 0},     {"1e2", 1}, {"3.7", 3},    {"4294967295", 4294967295u}};
   for (const auto& c : cases) {
     u.p.SetFromString(c.szText);
     EXPECT_EQ(c.nValue, u.value) << c.szText;
@@ -121,9 +124,12 @@ TEST(ParameterNumeric, TextIsHexBehindTheLastXElseDecimalStoppingSilently)
   i.p.SetFromString("0xFFFFFFFF");
   EXPECT_EQ(-1, i.value);
   // A sign behind the x negates within 32 bits; a magnitude beyond them saturates.
-  const struct { const char* szText; int nValue; } signed_cases[] = {
-      {"0x-2", -2}, {"0x-80000000", INT32_MIN}, {"0x+7f", 127}, {"0x-0", 0},
-      {"0x-1FFFFFFFF", -1}, {"0x123456789", -1}};
+  const struct
+  {
+    const char* szText;
+    int nValue;
+  } signed_cases[] = {{"0x-2", -2}, {"0x-80000000", INT32_MIN}, {"0x+7f", 127},
+                      {"0x-0", 0},  {"0x-1FFFFFFFF", -1},       {"0x123456789", -1}};
   for (const auto& c : signed_cases) {
     i.p.SetFromString(c.szText);
     EXPECT_EQ(c.nValue, i.value) << c.szText;

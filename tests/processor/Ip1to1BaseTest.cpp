@@ -18,7 +18,8 @@ public:
   {
     AddDataType(eUInt8);
     if (bAllTypes) {
-      const EDataType aTypes[] = {eInt8, eUInt16, eInt16, eUInt32, eInt32, eFloat32, eDouble64, eUInt8};
+      const EDataType aTypes[] = {eInt8,  eUInt16,  eInt16,    eUInt32,
+                                  eInt32, eFloat32, eDouble64, eUInt8};
       AddDataTypes(aTypes, 8);
     }
   }
@@ -114,7 +115,7 @@ TEST(ProcessorIp1to1, Uint8GoesThroughTheTableOverAllPlanes)
   ClImage in, out;
   FillRamp<uint8_t>(in, eUInt8, 40, 30, 3);
   ClIpLinear ip;
-  ip.m_dAdd = 246;  // wraps past 255: the table keeps the low byte
+  ip.m_dAdd = 246; // wraps past 255: the table keeps the low byte
   ip.m_pInImage = &in;
   ip.m_pOutImage = &out;
   ASSERT_EQ(0, ip.Run());
@@ -143,7 +144,7 @@ TEST(ProcessorIp1to1, GenericLoopTruncatesAndCountsWidthSamplesPerRow)
   FillRamp<int>(in, eInt32, 3, 2);
   ip.m_dFactor = -0.5;
   ASSERT_EQ(0, ip.Run());
-  EXPECT_EQ(-5, At<int>(out, 1, 1));  // -5.5 truncates toward zero
+  EXPECT_EQ(-5, At<int>(out, 1, 1)); // -5.5 truncates toward zero
 
   // Several planes: only the front Width() samples of each row are processed.
   FillRamp<unsigned short>(in, eUInt16, 4, 1, 3);
@@ -165,4 +166,3 @@ TEST(ProcessorIp1to1, UnknownSampleTypeIsMinus101)
   ip.m_pOutImage = &out;
   EXPECT_EQ(-101, ip.Run());
 }
-

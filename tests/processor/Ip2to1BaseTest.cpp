@@ -122,7 +122,8 @@ TEST(ProcessorIp2to1, OffsetsPlaceAndClipTheInputs)
   p.ip.m_nOffsetX = 2;
   ASSERT_EQ(0, p.ip.Run());
   EXPECT_EQ((std::vector<int32_t>{2, 2, 2, 0}),
-            (std::vector<int32_t>{p.ip.m_nOverlapWidth, p.ip.m_nOutStart, p.ip.m_nIn1Start, p.ip.m_nIn2Start}));
+            (std::vector<int32_t>{p.ip.m_nOverlapWidth, p.ip.m_nOutStart, p.ip.m_nIn1Start,
+                                  p.ip.m_nIn2Start}));
   p.ip.m_nOffsetX = -2;
   ASSERT_EQ(0, p.ip.Run());
   EXPECT_EQ(0, p.ip.m_nIn1Start);

@@ -61,7 +61,8 @@ TEST(ComponentRandom, MeasuresAgreeWithDirectMoments)
     EXPECT_NEAR(xx, c.m_dMomentXX, 1e-9);
     EXPECT_NEAR(yy, c.m_dMomentYY, 1e-9);
     EXPECT_NEAR(xy, c.m_dMomentXY, 1e-9);
-    const double dEcc = n > 1 ? (4 * xy * xy + (xx - yy) * (xx - yy)) / ((xx + yy) * (xx + yy)) : 0.0;
+    const double dEcc =
+        n > 1 ? (4 * xy * xy + (xx - yy) * (xx - yy)) / ((xx + yy) * (xx + yy)) : 0.0;
     EXPECT_NEAR(dEcc, c.m_dEccentricity, 1e-12);
     EXPECT_NEAR(dGrey / n, c.m_dMeanGrey, 1e-9);
   }
@@ -73,7 +74,8 @@ TEST(ComponentShapes, PixelLinesStaircaseAndDisc)
   // numbered as a row scan meets them; y grows downwards.
   ClImage in;
   GeoTest::Make(in, 40, 30, [](int32_t x, int32_t y) {
-    const bool b = (x == 2 && y == 3) || (y == 6 && x >= 5 && x < 15) || (x == 20 && y >= 2 && y < 12) ||
+    const bool b = (x == 2 && y == 3) || (y == 6 && x >= 5 && x < 15) ||
+                   (x == 20 && y >= 2 && y < 12) ||
                    ((x == y + 10 || x == y + 11) && y >= 15 && y < 25);
     return uint8_t(b ? 0 : 255);
   });
@@ -129,7 +131,8 @@ TEST(Component, BadSettingsBeforeLabelling)
 TEST(Component, ReusedArrayCarriesMomentsAndFirstPixel)
 {
   ClImage in;
-  GeoTest::Make(in, 10, 10, [](int32_t x, int32_t y) { return uint8_t(x >= 5 && x < 8 && y == 5 ? 0 : 255); });
+  GeoTest::Make(in, 10, 10,
+                [](int32_t x, int32_t y) { return uint8_t(x >= 5 && x < 8 && y == 5 ? 0 : 255); });
   Array a;
   ClIpConnectedComponent2 cc;
   cc.m_pInImage = &in;
@@ -137,7 +140,8 @@ TEST(Component, ReusedArrayCarriesMomentsAndFirstPixel)
   ASSERT_EQ(0, cc.Run());
   EXPECT_EQ(2.0, a[0].m_dMomentXX);
   // The same shape elsewhere: centre, size and box are new, the rest carries over.
-  GeoTest::Make(in, 10, 10, [](int32_t x, int32_t y) { return uint8_t(x >= 1 && x < 4 && y == 2 ? 0 : 255); });
+  GeoTest::Make(in, 10, 10,
+                [](int32_t x, int32_t y) { return uint8_t(x >= 1 && x < 4 && y == 2 ? 0 : 255); });
   ASSERT_EQ(0, cc.Run());
   EXPECT_EQ(ClVector(2, 2), a[0].m_oCenter);
   EXPECT_EQ(ClVector(1, 2), a[0].m_oMin);

@@ -52,7 +52,9 @@ Points Border(int32_t x0, int32_t y0, int32_t w, int32_t h)
 
 void MakeObjects(ClImage& in, int32_t nW, int32_t nH, const PointSet& objects)
 {
-  GeoTest::Make(in, nW, nH, [&](int32_t x, int32_t y) { return uint8_t(objects.count({x, y}) ? 0 : 255); });
+  GeoTest::Make(in, nW, nH, [&](int32_t x, int32_t y) {
+    return uint8_t(objects.count({x, y}) ? 0 : 255);
+  });
 }
 
 void MakeRect(ClImage& in, int32_t nW, int32_t nH, int32_t x0, int32_t y0, int32_t w, int32_t h)
@@ -74,11 +76,13 @@ TEST(ContourShapes, SinglePixelsGiveOnePointEach)
 TEST(ContourShapes, RectanglesRunRoundTheirBorder)
 {
   // Inside the image, at its first row and column, filling it to every edge, thin.
-  const int32_t aRects[][4] = {{3, 2, 5, 4}, {0, 0, 4, 3}, {0, 0, 12, 10}, {9, 7, 3, 3}, {4, 4, 1, 3}};
+  const int32_t aRects[][4] = {
+      {3, 2, 5, 4}, {0, 0, 4, 3}, {0, 0, 12, 10}, {9, 7, 3, 3}, {4, 4, 1, 3}};
   ClImage in;
   for (const auto& r : aRects) {
     MakeRect(in, 12, 10, r[0], r[1], r[2], r[3]);
-    EXPECT_EQ(std::vector<Points>{Border(r[0], r[1], r[2], r[3])}, Contours(in)) << r[0] << "," << r[1];
+    EXPECT_EQ(std::vector<Points>{Border(r[0], r[1], r[2], r[3])}, Contours(in))
+        << r[0] << "," << r[1];
   }
 }
 
@@ -96,7 +100,8 @@ TEST(ContourShapes, ThickRingHasAnOuterAndAnInnerOutline)
   // first ring pixel right of the hole.
   const Points& inner = contours[1];
   EXPECT_EQ(std::make_pair(6, 3), inner.front());
-  const PointSet expected = {{3, 2}, {4, 2}, {5, 2}, {6, 3}, {6, 4}, {3, 5}, {4, 5}, {5, 5}, {2, 3}, {2, 4}};
+  const PointSet expected = {{3, 2}, {4, 2}, {5, 2}, {6, 3}, {6, 4},
+                             {3, 5}, {4, 5}, {5, 5}, {2, 3}, {2, 4}};
   EXPECT_EQ(expected, PointSet(inner.begin(), inner.end()));
   EXPECT_EQ(expected.size(), inner.size());
 }

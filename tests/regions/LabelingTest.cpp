@@ -79,7 +79,8 @@ TEST(LabelingShapes, EmptyFullCornerAndRing)
   ClImage in, out;
   Wire(labeling, in, out);
   auto labels = [&](int32_t nW, int32_t nH, std::function<bool(int32_t, int32_t)> object) {
-    GeoTest::Make(in, nW, nH, [&](int32_t x, int32_t y) { return uint8_t(object(x, y) ? 0 : 255); });
+    GeoTest::Make(in, nW, nH,
+                  [&](int32_t x, int32_t y) { return uint8_t(object(x, y) ? 0 : 255); });
     EXPECT_EQ(0, labeling.Run());
     return labeling.m_nLabels;
   };
@@ -89,8 +90,9 @@ TEST(LabelingShapes, EmptyFullCornerAndRing)
   EXPECT_EQ(2, labels(2, 2, [](int32_t x, int32_t y) { return x == y; }));
   // A ring is one region; its hole belongs to none.
   EXPECT_EQ(1, labels(7, 7, [](int32_t x, int32_t y) {
-    return x >= 1 && x <= 5 && y >= 1 && y <= 5 && !(x >= 2 && x <= 4 && y >= 2 && y <= 4);
-  }));
+              return x >= 1 && x <= 5 && y >= 1 && y <= 5 &&
+                     !(x >= 2 && x <= 4 && y >= 2 && y <= 4);
+            }));
   EXPECT_EQ(0, LabelAt(out, 3, 3));
   EXPECT_EQ(1, LabelAt(out, 5, 5));
 }
@@ -104,7 +106,8 @@ TEST(Labeling, MissingImagesAndTheKeptStack)
   EXPECT_CL_THROW(labeling.Run(), -37, nullptr);
   // A comb: every tooth is a run pushed from the spine, so the stack grows by steps of
   // 100 and keeps its memory for the next run.
-  GeoTest::Make(in, 400, 3, [](int32_t x, int32_t y) { return uint8_t(y == 0 || x % 2 == 0 ? 0 : 255); });
+  GeoTest::Make(in, 400, 3,
+                [](int32_t x, int32_t y) { return uint8_t(y == 0 || x % 2 == 0 ? 0 : 255); });
   labeling.m_pOutImage = &out;
   ASSERT_EQ(0, labeling.Run());
   EXPECT_EQ(1, labeling.m_nLabels);

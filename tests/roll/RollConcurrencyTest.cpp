@@ -15,7 +15,9 @@ void Bar(ClImage& frame, int32_t x0)
   for (int32_t y = 0; y < 750; ++y) {
     uint8_t* p = frame.Data() + ptrdiff_t(y) * frame.LineElements();
     for (int32_t x = 0; x < 800; ++x)
-      p[x] = x0 >= 0 && x >= x0 && x < x0 + 160 && y >= 150 && y < 600 ? (((x + y) / 5) % 2 ? 170 : 70) : 16;
+      p[x] = x0 >= 0 && x >= x0 && x < x0 + 160 && y >= 150 && y < 600
+                 ? (((x + y) / 5) % 2 ? 170 : 70)
+                 : 16;
   }
 }
 

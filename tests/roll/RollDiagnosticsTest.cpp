@@ -23,13 +23,35 @@ TEST(RollDiagnostics, EveryKeyInOrderWithItsType)
   ClIpAutoRoll5 roll;
   ptree tree;
   roll.GetDiagnostics(tree);
-  const char* aKeys[] = {"RETURNCODE", "BACKROLL", "OUT_OF_REGION", "OUT_OF_REGION_T", "OUT_OF_REGION_B",
-                         "OUT_OF_REGION_L", "OUT_OF_REGION_R", "ROTATED", "SHIFTED", "TOO_SMALL", "TOO_FAST",
-                         "MERGED_LEN", "MERGED_WIDTH", "SERIES_LEN", "ROLL_DURATION", "BORDER_SIDE", "BORDER_TOP",
-                         "MERGED_LEN_THRESHOLD", "MERGED_WIDTH_THRESHOLD", "SERIES_LEN_THRESHOLD",
-                         "SHIFT_DISTANCE_THRESHOLD", "ROTATION_THRESHOLD", "ROLL_VELOCITY",
-                         "ROLL_VELOCITY_THRESHOLD", "ROLL_SHIFT_AREAS", "ROLL_SHIFT_AREA_ACTIVATION",
-                         "ROLL_SHIFT_AREA_MODE", "ROLL_SHIFT_DISTANCE", "ROTATION"};
+  const char* aKeys[] = {"RETURNCODE",
+                         "BACKROLL",
+                         "OUT_OF_REGION",
+                         "OUT_OF_REGION_T",
+                         "OUT_OF_REGION_B",
+                         "OUT_OF_REGION_L",
+                         "OUT_OF_REGION_R",
+                         "ROTATED",
+                         "SHIFTED",
+                         "TOO_SMALL",
+                         "TOO_FAST",
+                         "MERGED_LEN",
+                         "MERGED_WIDTH",
+                         "SERIES_LEN",
+                         "ROLL_DURATION",
+                         "BORDER_SIDE",
+                         "BORDER_TOP",
+                         "MERGED_LEN_THRESHOLD",
+                         "MERGED_WIDTH_THRESHOLD",
+                         "SERIES_LEN_THRESHOLD",
+                         "SHIFT_DISTANCE_THRESHOLD",
+                         "ROTATION_THRESHOLD",
+                         "ROLL_VELOCITY",
+                         "ROLL_VELOCITY_THRESHOLD",
+                         "ROLL_SHIFT_AREAS",
+                         "ROLL_SHIFT_AREA_ACTIVATION",
+                         "ROLL_SHIFT_AREA_MODE",
+                         "ROLL_SHIFT_DISTANCE",
+                         "ROTATION"};
   ASSERT_EQ(sizeof(aKeys) / sizeof(aKeys[0]), tree.size());
   size_t i = 0;
   for (const auto& entry : tree) {
@@ -61,7 +83,8 @@ TEST(RollDiagnostics, LoadedThresholdsChangeTheJudgement)
   const int32_t nWidth = before.get<int>("MERGED_WIDTH");
   ASSERT_GT(nWidth, 150);
 
-  ptree thresholds = FromJson(R"({"UNKNOWN": "x", "ROTATION_THRESHOLD": "0.25", "ROLL_SHIFT_AREA_MODE": "7"})");
+  ptree thresholds =
+      FromJson(R"({"UNKNOWN": "x", "ROTATION_THRESHOLD": "0.25", "ROLL_SHIFT_AREA_MODE": "7"})");
   thresholds.put("MERGED_WIDTH_THRESHOLD", nWidth + 1);
   run.m_Roll.LoadThresholds(thresholds);
   EXPECT_EQ(ClIpAutoRoll5::eIdle, run.m_Roll.GetState());
@@ -85,7 +108,11 @@ TEST(RollDiagnostics, AMalformedTreeIsRefused)
   } catch (const ClException& e) {
     EXPECT_EQ(-101, e.GetCode());
   }
-  EXPECT_EQ(15, [&] { ptree t; roll.GetDiagnostics(t); return t.get<int>("SERIES_LEN_THRESHOLD"); }());
+  EXPECT_EQ(15, [&] {
+    ptree t;
+    roll.GetDiagnostics(t);
+    return t.get<int>("SERIES_LEN_THRESHOLD");
+  }());
 }
 
 TEST(RollDiagnostics, ShiftAreaModeIsClamped)

@@ -6,8 +6,7 @@
 namespace {
 
 class RollJudgement : public ::testing::TestWithParam<rolltest::StRollCase>
-{
-};
+{};
 
 TEST_P(RollJudgement, JudgesTheScriptedRoll)
 {
@@ -47,7 +46,8 @@ TEST(RollBackroll, NothingIsMergedAfterIt)
       atBackroll.Copy(run.m_Out);
   }
   ASSERT_TRUE(atBackroll.Data());
-  EXPECT_EQ(0, std::memcmp(atBackroll.Data(), run.m_Out.Data(), size_t(atBackroll.LineBytes()) * atBackroll.Height()));
+  EXPECT_EQ(0, std::memcmp(atBackroll.Data(), run.m_Out.Data(),
+                           size_t(atBackroll.LineBytes()) * atBackroll.Height()));
   // The backroll wins over whatever the final checks say.
   EXPECT_EQ(-803, run.m_Roll.GetResultCode());
 }

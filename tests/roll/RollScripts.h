@@ -32,7 +32,7 @@ struct StRollCase
   std::string sName;
   kxsim::ClFinger finger;
   kxsim::ClRollSpec roll;
-  int32_t nFrames = 36;        // frames of movement
+  int32_t nFrames = 36; // frames of movement
   // Missed frames: from move frame nSkipFrom on, nSkip frames of every nSkipPeriod
   // never arrive, nSkipGaps times.
   int32_t nSkipFrom = -1;
@@ -44,9 +44,9 @@ struct StRollCase
   int32_t nSlideFrom = -1;
   int32_t nSlideFrames = 0;
   int32_t nSlideX = 0, nSlideY = 0;
-  int32_t nBorderTop = 0;      // "BORDER_TOP" for the roll
-  int32_t nExpected = 0;       // result code
-  int32_t nDetail = 0;         // a further code the defect list must hold, 0 for none
+  int32_t nBorderTop = 0; // "BORDER_TOP" for the roll
+  int32_t nExpected = 0;  // result code
+  int32_t nDetail = 0;    // a further code the defect list must hold, 0 for none
 };
 
 // A rigid finger: the print neither stretches nor trembles, the contact is a straight
@@ -60,8 +60,9 @@ inline kxsim::ClFinger Finger(uint32_t nSeed, kxsim::EPattern ePattern, double d
   return f;
 }
 
-inline StRollCase Roll(const std::string& sName, const kxsim::ClFinger& finger, std::vector<double> aPath,
-                       double dPatchWidth, int32_t nFrames, int32_t nExpected = 0)
+inline StRollCase Roll(const std::string& sName, const kxsim::ClFinger& finger,
+                       std::vector<double> aPath, double dPatchWidth, int32_t nFrames,
+                       int32_t nExpected = 0)
 {
   StRollCase c;
   c.sName = sName;
@@ -82,11 +83,12 @@ inline StRollCase Roll(const std::string& sName, const kxsim::ClFinger& finger, 
 inline std::vector<StRollCase> GoodRolls()
 {
   using kxsim::EPattern;
-  return {Roll("seed7-loopleft-right-slow", Finger(7, EPattern::eLoopLeft), {220, 580}, 200, 48),
-          Roll("seed11-loopright-left-brisk", Finger(11, EPattern::eLoopRight), {590, 230}, 160, 24),
-          Roll("seed23-whorl-right-brisk", Finger(23, EPattern::eWhorl), {200, 600}, 260, 26),
-          Roll("seed42-arch-left-slow", Finger(42, EPattern::eArch, 0.6), {560, 240}, 220, 52),
-          Roll("seed5-auto-right-medium", Finger(5, EPattern::eAuto), {250, 560}, 240, 36)};
+  return {
+      Roll("seed7-loopleft-right-slow", Finger(7, EPattern::eLoopLeft), {220, 580}, 200, 48),
+      Roll("seed11-loopright-left-brisk", Finger(11, EPattern::eLoopRight), {590, 230}, 160, 24),
+      Roll("seed23-whorl-right-brisk", Finger(23, EPattern::eWhorl), {200, 600}, 260, 26),
+      Roll("seed42-arch-left-slow", Finger(42, EPattern::eArch, 0.6), {560, 240}, 220, 52),
+      Roll("seed5-auto-right-medium", Finger(5, EPattern::eAuto), {250, 560}, 240, 36)};
 }
 
 // The same case with the simulator's default realism: stretching skin, a shaped contact
@@ -270,7 +272,8 @@ inline FrameList AssembledFrames(const StRollCase& c, kxsim::ClSimulator& sim)
       continue;
     ClImage& frame = *a[i++];
     const kxsim::ClScene scene = sim.Scene(uint64_t(n));
-    if (sim.Info(uint64_t(n)).eKind != kxsim::EStep::eRoll || scene.eContact != kxsim::EContact::eRoll)
+    if (sim.Info(uint64_t(n)).eKind != kxsim::EStep::eRoll ||
+        scene.eContact != kxsim::EContact::eRoll)
       continue;
     const int32_t x0 = std::max(0, int32_t(scene.dPatchX - scene.dPatchWidth / 2));
     const int32_t x1 = std::min(truth.nWidth - 1, int32_t(scene.dPatchX + scene.dPatchWidth / 2));
@@ -328,14 +331,16 @@ struct StFidelity
 
 // Correlation of the rolled image with the ground truth over the truth mask, and the
 // share of the truth mask that the rolled mask covers.
-inline StFidelity Compare(const ClImage& rolled, const ClImage& rolledMask, const kxsim::ClGreyImage& truth,
-                          const kxsim::ClGreyImage& truthMask)
+inline StFidelity Compare(const ClImage& rolled, const ClImage& rolledMask,
+                          const kxsim::ClGreyImage& truth, const kxsim::ClGreyImage& truthMask)
 {
   double n = 0, sa = 0, sb = 0, saa = 0, sbb = 0, sab = 0, nCovered = 0;
   for (int32_t y = 0; y < truth.nHeight; ++y) {
     const uint8_t* a = rolled.Data() + ptrdiff_t(y) * rolled.LineElements();
     // A mask of the cut frame may have fewer rows than the output.
-    const uint8_t* m = y < rolledMask.Height() ? rolledMask.Data() + ptrdiff_t(y) * rolledMask.LineElements() : nullptr;
+    const uint8_t* m = y < rolledMask.Height()
+                           ? rolledMask.Data() + ptrdiff_t(y) * rolledMask.LineElements()
+                           : nullptr;
     for (int32_t x = 0; x < truth.nWidth; ++x) {
       if (truthMask.At(x, y) == 0)
         continue;

@@ -14,7 +14,8 @@ void Bar(ClImage& frame, int32_t x0, int32_t nWidth = 140)
   for (int32_t y = 0; y < kH; ++y) {
     uint8_t* p = frame.Data() + ptrdiff_t(y) * frame.LineElements();
     for (int32_t x = 0; x < kW; ++x)
-      p[x] = x0 >= 0 && x >= x0 && x < x0 + nWidth && y >= 150 && y < 600 ? ((y / 4) % 2 ? 170 : 90) : 16;
+      p[x] = x0 >= 0 && x >= x0 && x < x0 + nWidth && y >= 150 && y < 600 ? ((y / 4) % 2 ? 170 : 90)
+                                                                          : 16;
   }
 }
 
@@ -147,7 +148,8 @@ TEST_F(RollState, FinishedKeepsItsImageAndItsAnswer)
     Feed(-1);
     EXPECT_EQ(0, Roll().GetResultCode());
     EXPECT_TRUE(Roll().m_lDefects.empty());
-    EXPECT_EQ(0, std::memcmp(finished.Data(), m_Run.m_Out.Data(), size_t(finished.LineBytes()) * kH));
+    EXPECT_EQ(0,
+              std::memcmp(finished.Data(), m_Run.m_Out.Data(), size_t(finished.LineBytes()) * kH));
   }
 }
 

@@ -31,10 +31,9 @@ protected:
   ClKX2Handle* m_p = nullptr;
 };
 
-const std::vector<std::string> s_Names = {"Version",           "nUseFastMask",
-                                          "nRolledPostProcess", "nAverageLivenessScoreMode",
-                                          "nResetImage",        "nMaskSensitivity",
-                                          "nRollFingerStartMode"};
+const std::vector<std::string> s_Names = {
+    "Version",     "nUseFastMask",     "nRolledPostProcess",  "nAverageLivenessScoreMode",
+    "nResetImage", "nMaskSensitivity", "nRollFingerStartMode"};
 
 } // namespace
 

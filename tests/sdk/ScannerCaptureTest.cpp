@@ -31,7 +31,8 @@ struct StResult
   // Pixels darker than the masks' background.
   size_t FingerPixels() const
   {
-    return static_cast<size_t>(std::count_if(image.begin(), image.end(), [](uint8_t v) { return v < 255; }));
+    return static_cast<size_t>(
+        std::count_if(image.begin(), image.end(), [](uint8_t v) { return v < 255; }));
   }
 };
 
@@ -201,12 +202,16 @@ TEST_F(ScannerExports, RollUntilFinishedThenAgainAfterReset)
   const std::string sWrite = "{\"KX2\":{\"ROLLFINGER\":{\"MERGED_LEN_THRESHOLD\":\"" +
                              std::to_string(nThreshold + 7) + "\"}}}";
   uint64_t n = sWrite.size() + 1;
-  ASSERT_EQ(LS_KX2ExtendedScannerAccess(m_h, 7, reinterpret_cast<uint8_t*>(const_cast<char*>(sWrite.c_str())), &n), 0);
+  ASSERT_EQ(LS_KX2ExtendedScannerAccess(
+                m_h, 7, reinterpret_cast<uint8_t*>(const_cast<char*>(sWrite.c_str())), &n),
+            0);
   EXPECT_EQ(Document(m_h).get<int>(szKey), nThreshold + 7);
   const std::string sBack = "{\"KX2\":{\"ROLLFINGER\":{\"MERGED_LEN_THRESHOLD\":\"" +
                             std::to_string(nThreshold) + "\"}}}";
   n = sBack.size() + 1;
-  ASSERT_EQ(LS_KX2ExtendedScannerAccess(m_h, 7, reinterpret_cast<uint8_t*>(const_cast<char*>(sBack.c_str())), &n), 0);
+  ASSERT_EQ(LS_KX2ExtendedScannerAccess(
+                m_h, 7, reinterpret_cast<uint8_t*>(const_cast<char*>(sBack.c_str())), &n),
+            0);
   for (int nRoll = 0; nRoll < 2; ++nRoll) {
     SCOPED_TRACE(nRoll);
     StResult r;

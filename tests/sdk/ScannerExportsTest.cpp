@@ -22,7 +22,7 @@ using FnCall = std::function<int32_t(LS_KX2_HANDLE)>;
 struct StExport
 {
   const char* szName;
-  FnCall call;      // every output valid
+  FnCall call;       // every output valid
   bool bOwnNullTest; // the export tests a null handle itself, before the SDK
 };
 
@@ -41,25 +41,48 @@ std::vector<StExport> HandleExports()
       {"GetCaptureMode", [](LS_KX2_HANDLE h) { return LS_KX2GetCaptureMode(h, &u32); }, true},
       {"TriggerScanner", [](LS_KX2_HANDLE h) { return LS_KX2TriggerScanner(h); }, true},
       {"GetImage", [](LS_KX2_HANDLE h) { return LS_KX2GetImage(h, image, &d, &b, &n32); }, true},
-      {"GetPreviewImage", [](LS_KX2_HANDLE h) { return LS_KX2GetPreviewImage(h, image, &d, &b, &n32); }, true},
-      {"GetRollImage", [](LS_KX2_HANDLE h) { return LS_KX2GetRollImage(h, image, &d, &b, &n32); }, true},
+      {"GetPreviewImage",
+       [](LS_KX2_HANDLE h) { return LS_KX2GetPreviewImage(h, image, &d, &b, &n32); }, true},
+      {"GetRollImage", [](LS_KX2_HANDLE h) { return LS_KX2GetRollImage(h, image, &d, &b, &n32); },
+       true},
       {"GetImageSize", [](LS_KX2_HANDLE h) { return LS_KX2GetImageSize(h, &u64, &v64); }, true},
-      {"GetPreviewImageSize", [](LS_KX2_HANDLE h) { return LS_KX2GetPreviewImageSize(h, &u64, &v64); }, true},
-      {"GetRollImageSize", [](LS_KX2_HANDLE h) { return LS_KX2GetRollImageSize(h, &u64, &v64); }, true},
+      {"GetPreviewImageSize",
+       [](LS_KX2_HANDLE h) { return LS_KX2GetPreviewImageSize(h, &u64, &v64); }, true},
+      {"GetRollImageSize", [](LS_KX2_HANDLE h) { return LS_KX2GetRollImageSize(h, &u64, &v64); },
+       true},
       {"GetImageDPI", [](LS_KX2_HANDLE h) { return LS_KX2GetImageDPI(h, &u64, &v64); }, true},
-      {"GetPreviewImageDPI", [](LS_KX2_HANDLE h) { return LS_KX2GetPreviewImageDPI(h, &u64, &v64); }, true},
-      {"GetRollImageDPI", [](LS_KX2_HANDLE h) { return LS_KX2GetRollImageDPI(h, &u64, &v64); }, true},
-      {"GetScannerCondition", [](LS_KX2_HANDLE h) { return LS_KX2GetScannerCondition(h, &u32, &v32); }, true},
+      {"GetPreviewImageDPI",
+       [](LS_KX2_HANDLE h) { return LS_KX2GetPreviewImageDPI(h, &u64, &v64); }, true},
+      {"GetRollImageDPI", [](LS_KX2_HANDLE h) { return LS_KX2GetRollImageDPI(h, &u64, &v64); },
+       true},
+      {"GetScannerCondition",
+       [](LS_KX2_HANDLE h) { return LS_KX2GetScannerCondition(h, &u32, &v32); }, true},
       {"GetSerialNumber", [](LS_KX2_HANDLE h) { return LS_KX2GetSerialNumber(h, text); }, true},
       {"SetLED", [](LS_KX2_HANDLE h) { return LS_KX2SetLED(h, 0, 1); }, true},
-      {"ExtendedScannerAccess", [](LS_KX2_HANDLE h) { return LS_KX2ExtendedScannerAccess(h, 6, reinterpret_cast<uint8_t*>(text), &(u64 = sizeof(text))); }, true},
-      {"GetVersionString", [](LS_KX2_HANDLE h) { return LS_KX2GetVersionString(h, text, &(u64 = sizeof(text) - 1)); }, true},
-      {"GetPropertyA", [](LS_KX2_HANDLE h) { return LS_KX2GetPropertyA(h, "Version", text, &(u64 = sizeof(text))); }, false},
-      {"SetPropertyA", [](LS_KX2_HANDLE h) { return LS_KX2SetPropertyA(h, "nUseFastMask", "0"); }, false},
-      {"GetPropertyLongA", [](LS_KX2_HANDLE h) { return LS_KX2GetPropertyLongA(h, "nUseFastMask", &n32); }, false},
-      {"SetPropertyLongA", [](LS_KX2_HANDLE h) { return LS_KX2SetPropertyLongA(h, "nUseFastMask", 0); }, false},
-      {"GetPropertyDoubleA", [](LS_KX2_HANDLE h) { return LS_KX2GetPropertyDoubleA(h, "nUseFastMask", &d); }, false},
-      {"SetPropertyDoubleA", [](LS_KX2_HANDLE h) { return LS_KX2SetPropertyDoubleA(h, "nUseFastMask", 0); }, false},
+      {"ExtendedScannerAccess",
+       [](LS_KX2_HANDLE h) {
+         return LS_KX2ExtendedScannerAccess(h, 6, reinterpret_cast<uint8_t*>(text),
+                                            &(u64 = sizeof(text)));
+       },
+       true},
+      {"GetVersionString",
+       [](LS_KX2_HANDLE h) { return LS_KX2GetVersionString(h, text, &(u64 = sizeof(text) - 1)); },
+       true},
+      {"GetPropertyA",
+       [](LS_KX2_HANDLE h) {
+         return LS_KX2GetPropertyA(h, "Version", text, &(u64 = sizeof(text)));
+       },
+       false},
+      {"SetPropertyA", [](LS_KX2_HANDLE h) { return LS_KX2SetPropertyA(h, "nUseFastMask", "0"); },
+       false},
+      {"GetPropertyLongA",
+       [](LS_KX2_HANDLE h) { return LS_KX2GetPropertyLongA(h, "nUseFastMask", &n32); }, false},
+      {"SetPropertyLongA",
+       [](LS_KX2_HANDLE h) { return LS_KX2SetPropertyLongA(h, "nUseFastMask", 0); }, false},
+      {"GetPropertyDoubleA",
+       [](LS_KX2_HANDLE h) { return LS_KX2GetPropertyDoubleA(h, "nUseFastMask", &d); }, false},
+      {"SetPropertyDoubleA",
+       [](LS_KX2_HANDLE h) { return LS_KX2SetPropertyDoubleA(h, "nUseFastMask", 0); }, false},
   };
 }
 
@@ -179,8 +202,8 @@ TEST_F(ScannerExports, SerialIsReadNoFurtherThan16Characters)
   // A record of 16 characters right before an unreadable page: reading past the cut
   // would end the process.
   const long nPage = sysconf(_SC_PAGESIZE);
-  char* p = static_cast<char*>(mmap(nullptr, 2 * nPage, PROT_READ | PROT_WRITE,
-                                    MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+  char* p = static_cast<char*>(
+      mmap(nullptr, 2 * nPage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
   ASSERT_NE(p, MAP_FAILED);
   ASSERT_EQ(mprotect(p + nPage, nPage, PROT_NONE), 0);
   char* pRecord = p + nPage - 16;
@@ -264,7 +287,8 @@ TEST_F(ScannerExports, JsonDocumentExchange)
   EXPECT_TRUE(tree.get_child("KX2").empty());
 
   auto write = [&](const char* szText, uint64_t nSize) {
-    return LS_KX2ExtendedScannerAccess(m_h, 7, reinterpret_cast<uint8_t*>(const_cast<char*>(szText)), &nSize);
+    return LS_KX2ExtendedScannerAccess(
+        m_h, 7, reinterpret_cast<uint8_t*>(const_cast<char*>(szText)), &nSize);
   };
   EXPECT_EQ(write("{}", 0), -44);
   EXPECT_EQ(write("{\"KX2\":{}}", 5), -44);

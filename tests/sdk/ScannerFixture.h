@@ -13,10 +13,7 @@ struct SafeBlock
   char szBackTag[8];
 };
 
-inline ClSimControl& Sim()
-{
-  return ClSimControl::Get();
-}
+inline ClSimControl& Sim() { return ClSimControl::Get(); }
 
 class ScannerExports : public ::testing::Test
 {

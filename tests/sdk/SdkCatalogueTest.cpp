@@ -51,7 +51,8 @@ const Expected s_Raised[] = {
     {-101, "Internal error."},
     {-102, "Memory allocation failed or given mem-block too small."},
     {-103, "The feature is currently not supported."},
-    {-105, "A error has occurred in a system function call. use the system errorfunction to get more info."},
+    {-105, "A error has occurred in a system function call. use the system errorfunction to get "
+           "more info."},
     {-106, "The feature is not implemented."},
     {-201, "Unexpected end of file."},
     {-206, "A given parameter is unknown."},

@@ -251,8 +251,8 @@ TEST_F(SdkHandle, NameWalkListsEveryLeafAndEnds)
   char buf[64];
   uint64_t n = sizeof(buf);
   EXPECT_CL_THROW(m_p->GetNextName(buf, &n), -50, nullptr);
-  const std::vector<std::string> expected = {"Version", "nCount", "dGain", "nFixed", "eColour",
-                                             "Sub.nDepth"};
+  const std::vector<std::string> expected = {"Version", "nCount",  "dGain",
+                                             "nFixed",  "eColour", "Sub.nDepth"};
   EXPECT_EQ(Names(*m_p), expected);
   // The end stays the end, and a buffer without room is left alone.
   std::strcpy(buf, "x");

@@ -38,7 +38,8 @@ std::vector<std::string> Lines(const std::string& s)
   return v;
 }
 
-const std::regex s_Stamp(R"(^\d{4}-[A-Z][a-z]{2}-\d{2} \d{2}:\d{2}:\d{2}\.\d{6} \[(\w+)\] - (.*)$)");
+const std::regex
+    s_Stamp(R"(^\d{4}-[A-Z][a-z]{2}-\d{2} \d{2}:\d{2}:\d{2}\.\d{6} \[(\w+)\] - (.*)$)");
 
 std::vector<std::string> Bodies(const std::string& out)
 {
@@ -111,14 +112,19 @@ TEST(SdkLogging, ScannerLinesInTheirFormats)
 
 TEST(SdkLogging, LevelFiltersTheConsole)
 {
-  std::vector<std::string> b = Bodies(Probe("VELTRANO_SDK_LOG=1 VELTRANO_SDK_LOG_LEVEL=3", "exports"));
+  std::vector<std::string> b =
+      Bodies(Probe("VELTRANO_SDK_LOG=1 VELTRANO_SDK_LOG_LEVEL=3", "exports"));
   ASSERT_EQ(b.size(), 2u);
   EXPECT_EQ(b[0].substr(0, 6), "Error|");
   EXPECT_EQ(b[1].substr(0, 6), "Error|");
   EXPECT_EQ(Probe("VELTRANO_SDK_LOG=1 VELTRANO_SDK_LOG_LEVEL=2", "exports"), "");
   // Out-of-range levels leave the default 7.
   for (const char* lv : {"8", "-1", "99"})
-    EXPECT_EQ(Bodies(Probe(std::string("VELTRANO_SDK_LOG=1 VELTRANO_SDK_LOG_LEVEL=") + lv, "exports")).size(), 8u) << lv;
+    EXPECT_EQ(
+        Bodies(Probe(std::string("VELTRANO_SDK_LOG=1 VELTRANO_SDK_LOG_LEVEL=") + lv, "exports"))
+            .size(),
+        8u)
+        << lv;
 }
 
 TEST(SdkLogging, ExactlyTheBufferSizeIsRefusedOnOrOff)

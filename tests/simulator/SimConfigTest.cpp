@@ -17,16 +17,21 @@ namespace {
 
 void* Open(int n) { return Scan<FnOpen>("ftrScanOpenDeviceOnInterface")(n); }
 void Close(void* h) { Scan<FnClose>("ftrScanCloseDevice")(h); }
-int Image(void* h, std::vector<uint8_t>& f) { return Scan<FnImage>("ftrScanGetImage")(h, 2, f.data()); }
+int Image(void* h, std::vector<uint8_t>& f)
+{
+  return Scan<FnImage>("ftrScanGetImage")(h, 2, f.data());
+}
 
-class SimConfig : public ::testing::Test {
- protected:
+class SimConfig : public ::testing::Test
+{
+protected:
   void TearDown() override { ScanLib().Fn<KXSIM_LOADCONFIG>("kxsimLoadConfig")(nullptr); }
 };
 
-}  // namespace
+} // namespace
 
-TEST_F(SimConfig, FaultsHitTheScriptedCallsAndReportTheirError) {
+TEST_F(SimConfig, FaultsHitTheScriptedCallsAndReportTheirError)
+{
   LoadConfig(R"({"devices": [{"interface": 0, "faults": [
       {"call": "ftrScanGetImage", "at": 2, "error": 121, "count": 1},
       {"call": "ftrScanSetDiodesStatus", "at": 0, "error": 31, "count": 2},
@@ -67,7 +72,8 @@ TEST_F(SimConfig, FaultsHitTheScriptedCallsAndReportTheirError) {
   Close(h);
 }
 
-TEST_F(SimConfig, DisconnectionFromAFrameOn) {
+TEST_F(SimConfig, DisconnectionFromAFrameOn)
+{
   LoadConfig(R"({"devices": [{"interface": 3, "faults": [{"disconnect_at_frame": 2}]}]})");
   void* h = Open(3);
   ASSERT_NE(h, nullptr);
@@ -92,7 +98,8 @@ TEST_F(SimConfig, DisconnectionFromAFrameOn) {
   Close(h);
 }
 
-TEST_F(SimConfig, BusyInterfacesAndFailingOpenOrInfo) {
+TEST_F(SimConfig, BusyInterfacesAndFailingOpenOrInfo)
+{
   LoadConfig(R"({"interfaces_busy": [5, 9], "devices": [
       {"interface": 5}, {"interface": 6, "fail_open": 31}, {"interface": 7, "fail_info": 121}]})");
   uint32_t list[128];
@@ -117,8 +124,10 @@ TEST_F(SimConfig, BusyInterfacesAndFailingOpenOrInfo) {
 
 // Models, serial forms, firmware and calibration memory are read through the device
 // layer's enumeration tests; here only what it never asks.
-TEST_F(SimConfig, LibraryVersionFromADeviceOrTheConfiguration) {
-  LoadConfig(R"({"devices": [{"interface": 1, "compatibility": 4, "version": {"lib": [9, 2, 0, 0]}}]})");
+TEST_F(SimConfig, LibraryVersionFromADeviceOrTheConfiguration)
+{
+  LoadConfig(
+      R"({"devices": [{"interface": 1, "compatibility": 4, "version": {"lib": [9, 2, 0, 0]}}]})");
   ClVersionRecord v = {};
   v.nSize = 28;
   ASSERT_EQ(Scan<FnRecord>("ftrScanGetVersion")(nullptr, &v), 1);
@@ -131,13 +140,16 @@ TEST_F(SimConfig, LibraryVersionFromADeviceOrTheConfiguration) {
   EXPECT_EQ(std::count(list, list + 128, kxsim::kInterfaceFree), 0) << "no scanner attached";
 }
 
-TEST_F(SimConfig, BrokenConfigurationIsAClearMessageNotACrash) {
-  struct ClCase {
+TEST_F(SimConfig, BrokenConfigurationIsAClearMessageNotACrash)
+{
+  struct ClCase
+  {
     const char* szText;
     const char* szExpected;
   } cases[] = {
       {R"({"devices": [{"interface": 0,)", "line"},
-      {R"({"devices": [{"interface": 0, "faults": [{"call": "ftrScanGetImag"}]}]})", "ftrScanGetImag"},
+      {R"({"devices": [{"interface": 0, "faults": [{"call": "ftrScanGetImag"}]}]})",
+       "ftrScanGetImag"},
       {R"({"devices": [{"interface": 1}, {"interface": 1}]})", "used twice"},
       {R"({"devices": [{"interface": 128}]})", "devices[0].interface"},
       {R"({"devices": [{"interface": 0, "raw_size": [4000, 4000]}]})", "raw_size"},
@@ -161,11 +173,13 @@ TEST_F(SimConfig, BrokenConfigurationIsAClearMessageNotACrash) {
   }
 }
 
-TEST_F(SimConfig, ConfigurationFileFromTheEnvironment) {
+TEST_F(SimConfig, ConfigurationFileFromTheEnvironment)
+{
   char path[] = "/tmp/kxsimconfigXXXXXX";
   const int fd = mkstemp(path);
   ASSERT_GE(fd, 0);
-  const std::string text = R"({"devices": [{"interface": 2}, {"interface": 4, "compatibility": 15}]})";
+  const std::string text =
+      R"({"devices": [{"interface": 2}, {"interface": 4, "compatibility": 15}]})";
   ASSERT_EQ(write(fd, text.data(), text.size()), ssize_t(text.size()));
   close(fd);
   setenv("KXSIM_CONFIG", path, 1);

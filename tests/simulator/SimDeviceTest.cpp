@@ -15,17 +15,22 @@ using kxsim::ClVersionRecord;
 
 namespace {
 
-class SimDevice : public ::testing::Test {
- protected:
-  void SetUp() override {
-    LoadConfig(R"({"devices": [{"interface": 0}]})");  // the built-in scanner, fresh
+class SimDevice : public ::testing::Test
+{
+protected:
+  void SetUp() override
+  {
+    LoadConfig(R"({"devices": [{"interface": 0}]})"); // the built-in scanner, fresh
     m_h = Scan<FnOpen>("ftrScanOpenDeviceOnInterface")(0);
     ASSERT_NE(m_h, nullptr);
   }
-  void TearDown() override {
-    if (m_h) Scan<FnClose>("ftrScanCloseDevice")(m_h);
+  void TearDown() override
+  {
+    if (m_h)
+      Scan<FnClose>("ftrScanCloseDevice")(m_h);
   }
-  kxsimDeviceState State() {
+  kxsimDeviceState State()
+  {
     kxsimDeviceState s = {};
     s.nSize = sizeof s;
     EXPECT_EQ(ScanLib().Fn<KXSIM_GETDEVICESTATE>("kxsimGetDeviceState")(0, &s), 1);
@@ -34,9 +39,10 @@ class SimDevice : public ::testing::Test {
   void* m_h = nullptr;
 };
 
-}  // namespace
+} // namespace
 
-TEST_F(SimDevice, ReportsAndKeepsWhatTheSdkSetsUp) {
+TEST_F(SimDevice, ReportsAndKeepsWhatTheSdkSetsUp)
+{
   uint8_t serial[12] = {};
   ASSERT_EQ(Scan<FnRecord>("ftrScanGetSerialNumber")(m_h, serial), 1);
   EXPECT_EQ(std::string(reinterpret_cast<char*>(serial), 8), "21234567");
@@ -91,13 +97,16 @@ TEST_F(SimDevice, ReportsAndKeepsWhatTheSdkSetsUp) {
   EXPECT_EQ(v.aHardware[0], 0);
 }
 
-TEST_F(SimDevice, ImagesFollowTheScriptAndCountFrames) {
+TEST_F(SimDevice, ImagesFollowTheScriptAndCountFrames)
+{
   std::vector<uint8_t> a(800 * 750), b(800 * 750), raw(1600 * 1500);
-  for (int k = 0; k < 3; ++k) ASSERT_EQ(Scan<FnImage>("ftrScanGetImage")(m_h, 2, a.data()), 1);
+  for (int k = 0; k < 3; ++k)
+    ASSERT_EQ(Scan<FnImage>("ftrScanGetImage")(m_h, 2, a.data()), 1);
   EXPECT_EQ(State().nFrames, 3u);
   EXPECT_EQ(State().nLastMode, 1);
   // What the device delivered is what the script renders for that frame.
-  ASSERT_EQ(ScanLib().Fn<KXSIM_RENDERFRAME>("kxsimRenderFrame")(0, 2, 0, 2, 0, b.data(), b.size()), 1);
+  ASSERT_EQ(ScanLib().Fn<KXSIM_RENDERFRAME>("kxsimRenderFrame")(0, 2, 0, 2, 0, b.data(), b.size()),
+            1);
   EXPECT_EQ(a, b);
   ASSERT_EQ(Scan<FnImage>("ftrScanGetRawImageByVariableDose")(m_h, 9, raw.data()), 1);
   EXPECT_EQ(State().nLastDose, 9);
@@ -123,11 +132,13 @@ TEST_F(SimDevice, ImagesFollowTheScriptAndCountFrames) {
   ASSERT_EQ(gt(0, 0, 0, 1, truth.data(), mask.data(), truth.size(), &w, &h), 1);
   EXPECT_GT(std::count(mask.begin(), mask.end(), 255), 150000);
   EXPECT_EQ(gt(0, 0, 1, 1, truth.data(), mask.data(), truth.size(), &w, &h), 0) << "one roll only";
-  EXPECT_EQ(gt(0, 1, 0, 1, truth.data(), mask.data(), truth.size() - 1, &w, &h), 0) << "buffer too small";
+  EXPECT_EQ(gt(0, 1, 0, 1, truth.data(), mask.data(), truth.size() - 1, &w, &h), 0)
+      << "buffer too small";
   EXPECT_EQ(gt(0, 1, 0, 1, truth.data(), mask.data(), truth.size(), &w, &h), 1);
 }
 
-TEST_F(SimDevice, BadArgumentsFailCleanly) {
+TEST_F(SimDevice, BadArgumentsFailCleanly)
+{
   int junk = 0;
   uint8_t buf[64] = {};
   EXPECT_EQ(Scan<FnHandle>("ftrScanCloseDevice")(&junk), 0);
@@ -147,10 +158,11 @@ TEST_F(SimDevice, BadArgumentsFailCleanly) {
   EXPECT_EQ(LastError(), kxsim::kErrNoDevice);
 
   // Entries the SDK never calls refuse with error 50.
-  for (const char* name : {"ftrScanGetOptions", "ftrScanGetFuzzyImage", "ftrScanGetBacklightImage",
-                           "ftrScanGetDarkImage", "ftrScanIsFingerPresent", "ftrScanGetFrame", "ftrScanGetImage2",
-                           "ftrScanRollStart", "ftrScanSaveSerialNumber", "ftrScanGetImageSizes",
-                           "ftrScanGetFakeReplicaInterval", "ftrScanGetLFDParameters"}) {
+  for (const char* name :
+       {"ftrScanGetOptions", "ftrScanGetFuzzyImage", "ftrScanGetBacklightImage",
+        "ftrScanGetDarkImage", "ftrScanIsFingerPresent", "ftrScanGetFrame", "ftrScanGetImage2",
+        "ftrScanRollStart", "ftrScanSaveSerialNumber", "ftrScanGetImageSizes",
+        "ftrScanGetFakeReplicaInterval", "ftrScanGetLFDParameters"}) {
     EXPECT_EQ(Scan<FnRecord>(name)(m_h, buf), 0) << name;
     EXPECT_EQ(LastError(), kxsim::kErrNotSupported) << name;
   }
@@ -168,7 +180,8 @@ TEST_F(SimDevice, BadArgumentsFailCleanly) {
   EXPECT_EQ(LastError(), kxsim::kErrNone);
 }
 
-TEST_F(SimDevice, LastErrorIsKeptPerThread) {
+TEST_F(SimDevice, LastErrorIsKeptPerThread)
+{
   int junk = 0;
   EXPECT_EQ(Scan<FnHandle>("ftrScanCloseDevice")(&junk), 0);
   uint32_t other = 1;
@@ -181,7 +194,8 @@ TEST_F(SimDevice, LastErrorIsKeptPerThread) {
   EXPECT_EQ(LastError(), kxsim::kErrInvalidHandle);
 }
 
-TEST_F(SimDevice, ConcurrentCallersEachGetTheirFrames) {
+TEST_F(SimDevice, ConcurrentCallersEachGetTheirFrames)
+{
   std::vector<std::thread> threads;
   std::vector<int> ok(4, 0);
   for (int t = 0; t < 4; ++t)
@@ -192,16 +206,20 @@ TEST_F(SimDevice, ConcurrentCallersEachGetTheirFrames) {
         Scan<FnDiodes>("ftrScanSetDiodesStatus")(m_h, uint8_t(t), 0);
       }
     });
-  for (std::thread& t : threads) t.join();
-  for (int n : ok) EXPECT_EQ(n, 8);
+  for (std::thread& t : threads)
+    t.join();
+  for (int n : ok)
+    EXPECT_EQ(n, 8);
   EXPECT_EQ(State().nFrames, 32u);
 }
 
-TEST_F(SimDevice, PacingMakesAnImageCallLastTheFrameInterval) {
+TEST_F(SimDevice, PacingMakesAnImageCallLastTheFrameInterval)
+{
   ScanLib().Fn<KXSIM_SETFRAMEINTERVAL>("kxsimSetFrameInterval")(25);
   std::vector<uint8_t> frame(800 * 750);
   const auto start = std::chrono::steady_clock::now();
-  for (int k = 0; k < 3; ++k) ASSERT_EQ(Scan<FnImage>("ftrScanGetImage")(m_h, 2, frame.data()), 1);
+  for (int k = 0; k < 3; ++k)
+    ASSERT_EQ(Scan<FnImage>("ftrScanGetImage")(m_h, 2, frame.data()), 1);
   const auto spent = std::chrono::steady_clock::now() - start;
   ScanLib().Fn<KXSIM_SETFRAMEINTERVAL>("kxsimSetFrameInterval")(0);
   EXPECT_GE(std::chrono::duration_cast<std::chrono::milliseconds>(spent).count(), 75);

@@ -10,7 +10,8 @@
 
 namespace kxsimtest {
 
-inline std::string BinDir() {
+inline std::string BinDir()
+{
   const char* env = std::getenv("LSKX2_BIN_DIR");
   return env && *env ? env : KXSIM_TEST_BIN_DIR;
 }
@@ -18,18 +19,21 @@ inline std::string BinDir() {
 using ::ClLib;
 
 // The simulated device library of the build, with its kxsim controls.
-inline ClLib& ScanLib() {
+inline ClLib& ScanLib()
+{
   static ClLib lib(BinDir() + "/libkxScanAPI.so");
   return lib;
 }
 
-inline ClLib& LivenessLib() {
+inline ClLib& LivenessLib()
+{
   static ClLib lib(BinDir() + "/libveltranofakefingerdetectionkx2.so");
   return lib;
 }
 
 // Loads a configuration and switches pacing off, failing the test on a refusal.
-inline void LoadConfig(const std::string& sJson) {
+inline void LoadConfig(const std::string& sJson)
+{
   ClLib& lib = ScanLib();
   if (!lib.Fn<KXSIM_LOADCONFIG>("kxsimLoadConfig")(sJson.c_str()))
     FAIL() << "configuration refused: " << lib.Fn<KXSIM_GETCONFIGERROR>("kxsimGetConfigError")();
@@ -52,10 +56,11 @@ using FnSaveControl = int (*)(void*, void*, int);
 using FnGlobalOptions = int (*)(int32_t, void*);
 
 template <class TpFn>
-TpFn Scan(const char* szName) {
+TpFn Scan(const char* szName)
+{
   return ScanLib().Fn<TpFn>(szName);
 }
 
 inline uint32_t LastError() { return Scan<FnLastError>("ftrScanGetLastError")(); }
 
-}  // namespace kxsimtest
+} // namespace kxsimtest

@@ -23,28 +23,35 @@ using FnGetProp = int32_t (*)(void*, const char*, char*, uint64_t*);
 using FnExtended = int32_t (*)(void*, int32_t, char*, uint64_t*);
 
 template <class TpFn>
-TpFn Fd(const char* szName) {
+TpFn Fd(const char* szName)
+{
   return LivenessLib().Fn<TpFn>(szName);
 }
 
-class SimLiveness : public ::testing::Test {
- protected:
-  void Start(const char* szSettings = "{}") {
+class SimLiveness : public ::testing::Test
+{
+protected:
+  void Start(const char* szSettings = "{}")
+  {
     ASSERT_EQ(Fd<KXSIMFD_CONFIGURE>("kxsimfdConfigure")(szSettings), 1);
     ASSERT_EQ(Fd<FnInit>("FD_KX2Initialize")(nullptr), 0);
     ASSERT_EQ(Fd<FnCreate>("FD_KX2CreateHandle")(&m_h), 0);
   }
-  void TearDown() override {
-    if (m_h) Fd<FnCreate>("FD_KX2DestroyHandle")(&m_h);
+  void TearDown() override
+  {
+    if (m_h)
+      Fd<FnCreate>("FD_KX2DestroyHandle")(&m_h);
     while (Fd<FnUninit>("FD_KX2Uninitialize")() == 0) {
     }
     Fd<KXSIMFD_CONFIGURE>("kxsimfdConfigure")(nullptr);
   }
-  int32_t Score(const kxsim::ClGreyImage& img, double& score) {
-    return Fd<FnScore>("FD_KX2GetFakeFingerDetectionScore")(m_h, img.nWidth, img.nHeight, img.aPixels.data(),
-                                                            img.aPixels.data(), &score);
+  int32_t Score(const kxsim::ClGreyImage& img, double& score)
+  {
+    return Fd<FnScore>("FD_KX2GetFakeFingerDetectionScore")(
+        m_h, img.nWidth, img.nHeight, img.aPixels.data(), img.aPixels.data(), &score);
   }
-  std::string Extended(uint64_t nStart, int32_t& result, uint64_t& size) {
+  std::string Extended(uint64_t nStart, int32_t& result, uint64_t& size)
+  {
     std::string text(size_t(nStart), '\0');
     size = nStart;
     result = Fd<FnExtended>("FD_KX2ExtendedAccess")(m_h, 0, &text[0], &size);
@@ -53,15 +60,17 @@ class SimLiveness : public ::testing::Test {
   void* m_h = nullptr;
 };
 
-kxsim::ClGreyImage Finger(bool bFake) {
+kxsim::ClGreyImage Finger(bool bFake)
+{
   kxsim::ClFinger f;
   f.bFake = bFake;
   return kxsim::RenderPlacedFinger(f, 0.0, 800, 750, 2, kxsim::EOrientation::eDisplay);
 }
 
-}  // namespace
+} // namespace
 
-TEST_F(SimLiveness, LiveFingersScoreHighFakeOnesLow) {
+TEST_F(SimLiveness, LiveFingersScoreHighFakeOnesLow)
+{
   Start();
   double live = -1, fake = -1, again = -1;
   ASSERT_EQ(Score(Finger(false), live), 0);
@@ -79,7 +88,8 @@ TEST_F(SimLiveness, LiveFingersScoreHighFakeOnesLow) {
   EXPECT_EQ(score(&none, 800, 750, img.aPixels.data(), img.aPixels.data(), &none), -43);
 }
 
-TEST_F(SimLiveness, AveragingPropertyStartsFromTheConfiguredText) {
+TEST_F(SimLiveness, AveragingPropertyStartsFromTheConfiguredText)
+{
   Start(R"({"average_text": "TRue"})");
   auto get = Fd<FnGetProp>("FD_KX2GetPropertyA");
   auto set = Fd<FnSetProp>("FD_KX2SetPropertyA");
@@ -103,7 +113,8 @@ TEST_F(SimLiveness, AveragingPropertyStartsFromTheConfiguredText) {
   EXPECT_NEAR(fake, (live + alone) / 2, 1e-9) << "averaged while on";
 }
 
-TEST_F(SimLiveness, ExtendedAccessGrowsThroughTooSmallAndTakesSettings) {
+TEST_F(SimLiveness, ExtendedAccessGrowsThroughTooSmallAndTakesSettings)
+{
   Start();
   int32_t result = 0;
   uint64_t size = 0;
@@ -130,7 +141,8 @@ TEST_F(SimLiveness, ExtendedAccessGrowsThroughTooSmallAndTakesSettings) {
   EXPECT_EQ(Fd<FnExtended>("FD_KX2ExtendedAccess")(m_h, 5, &broken[0], &n), -44);
 }
 
-TEST_F(SimLiveness, LargeAndZeroSizedExtendedTexts) {
+TEST_F(SimLiveness, LargeAndZeroSizedExtendedTexts)
+{
   Start(R"({"extended_padding": 1600000})");
   int32_t result = 0;
   uint64_t size = 0;
@@ -144,7 +156,8 @@ TEST_F(SimLiveness, LargeAndZeroSizedExtendedTexts) {
   EXPECT_EQ(size, 0u);
 }
 
-TEST_F(SimLiveness, ConfiguredFailuresOfStartAndHandle) {
+TEST_F(SimLiveness, ConfiguredFailuresOfStartAndHandle)
+{
   ASSERT_EQ(Fd<KXSIMFD_CONFIGURE>("kxsimfdConfigure")(R"({"init_error": -101})"), 1);
   EXPECT_EQ(Fd<FnInit>("FD_KX2Initialize")(nullptr), -101);
   ASSERT_EQ(Fd<KXSIMFD_CONFIGURE>("kxsimfdConfigure")(R"({"create_error": -102})"), 1);

@@ -12,13 +12,15 @@ namespace kxsimtest {
 using kxsim::ClGreyImage;
 
 // Mean of a box of radius r around each pixel, the box cut at the image border.
-inline std::vector<int> BoxMean(const ClGreyImage& img, int r) {
+inline std::vector<int> BoxMean(const ClGreyImage& img, int r)
+{
   const int W = img.nWidth, H = img.nHeight;
   std::vector<int64_t> sum(size_t(W + 1) * size_t(H + 1), 0);
   for (int y = 0; y < H; ++y)
     for (int x = 0; x < W; ++x)
       sum[size_t(y + 1) * (W + 1) + x + 1] = img.At(x, y) + sum[size_t(y) * (W + 1) + x + 1] +
-                                             sum[size_t(y + 1) * (W + 1) + x] - sum[size_t(y) * (W + 1) + x];
+                                             sum[size_t(y + 1) * (W + 1) + x] -
+                                             sum[size_t(y) * (W + 1) + x];
   std::vector<int> out(size_t(W) * H);
   for (int y = 0; y < H; ++y)
     for (int x = 0; x < W; ++x) {
@@ -33,36 +35,44 @@ inline std::vector<int> BoxMean(const ClGreyImage& img, int r) {
 
 // How the scanner condition counts residue: pixels of the central region at least 5 grey
 // levels above their 31 by 31 neighbourhood.
-inline int ResidueSample(const ClGreyImage& img) {
+inline int ResidueSample(const ClGreyImage& img)
+{
   const std::vector<int> mean = BoxMean(img, 15);
   const int W = img.nWidth, H = img.nHeight;
   int n = 0;
   for (int y = H / 10; y < 9 * H / 10; ++y)
     for (int x = W / 10; x < 9 * W / 10; ++x)
-      if (img.At(x, y) - mean[size_t(y) * W + x] >= 5) ++n;
+      if (img.At(x, y) - mean[size_t(y) * W + x] >= 5)
+        ++n;
   return n;
 }
 
 // Pixels whose 9 by 9 mean lies well above the dark platen: the lit finger.
-inline std::vector<uint8_t> LitMask(const ClGreyImage& img, int nRise = 25) {
+inline std::vector<uint8_t> LitMask(const ClGreyImage& img, int nRise = 25)
+{
   const std::vector<int> mean = BoxMean(img, 4);
   std::vector<uint8_t> m(mean.size());
-  for (size_t i = 0; i < m.size(); ++i) m[i] = mean[i] > 16 + nRise ? 1 : 0;
+  for (size_t i = 0; i < m.size(); ++i)
+    m[i] = mean[i] > 16 + nRise ? 1 : 0;
   return m;
 }
 
-inline int64_t Count(const std::vector<uint8_t>& m) {
+inline int64_t Count(const std::vector<uint8_t>& m)
+{
   int64_t n = 0;
-  for (uint8_t v : m) n += v ? 1 : 0;
+  for (uint8_t v : m)
+    n += v ? 1 : 0;
   return n;
 }
 
-struct ClStats {
+struct ClStats
+{
   double dMean = 0, dStd = 0;
   int nMin = 255, nMax = 0;
 };
 
-inline ClStats Stats(const ClGreyImage& img, int x0, int y0, int x1, int y1) {
+inline ClStats Stats(const ClGreyImage& img, int x0, int y0, int x1, int y1)
+{
   ClStats s;
   double sum = 0, sq = 0;
   int n = 0;
@@ -82,18 +92,22 @@ inline ClStats Stats(const ClGreyImage& img, int x0, int y0, int x1, int y1) {
 
 // Dominant plane wave of a square block: the period (pixels) and the direction of the
 // wave vector (radians, 0..pi), found by a brute-force Fourier search.
-struct ClWave {
+struct ClWave
+{
   double dPeriod = 0, dNormal = 0, dPower = 0, dMeanPower = 0;
 };
 
-inline ClWave DominantWave(const ClGreyImage& img, int x0, int y0, int n) {
+inline ClWave DominantWave(const ClGreyImage& img, int x0, int y0, int n)
+{
   const double pi = 3.14159265358979323846;
   std::vector<double> v(size_t(n) * n);
   double mean = 0;
   for (int y = 0; y < n; ++y)
-    for (int x = 0; x < n; ++x) mean += v[size_t(y) * n + x] = img.At(x0 + x, y0 + y);
+    for (int x = 0; x < n; ++x)
+      mean += v[size_t(y) * n + x] = img.At(x0 + x, y0 + y);
   mean /= double(n) * n;
-  for (double& d : v) d -= mean;
+  for (double& d : v)
+    d -= mean;
   ClWave best;
   double total = 0;
   int tried = 0;
@@ -122,7 +136,9 @@ inline ClWave DominantWave(const ClGreyImage& img, int x0, int y0, int n) {
 }
 
 // Normalised cross-correlation over the pixels where mask is set.
-inline double Correlation(const ClGreyImage& a, const ClGreyImage& b, const std::vector<uint8_t>& mask) {
+inline double Correlation(const ClGreyImage& a, const ClGreyImage& b,
+                          const std::vector<uint8_t>& mask)
+{
   double sa = 0, sb = 0, n = 0;
   for (size_t i = 0; i < mask.size(); ++i)
     if (mask[i]) {
@@ -130,7 +146,8 @@ inline double Correlation(const ClGreyImage& a, const ClGreyImage& b, const std:
       sb += b.aPixels[i];
       ++n;
     }
-  if (n == 0) return 0;
+  if (n == 0)
+    return 0;
   const double ma = sa / n, mb = sb / n;
   double ab = 0, aa = 0, bb = 0;
   for (size_t i = 0; i < mask.size(); ++i)
@@ -148,12 +165,15 @@ inline double Correlation(const ClGreyImage& a, const ClGreyImage& b, const std:
 // changes of contact and brightness do not pull the match. Ridges running straight through
 // a block leave the shift along them open; of the shifts that match about as well as the
 // best, the shortest is taken (the shift across the ridges).
-struct ClShift {
+struct ClShift
+{
   int nDx = 0, nDy = 0;
   double dScore = 0;
 };
 
-inline ClShift BlockShift(const ClGreyImage& a, const ClGreyImage& b, int x0, int y0, int n, int nRange) {
+inline ClShift BlockShift(const ClGreyImage& a, const ClGreyImage& b, int x0, int y0, int n,
+                          int nRange)
+{
   const double m = double(n) * n;
   double sa = 0, saa = 0;
   for (int y = 0; y < n; ++y)
@@ -197,7 +217,9 @@ inline ClShift BlockShift(const ClGreyImage& a, const ClGreyImage& b, int x0, in
 }
 
 // Mean absolute difference of two frames over the pixels where mask is set.
-inline double MeanAbsDiff(const ClGreyImage& a, const ClGreyImage& b, const std::vector<uint8_t>& mask) {
+inline double MeanAbsDiff(const ClGreyImage& a, const ClGreyImage& b,
+                          const std::vector<uint8_t>& mask)
+{
   double s = 0, n = 0;
   for (size_t i = 0; i < mask.size(); ++i)
     if (mask[i]) {
@@ -209,7 +231,8 @@ inline double MeanAbsDiff(const ClGreyImage& a, const ClGreyImage& b, const std:
 
 // The capture engine's view of a raw frame: a 3 by 3 mean, then nearest neighbours at
 // 800 by 750, and its histogram.
-inline std::vector<int64_t> EngineHistogram(const ClGreyImage& raw, int nW = 800, int nH = 750) {
+inline std::vector<int64_t> EngineHistogram(const ClGreyImage& raw, int nW = 800, int nH = 750)
+{
   std::vector<int64_t> h(256, 0);
   for (int y = 0; y < nH; ++y)
     for (int x = 0; x < nW; ++x) {
@@ -218,7 +241,8 @@ inline std::vector<int64_t> EngineHistogram(const ClGreyImage& raw, int nW = 800
       for (int dy = -1; dy <= 1; ++dy)
         for (int dx = -1; dx <= 1; ++dx) {
           const int xx = sx + dx, yy = sy + dy;
-          if (xx < 0 || yy < 0 || xx >= raw.nWidth || yy >= raw.nHeight) continue;
+          if (xx < 0 || yy < 0 || xx >= raw.nWidth || yy >= raw.nHeight)
+            continue;
           sum += raw.At(xx, yy);
           ++cnt;
         }
@@ -228,7 +252,8 @@ inline std::vector<int64_t> EngineHistogram(const ClGreyImage& raw, int nW = 800
 }
 
 // The engine's motion measure: squared differences of the cumulative histograms.
-inline int64_t MotionMeasure(const std::vector<int64_t>& h1, const std::vector<int64_t>& h2) {
+inline int64_t MotionMeasure(const std::vector<int64_t>& h1, const std::vector<int64_t>& h2)
+{
   int64_t c1 = 0, c2 = 0, d = 0;
   for (size_t i = 0; i < 256; ++i) {
     c1 += h1[i];
@@ -238,4 +263,4 @@ inline int64_t MotionMeasure(const std::vector<int64_t>& h1, const std::vector<i
   return d;
 }
 
-}  // namespace kxsimtest
+} // namespace kxsimtest

@@ -14,30 +14,36 @@ using namespace kxsimtest;
 
 namespace {
 
-constexpr int kLead = 3;                 // empty frames before a roll
-constexpr int kSettle = 3;               // resting frames at the start of a roll
+constexpr int kLead = 3;   // empty frames before a roll
+constexpr int kSettle = 3; // resting frames at the start of a roll
 constexpr int64_t kMotionLimit = 800000000;
 
-ClScript Roll(const ClFinger& f) {
+ClScript Roll(const ClFinger& f)
+{
   ClRollSpec r;
   r.aPath = {220.0, 580.0};
   return MakeRollScript(f, r, 36, kLead);
 }
 
-std::vector<uint8_t> Both(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) {
+std::vector<uint8_t> Both(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b)
+{
   std::vector<uint8_t> m(a.size());
-  for (size_t i = 0; i < m.size(); ++i) m[i] = a[i] && b[i];
+  for (size_t i = 0; i < m.size(); ++i)
+    m[i] = a[i] && b[i];
   return m;
 }
 
-bool AllSet(const std::vector<uint8_t>& m, int x0, int y0, int n) {
+bool AllSet(const std::vector<uint8_t>& m, int x0, int y0, int n)
+{
   for (int y = y0; y < y0 + n; ++y)
     for (int x = x0; x < x0 + n; ++x)
-      if (!m[size_t(y) * kNormalWidth + size_t(x)]) return false;
+      if (!m[size_t(y) * kNormalWidth + size_t(x)])
+        return false;
   return true;
 }
 
-struct ClFlow {
+struct ClFlow
+{
   double dRms = 0, dMax = 0, dBehind = 0, dAhead = 0, dRough = 0, dOverlapDiff = 1e9;
   int nBlocks = 0;
 };
@@ -47,7 +53,8 @@ struct ClFlow {
 constexpr int kSearch = 4;
 
 // Block matching between consecutive frames of the moving part of a roll.
-ClFlow RollFlow(ClSimulator& sim) {
+ClFlow RollFlow(ClSimulator& sim)
+{
   ClFlow f;
   double sq = 0, behind = 0, ahead = 0, nb = 0, na = 0, rough = 0, nr = 0;
   std::vector<double> all;
@@ -61,7 +68,8 @@ ClFlow RollFlow(ClSimulator& sim) {
       int last = -1000;
       ClShift lastShift;
       for (int x0 = 8; x0 + 40 < kNormalWidth; x0 += 16) {
-        if (!AllSet(firm, x0 - kSearch, y0 - kSearch, 32 + 2 * kSearch)) continue;
+        if (!AllSet(firm, x0 - kSearch, y0 - kSearch, 32 + 2 * kSearch))
+          continue;
         const ClShift s = BlockShift(a, b, x0, y0, 32, kSearch);
         const double d = std::hypot(s.nDx, s.nDy);
         sq += d * d;
@@ -94,23 +102,27 @@ ClFlow RollFlow(ClSimulator& sim) {
 }
 
 // Rows of a lit region: first and last lit column per row (-1 where none).
-struct ClOutline {
+struct ClOutline
+{
   std::vector<int> aLeft, aRight;
   int64_t nArea = 0;
 };
 
 // The lit finger seen through a 21 by 21 mean, so that single ridges do not notch its edge.
-ClOutline Outline(const ClGreyImage& frame) {
+ClOutline Outline(const ClGreyImage& frame)
+{
   const std::vector<int> mean = BoxMean(frame, 10);
   std::vector<uint8_t> lit(mean.size());
-  for (size_t i = 0; i < lit.size(); ++i) lit[i] = mean[i] > 16 + 25 ? 1 : 0;
+  for (size_t i = 0; i < lit.size(); ++i)
+    lit[i] = mean[i] > 16 + 25 ? 1 : 0;
   ClOutline o;
   o.aLeft.assign(kNormalHeight, -1);
   o.aRight.assign(kNormalHeight, -1);
   for (int y = 0; y < kNormalHeight; ++y)
     for (int x = 0; x < kNormalWidth; ++x)
       if (lit[size_t(y) * kNormalWidth + size_t(x)]) {
-        if (o.aLeft[size_t(y)] < 0) o.aLeft[size_t(y)] = x;
+        if (o.aLeft[size_t(y)] < 0)
+          o.aLeft[size_t(y)] = x;
         o.aRight[size_t(y)] = x;
         ++o.nArea;
       }
@@ -118,7 +130,8 @@ ClOutline Outline(const ClGreyImage& frame) {
 }
 
 // Largest distance of an edge from the straight line fitted through it.
-double Bow(const std::vector<int>& edge) {
+double Bow(const std::vector<int>& edge)
+{
   double n = 0, sy = 0, sx = 0, syy = 0, sxy = 0;
   for (size_t y = 0; y < edge.size(); ++y)
     if (edge[y] >= 0) {
@@ -131,19 +144,22 @@ double Bow(const std::vector<int>& edge) {
   const double b = (n * sxy - sy * sx) / (n * syy - sy * sy), a = (sx - b * sy) / n;
   double worst = 0;
   for (size_t y = 0; y < edge.size(); ++y)
-    if (edge[y] >= 0) worst = std::max(worst, std::fabs(edge[y] - (a + b * double(y))));
+    if (edge[y] >= 0)
+      worst = std::max(worst, std::fabs(edge[y] - (a + b * double(y))));
   return worst;
 }
 
 // Worst inward dent of the outline, pixels: over 40 rows either way, the left edge must lie
 // left of its chord and the right edge right of it. A convex region has none; the ridges
 // under a fading rim move the lit edge by a few pixels.
-double Dent(const ClOutline& o) {
+double Dent(const ClOutline& o)
+{
   const int h = 40;
   double worst = 0;
   for (int y = h; y + h < kNormalHeight; ++y) {
     const size_t a = size_t(y - h), m = size_t(y), b = size_t(y + h);
-    if (o.aLeft[a] < 0 || o.aLeft[m] < 0 || o.aLeft[b] < 0) continue;
+    if (o.aLeft[a] < 0 || o.aLeft[m] < 0 || o.aLeft[b] < 0)
+      continue;
     worst = std::max(worst, o.aLeft[m] - 0.5 * (o.aLeft[a] + o.aLeft[b]));
     worst = std::max(worst, 0.5 * (o.aRight[a] + o.aRight[b]) - o.aRight[m]);
   }
@@ -152,7 +168,8 @@ double Dent(const ClOutline& o) {
 
 // Share of the ridge pixels of the box that lie in pieces shorter than nShort pixels
 // (extent of 8-connected ridge components); ridges are pixels above their 9 by 9 mean.
-double ShortRidgeShare(const ClGreyImage& img, int x0, int y0, int x1, int y1, int nShort) {
+double ShortRidgeShare(const ClGreyImage& img, int x0, int y0, int x1, int y1, int nShort)
+{
   const std::vector<int> mean = BoxMean(img, 4);
   const int w = x1 - x0, h = y1 - y0;
   std::vector<int> label(size_t(w) * size_t(h), 0);
@@ -164,7 +181,8 @@ double ShortRidgeShare(const ClGreyImage& img, int x0, int y0, int x1, int y1, i
   int next = 0;
   for (int y = 0; y < h; ++y)
     for (int x = 0; x < w; ++x) {
-      if (label[size_t(y) * w + x] || !ridge(x, y)) continue;
+      if (label[size_t(y) * w + x] || !ridge(x, y))
+        continue;
       int lx = x, hx = x, ly = y, hy = y;
       int64_t n = 0;
       label[size_t(y) * w + x] = ++next;
@@ -177,20 +195,24 @@ double ShortRidgeShare(const ClGreyImage& img, int x0, int y0, int x1, int y1, i
         for (int dy = -1; dy <= 1; ++dy)
           for (int dx = -1; dx <= 1; ++dx) {
             const int nx = cx + dx, ny = cy + dy;
-            if (nx < 0 || ny < 0 || nx >= w || ny >= h || label[size_t(ny) * w + nx] || !ridge(nx, ny)) continue;
+            if (nx < 0 || ny < 0 || nx >= w || ny >= h || label[size_t(ny) * w + nx] ||
+                !ridge(nx, ny))
+              continue;
             label[size_t(ny) * w + nx] = next;
             stack.push_back({nx, ny});
           }
       }
       all += n;
-      if (std::max(hx - lx, hy - ly) + 1 < nShort) brief += n;
+      if (std::max(hx - lx, hy - ly) + 1 < nShort)
+        brief += n;
     }
   return all ? double(brief) / double(all) : 0.0;
 }
 
-}  // namespace
+} // namespace
 
-TEST(SimRealism, RollingSkinStretchesBehindTheCentreLine) {
+TEST(SimRealism, RollingSkinStretchesBehindTheCentreLine)
+{
   ClFinger f;
   ClSimulator sim(Roll(f));
   const ClFlow flow = RollFlow(sim);
@@ -212,7 +234,8 @@ TEST(SimRealism, RollingSkinStretchesBehindTheCentreLine) {
   EXPECT_EQ(none.dMax, 0.0) << "a rigid print lines up to the pixel";
 }
 
-TEST(SimRealism, RollPatchesAreConvexBowedGrowingAndOfVaryingWidth) {
+TEST(SimRealism, RollPatchesAreConvexBowedGrowingAndOfVaryingWidth)
+{
   ClSimulator sim(Roll(ClFinger()));
   std::vector<int64_t> area;
   double narrowest = 1e9, widest = 0;
@@ -225,7 +248,8 @@ TEST(SimRealism, RollPatchesAreConvexBowedGrowingAndOfVaryingWidth) {
     EXPECT_GE(Bow(o.aRight), 15.0) << "right side bowed, frame " << n;
     int width = 0;
     for (int y = 0; y < kNormalHeight; ++y)
-      if (o.aLeft[size_t(y)] >= 0) width = std::max(width, o.aRight[size_t(y)] - o.aLeft[size_t(y)] + 1);
+      if (o.aLeft[size_t(y)] >= 0)
+        width = std::max(width, o.aRight[size_t(y)] - o.aLeft[size_t(y)] + 1);
     if (n >= kLead + kSettle) {
       narrowest = std::min(narrowest, double(width));
       widest = std::max(widest, double(width));
@@ -237,7 +261,8 @@ TEST(SimRealism, RollPatchesAreConvexBowedGrowingAndOfVaryingWidth) {
   EXPECT_GT(area[2], area[1] + area[1] / 10);
 }
 
-TEST(SimRealism, SettlingFingerMovesForTheScriptedFramesThenTheMotionMeasureCalms) {
+TEST(SimRealism, SettlingFingerMovesForTheScriptedFramesThenTheMotionMeasureCalms)
+{
   for (int settle : {0, 6}) {
     ClScript script;
     script.SetLoop(false);
@@ -254,10 +279,11 @@ TEST(SimRealism, SettlingFingerMovesForTheScriptedFramesThenTheMotionMeasureCalm
     script.Add(still);
     ClSimulator sim(script);
     std::vector<std::vector<int64_t>> h;
-    const int placed = 3 + 4;  // first frame after placing
+    const int placed = 3 + 4; // first frame after placing
     for (int64_t n = 0; n < sim.FrameCount(); ++n) {
       h.push_back(EngineHistogram(sim.Frame(uint64_t(n), true)));
-      if (n < placed) continue;
+      if (n < placed)
+        continue;
       const int64_t d = MotionMeasure(h[size_t(n - 3)], h[size_t(n)]);
       if (n < placed + settle) {
         EXPECT_GE(d, kMotionLimit) << "still settling, frame " << n;
@@ -269,30 +295,37 @@ TEST(SimRealism, SettlingFingerMovesForTheScriptedFramesThenTheMotionMeasureCalm
   }
 }
 
-TEST(SimRealism, DryRidgesBreakIntoShortPiecesAndLightVariesAcrossTheContact) {
+TEST(SimRealism, DryRidgesBreakIntoShortPiecesAndLightVariesAcrossTheContact)
+{
   // The firmly pressed middle of the contact, away from pieces the box edge cuts off.
   const int x0 = 330, y0 = 300, x1 = 470, y1 = 450;
   const ClFinger normal;
-  const double whole = ShortRidgeShare(RenderPlacedFinger(normal, 0.0, kNormalWidth, kNormalHeight, kNormalDose,
-                                                          EOrientation::eDisplay), x0, y0, x1, y1, 27);
-  const double dry = ShortRidgeShare(RenderPlacedFinger(FingerPreset("dry"), 0.0, kNormalWidth, kNormalHeight,
-                                                        kNormalDose, EOrientation::eDisplay), x0, y0, x1, y1, 27);
+  const double whole = ShortRidgeShare(RenderPlacedFinger(normal, 0.0, kNormalWidth, kNormalHeight,
+                                                          kNormalDose, EOrientation::eDisplay),
+                                       x0, y0, x1, y1, 27);
+  const double dry =
+      ShortRidgeShare(RenderPlacedFinger(FingerPreset("dry"), 0.0, kNormalWidth, kNormalHeight,
+                                         kNormalDose, EOrientation::eDisplay),
+                      x0, y0, x1, y1, 27);
   EXPECT_GE(dry, 0.25) << "dry ridges in pieces shorter than three periods";
   EXPECT_LT(whole, 0.1);
 
   // Ridge brightness (the brightest fifth of 24 by 24 blocks) over the middle of the
   // contact, where the pressure hardly falls off.
   auto spread = [](const ClFinger& f) {
-    const ClGreyImage img = RenderPlacedFinger(f, 0.0, kNormalWidth, kNormalHeight, kNormalDose, EOrientation::eDisplay);
+    const ClGreyImage img = RenderPlacedFinger(f, 0.0, kNormalWidth, kNormalHeight, kNormalDose,
+                                               EOrientation::eDisplay);
     double lo = 1e9, hi = 0;
     for (int by = 303; by + 24 <= 447; by += 24)
       for (int bx = 352; bx + 24 <= 448; bx += 24) {
         std::vector<int> v;
         for (int y = by; y < by + 24; ++y)
-          for (int x = bx; x < bx + 24; ++x) v.push_back(img.At(x, y));
+          for (int x = bx; x < bx + 24; ++x)
+            v.push_back(img.At(x, y));
         std::sort(v.begin(), v.end());
         double top = 0;
-        for (size_t i = v.size() * 4 / 5; i < v.size(); ++i) top += v[i];
+        for (size_t i = v.size() * 4 / 5; i < v.size(); ++i)
+          top += v[i];
         top /= double(v.size() - v.size() * 4 / 5);
         lo = std::min(lo, top);
         hi = std::max(hi, top);
@@ -305,10 +338,12 @@ TEST(SimRealism, DryRidgesBreakIntoShortPiecesAndLightVariesAcrossTheContact) {
   EXPECT_LT(spread(even), spread(normal) / 2);
 }
 
-TEST(SimRealism, LiftedFingerLeavesALatentPrintTheConditionSees) {
+TEST(SimRealism, LiftedFingerLeavesALatentPrintTheConditionSees)
+{
   auto condition = [](double dLatent) {
     ClScript s = ClScript::FromJson(R"([{"empty": 2, "residue": 0.05}, {"place": 3}, {"still": 3},
-                                        {"lift": 3, "latent": )" + std::to_string(dLatent) + R"(}, {"empty": 3}])");
+                                        {"lift": 3, "latent": )" +
+                                    std::to_string(dLatent) + R"(}, {"empty": 3}])");
     s.SetLoop(false);
     ClSimulator sim(s);
     EXPECT_EQ(sim.Scene(11).eContact, EContact::eNone);
@@ -320,12 +355,15 @@ TEST(SimRealism, LiftedFingerLeavesALatentPrintTheConditionSees) {
   EXPECT_LT(faint, left);
 }
 
-TEST(SimRealism, PresetsSpanFaintToStrongAndPeriodsEightToTwelve) {
+TEST(SimRealism, PresetsSpanFaintToStrongAndPeriodsEightToTwelve)
+{
   auto contrast = [](const ClFinger& f) {
-    const ClGreyImage img = RenderPlacedFinger(f, 0.0, kNormalWidth, kNormalHeight, kNormalDose, EOrientation::eDisplay);
+    const ClGreyImage img = RenderPlacedFinger(f, 0.0, kNormalWidth, kNormalHeight, kNormalDose,
+                                               EOrientation::eDisplay);
     std::vector<int> v;
     for (int y = 345; y < 405; ++y)
-      for (int x = 370; x < 430; ++x) v.push_back(img.At(x, y));
+      for (int x = 370; x < 430; ++x)
+        v.push_back(img.At(x, y));
     std::sort(v.begin(), v.end());
     return v[v.size() * 95 / 100] - v[v.size() * 5 / 100];
   };
@@ -335,14 +373,17 @@ TEST(SimRealism, PresetsSpanFaintToStrongAndPeriodsEightToTwelve) {
   for (double period : {8.0, 12.0}) {
     ClFinger f;
     f.dPeriod = period;
-    const ClGreyImage img = RenderPlacedFinger(f, 0.0, kNormalWidth, kNormalHeight, kNormalDose, EOrientation::eDisplay);
+    const ClGreyImage img = RenderPlacedFinger(f, 0.0, kNormalWidth, kNormalHeight, kNormalDose,
+                                               EOrientation::eDisplay);
     double sum = 0;
-    for (int dy : {-80, 0, 80}) sum += DominantWave(img, 376, 351 + dy, 48).dPeriod;
+    for (int dy : {-80, 0, 80})
+      sum += DominantWave(img, 376, 351 + dy, 48).dPeriod;
     EXPECT_NEAR(sum / 3, period, 1.0);
   }
 }
 
-TEST(SimRealism, RollAsSeenTruthHoldsWhatEachFrameShowedAtItsCentreLine) {
+TEST(SimRealism, RollAsSeenTruthHoldsWhatEachFrameShowedAtItsCentreLine)
+{
   ClSimulator sim(Roll(ClFinger()));
   ClGreyImage truth, truthMask, seen, seenMask;
   ASSERT_TRUE(sim.RollTruth(0, EOrientation::eDisplay, truth, truthMask));
@@ -364,5 +405,6 @@ TEST(SimRealism, RollAsSeenTruthHoldsWhatEachFrameShowedAtItsCentreLine) {
     ++frames;
   }
   EXPECT_GT(seenSum / frames, 0.85);
-  EXPECT_GT(seenSum, truthSum) << "the undistorted print lies where the finger started, without its drift";
+  EXPECT_GT(seenSum, truthSum)
+      << "the undistorted print lies where the finger started, without its drift";
 }

@@ -5,7 +5,8 @@
 
 using namespace kxsim;
 
-TEST(SimScript, DemoLoopsThroughPlaceHoldLiftAndRoll) {
+TEST(SimScript, DemoLoopsThroughPlaceHoldLiftAndRoll)
+{
   const ClScript s = ClScript::Demo();
   ASSERT_EQ(s.FrameCount(), 10 + 5 + 25 + 4 + 6 + (8 + 36) + 4 + 6);
   EXPECT_EQ(s.SceneAt(0).eContact, EContact::eNone);
@@ -30,7 +31,8 @@ TEST(SimScript, DemoLoopsThroughPlaceHoldLiftAndRoll) {
   EXPECT_EQ(once.InfoAt(100000).nStep, int(s.Steps().size()) - 1);
 }
 
-TEST(SimScript, RollDeparturesShapeThePatchPath) {
+TEST(SimScript, RollDeparturesShapeThePatchPath)
+{
   const ClScript s = ClScript::FromJson(R"([
     {"roll": 20, "from_x": 200, "to_x": 600, "back": {"at": 0.5, "by": 80}, "settle": 0},
     {"roll": 10, "from_x": 200, "to_x": 600, "slip": {"at": 0.5, "dx": 25, "dy": -4}, "settle": 0},
@@ -40,8 +42,10 @@ TEST(SimScript, RollDeparturesShapeThePatchPath) {
   bool back = false;
   for (int n = 0; n < 20; ++n) {
     const double x = s.SceneAt(uint64_t(n)).dPatchX;
-    if (n > 0 && x < previous) back = true;
-    if (back) lowest = std::min(lowest, x);
+    if (n > 0 && x < previous)
+      back = true;
+    if (back)
+      lowest = std::min(lowest, x);
     previous = x;
   }
   EXPECT_TRUE(back);
@@ -55,11 +59,13 @@ TEST(SimScript, RollDeparturesShapeThePatchPath) {
   const int64_t lifted = s.FirstFrameOf(EStep::eRoll, 2);
   EXPECT_EQ(s.FrameCount() - lifted, 16);
   EXPECT_EQ(s.SceneAt(uint64_t(lifted + 4)).eContact, EContact::eRoll);
-  for (int k = 5; k < 11; ++k) EXPECT_EQ(s.SceneAt(uint64_t(lifted + k)).eContact, EContact::eNone);
+  for (int k = 5; k < 11; ++k)
+    EXPECT_EQ(s.SceneAt(uint64_t(lifted + k)).eContact, EContact::eNone);
   EXPECT_GT(s.SceneAt(uint64_t(lifted + 11)).dPatchX, s.SceneAt(uint64_t(lifted + 4)).dPatchX);
 }
 
-TEST(SimScript, JsonStepsCarryFingerAndResidue) {
+TEST(SimScript, JsonStepsCarryFingerAndResidue)
+{
   const ClScript s = ClScript::FromJson(R"({"loop": false, "script": [
     {"empty": 2, "residue": 0.7},
     {"place": 3, "finger": {"seed": 11, "pattern": "whorl", "pressure": 0.5, "moisture": -0.5,
@@ -77,8 +83,10 @@ TEST(SimScript, JsonStepsCarryFingerAndResidue) {
   EXPECT_DOUBLE_EQ(s.SceneAt(11).dResidue, 0.0);
 }
 
-TEST(SimScript, BrokenJsonSaysWhereAndWhy) {
-  struct ClCase {
+TEST(SimScript, BrokenJsonSaysWhereAndWhy)
+{
+  struct ClCase
+  {
     const char* szText;
     const char* szExpected;
   } cases[] = {
@@ -105,7 +113,8 @@ TEST(SimScript, BrokenJsonSaysWhereAndWhy) {
   }
 }
 
-TEST(SimScript, GroundTruthExistsForEachRollAndStill) {
+TEST(SimScript, GroundTruthExistsForEachRollAndStill)
+{
   ClSimulator sim(ClScript::Demo());
   ClGreyImage image, mask;
   EXPECT_TRUE(sim.RollTruth(0, EOrientation::eDisplay, image, mask));
@@ -119,7 +128,8 @@ TEST(SimScript, GroundTruthExistsForEachRollAndStill) {
   EXPECT_EQ(image.At(5, 5), image.At(790, 740));
 }
 
-TEST(SimScript, LostFramesAndJitterShapeTheTiming) {
+TEST(SimScript, LostFramesAndJitterShapeTheTiming)
+{
   const ClScript s = ClScript::FromJson(R"([
     {"empty": 2, "jitter_ms": 4},
     {"roll": 20, "from_x": 200, "to_x": 600, "settle": 0, "drop": [10, 11]},

@@ -19,8 +19,7 @@ TEST(Lskx2Args, CommandsChooseTheirCaptures)
   EXPECT_EQ(Parse({"capture"}).m_aModes, std::vector<uint32_t>{eModePlain});
   EXPECT_EQ(Parse({"capture", "--mode", "single"}).m_aModes,
             std::vector<uint32_t>{eModeSingleShot});
-  EXPECT_EQ(Parse({"capture", "--mode=triggered"}).m_aModes,
-            std::vector<uint32_t>{eModeTriggered});
+  EXPECT_EQ(Parse({"capture", "--mode=triggered"}).m_aModes, std::vector<uint32_t>{eModeTriggered});
   EXPECT_TRUE(Parse({"demo"}).m_bShiftAreas);
   EXPECT_FALSE(Parse({"roll"}).m_bShiftAreas);
   EXPECT_TRUE(Parse({"roll", "--shift-areas"}).m_bShiftAreas);
@@ -40,8 +39,9 @@ TEST(Lskx2Args, CaptureOptionsAndPropertiesInOrder)
   EXPECT_EQ(o.m_sOutDir, "o2");
   EXPECT_DOUBLE_EQ(o.m_dTimeout, 2.5);
   using P = std::pair<std::string, std::string>;
-  EXPECT_EQ(o.m_aProperties, (std::vector<P>{{"nUseFastMask", "1"}, {"nMaskSensitivity", "5"},
-                                             {"nRolledPostProcess", ""}}));
+  EXPECT_EQ(o.m_aProperties,
+            (std::vector<P>{
+                {"nUseFastMask", "1"}, {"nMaskSensitivity", "5"}, {"nRolledPostProcess", ""}}));
   ClCliOptions info = Parse({"info", "--check", "1.3", "--error", "-803", "--error", "7"});
   EXPECT_EQ(info.m_sCheck, "1.3");
   EXPECT_EQ(info.m_aErrors, (std::vector<int32_t>{-803, 7}));

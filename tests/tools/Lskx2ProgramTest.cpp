@@ -22,12 +22,14 @@ namespace {
 
 namespace pt = boost::property_tree;
 
-struct ProgramRun {
+struct ProgramRun
+{
   int nStatus = -1; // exit status; -1 when killed or timed out
   std::string sOut, sErr;
 };
 
-class Lskx2Program : public ::testing::Test {
+class Lskx2Program : public ::testing::Test
+{
 protected:
   void SetUp() override
   {
@@ -43,8 +45,8 @@ protected:
   // Runs lskx2 with a simulator configuration (none: the built-in one) and its own claim
   // folder; pfnDuring is called with the process id every 50 ms while it runs.
   ProgramRun Start(std::vector<std::string> args, const std::string& config,
-            std::function<void(pid_t, const std::string&)> pfnDuring = nullptr,
-            const std::vector<std::string>& extraEnv = {})
+                   std::function<void(pid_t, const std::string&)> pfnDuring = nullptr,
+                   const std::vector<std::string>& extraEnv = {})
   {
     const char* bin = std::getenv("LSKX2_BIN_DIR");
     args.insert(args.begin(), std::string(bin ? bin : ".") + "/lskx2");
@@ -111,15 +113,16 @@ protected:
 // One device with the given script; rolls want frames at a realistic pace.
 std::string Script(const std::string& steps, const std::string& extra = "")
 {
-  return R"({"frame_interval_ms": 20, "devices": [{"loop": false, )" + extra +
-         R"("script": [)" + steps + "]}]}";
+  return R"({"frame_interval_ms": 20, "devices": [{"loop": false, )" + extra + R"("script": [)" +
+         steps + "]}]}";
 }
 
 // A finger laid down and lifted, then a slow roll.
 const char* const szPlainThenRoll = R"({"empty": 6}, {"place": 5}, {"still": 25}, {"lift": 4},
     {"empty": 6}, {"roll": 60, "from_x": 300, "to_x": 500}, {"lift": 4}, {"empty": 30})";
 
-class Lskx2Demo : public Lskx2Program {
+class Lskx2Demo : public Lskx2Program
+{
 protected:
   void ExpectPicturesAndFigures(const ProgramRun& run)
   {
@@ -166,10 +169,7 @@ TEST_F(Lskx2Demo, WritesPicturesFiguresAndReport)
 
 // The simulator's built-in script, as scripts/run.sh uses it. Its roll (220 to 580 in 36
 // frames) is not assembled yet: the roll processor ends it with -802 and an empty image.
-TEST_F(Lskx2Demo, BuiltInScript)
-{
-  ExpectPicturesAndFigures(Start({"demo", "--out", Out()}, ""));
-}
+TEST_F(Lskx2Demo, BuiltInScript) { ExpectPicturesAndFigures(Start({"demo", "--out", Out()}, "")); }
 
 // The other modes give their image without a roll or a finger wait of their own.
 TEST_F(Lskx2Program, EveryModeWritesItsImage)
@@ -214,7 +214,7 @@ TEST_F(Lskx2Program, BackwardsRollEndsWithItsCode)
 TEST_F(Lskx2Program, DisconnectEndsTheCaptureWithItsText)
 {
   ProgramRun run = Start({"capture", "--out", Out()},
-                  Script(R"({"empty": 30})", R"("faults": [{"disconnect_at_frame": 8}], )"));
+                         Script(R"({"empty": 30})", R"("faults": [{"disconnect_at_frame": 8}], )"));
   EXPECT_EQ(run.nStatus, 60) << run.sOut << run.sErr;
   pt::ptree json = Json("plain_1.json");
   EXPECT_EQ(json.get<int>("result_code"), -60);
@@ -239,13 +239,13 @@ TEST_F(Lskx2Program, InterruptClosesTheScanner)
 {
   bool bSent = false;
   ProgramRun run = Start({"capture", "--out", Out()}, Script(R"({"empty": 1000})"),
-                  [&](pid_t pid, const std::string& out) {
-                    if (!bSent && out.find("finger: none") != std::string::npos) {
-                      kill(pid, SIGINT);
-                      bSent = true;
-                    }
-                  },
-                  {"VELTRANO_SDK_LOG=1"}); // the log shows the closing calls
+                         [&](pid_t pid, const std::string& out) {
+                           if (!bSent && out.find("finger: none") != std::string::npos) {
+                             kill(pid, SIGINT);
+                             bSent = true;
+                           }
+                         },
+                         {"VELTRANO_SDK_LOG=1"}); // the log shows the closing calls
 
   EXPECT_TRUE(bSent);
   EXPECT_EQ(run.nStatus, 130) << run.sOut << run.sErr;

@@ -9,7 +9,8 @@
 namespace {
 
 // Captures what the progress line writes.
-struct Capture {
+struct Capture
+{
   char* pText = nullptr;
   size_t nSize = 0;
   FILE* pFile = open_memstream(&pText, &nSize);

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-
 namespace {
 
 using L = ClReportLayout;
@@ -55,16 +54,18 @@ TEST(Lskx2Report, BrowserDrawsPicturesAndOutlines)
   std::vector<uint8_t> halves(800 * 750), grey(800 * 750, 128);
   for (size_t i = 0; i < halves.size(); ++i)
     halves[i] = i % 800 < 400 ? 10 : 245;
-  ASSERT_TRUE(WritePng(dir + "/plain_1.png", halves.data(), 800, 750, 800, EPngColour::eGrey, 500, &error));
-  ASSERT_TRUE(WritePng(dir + "/roll_1.png", grey.data(), 800, 750, 800, EPngColour::eGrey, 500, &error));
+  ASSERT_TRUE(
+      WritePng(dir + "/plain_1.png", halves.data(), 800, 750, 800, EPngColour::eGrey, 500, &error));
+  ASSERT_TRUE(
+      WritePng(dir + "/roll_1.png", grey.data(), 800, 750, 800, EPngColour::eGrey, 500, &error));
   ClCaptureRecord roll = Record("roll_1");
   roll.m_aPolygons = {{2, {{100, 100}, {500, 100}, {500, 500}, {100, 500}}}};
   ASSERT_TRUE(WriteReport(dir + "/report.html", "t", {Record("plain_1"), roll}, &error));
 
   PngFile shot;
   ASSERT_TRUE(Screenshot(dir + "/report.html", dir, &shot))
-      << "chromium missing or failing (bash scripts/install-test-deps.sh); see "
-      << dir << "/chromium.log";
+      << "chromium missing or failing (bash scripts/install-test-deps.sh); see " << dir
+      << "/chromium.log";
   EXPECT_EQ(shot.nWidth, static_cast<uint32_t>(nWindowWidth));
   EXPECT_EQ(shot.nHeight, static_cast<uint32_t>(nWindowHeight));
   ASSERT_GE(shot.nChannels, 3u);

@@ -15,7 +15,8 @@ TEST(PngWriter, GreyImageWithItsResolutionRoundTrips)
     for (uint32_t x = 0; x < w; ++x)
       pixels[y * stride + x] = static_cast<uint8_t>(x * 7 + y * 31);
   std::string dir = MakeTempDir(), error;
-  ASSERT_TRUE(WritePng(dir + "/a.png", pixels.data(), w, h, stride, EPngColour::eGrey, 500, &error)) << error;
+  ASSERT_TRUE(WritePng(dir + "/a.png", pixels.data(), w, h, stride, EPngColour::eGrey, 500, &error))
+      << error;
   PngFile png;
   ASSERT_TRUE(png.Read(dir + "/a.png"));
   EXPECT_EQ(png.nWidth, w);
@@ -54,7 +55,8 @@ TEST(PngWriter, UnwritablePathIsReported)
 {
   uint8_t pixel = 0;
   std::string error;
-  EXPECT_FALSE(WritePng("/nonexistent-folder/a.png", &pixel, 1, 1, 1, EPngColour::eGrey, 500, &error));
+  EXPECT_FALSE(
+      WritePng("/nonexistent-folder/a.png", &pixel, 1, 1, 1, EPngColour::eGrey, 500, &error));
   EXPECT_NE(error.find("/nonexistent-folder/a.png"), std::string::npos);
 }
 

@@ -20,10 +20,7 @@ inline std::string MakeTempDir()
   return mkdtemp(&templ[0]) ? templ : std::string();
 }
 
-inline void RemoveDir(const std::string& dir)
-{
-  std::system(("rm -rf '" + dir + "'").c_str());
-}
+inline void RemoveDir(const std::string& dir) { std::system(("rm -rf '" + dir + "'").c_str()); }
 
 inline std::string ReadText(const std::string& path)
 {
@@ -33,7 +30,8 @@ inline std::string ReadText(const std::string& path)
   return text.str();
 }
 
-struct PngFile {
+struct PngFile
+{
   uint32_t nWidth = 0, nHeight = 0, nChannels = 0, nBitDepth = 0;
   uint32_t nPpmX = 0, nPpmY = 0; // 0 without a pHYs chunk in metres
   std::vector<uint8_t> aPixels;  // rows of nWidth * nChannels samples
@@ -77,7 +75,6 @@ struct PngFile {
     return true;
   }
 };
-
 
 constexpr int nWindowWidth = 1000, nWindowHeight = 900;
 
