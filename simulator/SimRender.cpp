@@ -70,7 +70,7 @@ namespace {
 
 // Appends a step of nFrames frames; a count of 0 or less leaves the step out.
 void AddStep(ClScript& s, EStep eKind, int nFrames, const ClFinger* pFinger = nullptr,
-             const ClRollSpec* pRoll = nullptr)
+             const ClRollMotion* pRoll = nullptr)
 {
   if (nFrames <= 0)
     return;
@@ -88,8 +88,8 @@ void AddStep(ClScript& s, EStep eKind, int nFrames, const ClFinger* pFinger = nu
 
 } // namespace
 
-ClScript MakeRollScript(const ClFinger& finger, const ClRollSpec& roll, int nFrames, int nLeadEmpty,
-                        int nLift, int nTrailEmpty)
+ClScript MakeRollScript(const ClFinger& finger, const ClRollMotion& roll, int nFrames,
+                        int nLeadEmpty, int nLift, int nTrailEmpty)
 {
   ClScript s;
   s.SetLoop(false);

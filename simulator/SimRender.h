@@ -19,7 +19,7 @@
 //   ClGreyImage empty = RenderEmptyPlaten(0.5);                 // dirty platen
 //   ClFinger f; f.dPressure = 0.6;
 //   ClGreyImage plain = RenderPlacedFinger(f);                  // flat finger
-//   ClRollSpec r; r.aPath = {220, 580};
+//   ClRollMotion r; r.aPath = {220, 580};
 //   ClSimulator roll(MakeRollScript(f, r));                      // a whole roll
 //   for (int64_t n = 0; n < roll.FrameCount(); ++n) feed(roll.Frame(n));
 //   ClGreyImage truth, mask; roll.RollTruth(0, EOrientation::eDisplay, truth, mask);
@@ -91,7 +91,7 @@ ClGreyImage RenderPlacedFinger(const ClFinger& finger, double dResidue = 0.0,
                                uint64_t nFrame = 0, double dPlaced = 1.0);
 // Empty frames, one roll (nFrames of movement after its settle frames), lifting, empty
 // frames: what a roll capture sees.
-ClScript MakeRollScript(const ClFinger& finger, const ClRollSpec& roll, int nFrames = 36,
+ClScript MakeRollScript(const ClFinger& finger, const ClRollMotion& roll, int nFrames = 36,
                         int nLeadEmpty = 3, int nLift = 4, int nTrailEmpty = 6);
 // Empty frames, placing, holding, lifting: what a plain capture sees.
 ClScript MakePlainScript(const ClFinger& finger, int nPlace = 5, int nStill = 20,

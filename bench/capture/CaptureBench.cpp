@@ -63,7 +63,7 @@ BENCHMARK(BM_PreviewPrep)->Unit(benchmark::kMillisecond);
 void BM_RollPath(benchmark::State& state)
 {
   kxsim::ClFinger f;
-  kxsim::ClRollSpec r;
+  kxsim::ClRollMotion r;
   r.aPath = {300, 500};
   kxsim::ClSimulator sim(kxsim::MakeRollScript(f, r, 60));
   std::vector<ClImage> frames(size_t(sim.FrameCount()));

@@ -232,7 +232,7 @@ ClScene ClScript::SceneOf(int n, int64_t local, bool bTremor) const
     break;
   }
   case EStep::eRoll: {
-    const ClRollSpec& r = step.roll;
+    const ClRollMotion& r = step.roll;
     double fraction = 0.0;
     if (local >= r.nSettle) {
       int64_t k = local - r.nSettle;
@@ -259,7 +259,7 @@ ClScene ClScript::SceneOf(int n, int64_t local, bool bTremor) const
 
 ClScene ClScript::RollScene(int n, double fraction) const
 {
-  const ClRollSpec& r = m_aSteps[size_t(n)].roll;
+  const ClRollMotion& r = m_aSteps[size_t(n)].roll;
   const ClRun& run = m_aRuns[size_t(n)];
   ClScene s;
   s.dResidue = run.dResidue;

@@ -17,7 +17,7 @@ class ClFrameRenderer;
 enum class EStep { eEmpty, ePlace, eStill, eLift, eRoll };
 
 // How a roll goes. The patch centre follows aPath (platen columns) at constant speed.
-struct ClRollSpec
+struct ClRollMotion
 {
   std::vector<double> aPath{200.0, 600.0};
   double dPatchWidth = 200.0;
@@ -38,7 +38,7 @@ struct ClScriptStep
   double dResidue = 0.0;
   bool bFinger = false; // the finger changes from this step on
   ClFinger finger;
-  ClRollSpec roll;
+  ClRollMotion roll;
   int nSettle = 0;        // place: frames after placing in which the finger still settles
   ClLatentPrint latent;   // lift: the print left behind (strength 0: none)
   std::vector<int> aDrop; // frames of this step the device loses (0-based in the step)

@@ -110,9 +110,9 @@ namespace {
 
 constexpr long long kMaxFrames = 10000000;
 
-ClRollSpec ParseRoll(const Tree& node, const std::string& where)
+ClRollMotion ParseRoll(const Tree& node, const std::string& where)
 {
-  ClRollSpec r;
+  ClRollMotion r;
   double from = 200.0, to = 600.0;
   bool path = false;
   if (auto v = node.get_child_optional("from_x"))

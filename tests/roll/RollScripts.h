@@ -31,7 +31,7 @@ struct StRollCase
 {
   std::string sName;
   kxsim::ClFinger finger;
-  kxsim::ClRollSpec roll;
+  kxsim::ClRollMotion roll;
   int32_t nFrames = 36; // frames of movement
   // Missed frames: from move frame nSkipFrom on, nSkip frames of every nSkipPeriod
   // never arrive, nSkipGaps times.
@@ -101,7 +101,7 @@ inline StRollCase Realistic(StRollCase c)
   c.finger.dTremor = real.dTremor;
   c.finger.dShape = real.dShape;
   c.finger.dUneven = real.dUneven;
-  const kxsim::ClRollSpec course;
+  const kxsim::ClRollMotion course;
   c.roll.nTouchdown = course.nTouchdown;
   c.roll.dDrift = course.dDrift;
   c.roll.nSettle += course.nTouchdown;

@@ -201,7 +201,7 @@ TEST(SimFrames, SameFrameSameBitsAndOnlyNoiseBetweenStillFrames)
 TEST(SimFrames, RigidRollPatchesTileTheGroundTruth)
 {
   const ClFinger f = FingerPreset("rigid");
-  ClRollSpec r;
+  ClRollMotion r;
   r.aPath = {220.0, 580.0};
   r.nTouchdown = 0;
   r.dDrift = 0.0;
@@ -251,7 +251,7 @@ TEST(SimFrames, RigidRollPatchesTileTheGroundTruth)
 TEST(SimFrames, RollOverTheEdgeTouchesTheBorderColumn)
 {
   ClFinger f;
-  ClRollSpec r;
+  ClRollMotion r;
   r.aPath = {20.0, 400.0};
   ClSimulator sim(MakeRollScript(f, r, 30));
   const ClGreyImage first = sim.Frame(3 + 1); // resting at the start, half off the platen

@@ -20,7 +20,7 @@ constexpr int64_t kMotionLimit = 800000000;
 
 ClScript Roll(const ClFinger& f)
 {
-  ClRollSpec r;
+  ClRollMotion r;
   r.aPath = {220.0, 580.0};
   return MakeRollScript(f, r, 36, kLead);
 }
@@ -225,7 +225,7 @@ TEST(SimRealism, RollingSkinStretchesBehindTheCentreLine)
   EXPECT_GE(flow.dOverlapDiff, 20.0) << "no slip, yet consecutive frames differ";
 
   f.dDistortion = 0.0;
-  ClRollSpec still;
+  ClRollMotion still;
   still.aPath = {220.0, 580.0};
   still.dDrift = 0.0;
   ClSimulator rigid(MakeRollScript(f, still, 36, kLead));
