@@ -67,8 +67,13 @@ TEST_F(EngineRoll, RollingFinishedOnceThenIdle)
   ASSERT_LT(nAt, states.size());
   EXPECT_TRUE(kinds[nAt] == 3 || kinds[nAt] == 0) << "the roll ends once the finger is gone";
   EXPECT_EQ(Engine().GetRollResult(), 0) << "a good roll";
-  // While the patch moves across the platen the state is rolling.
-  EXPECT_EQ(std::count(states.begin() + 10, states.begin() + 60, 1u), 50);
+  // While the patch moves across the platen the state is rolling, from the first rolling
+  // report to the result; a busy machine may let the worker skip frames, which only brings
+  // both earlier.
+  const size_t nFirst = size_t(std::find(states.begin(), states.end(), 1u) - states.begin());
+  EXPECT_LE(nFirst, 10u);
+  ASSERT_LT(nFirst + 20, nAt) << "a roll of 60 frames reported as rolling over 20 at least";
+  EXPECT_EQ(std::count(states.begin() + nFirst, states.begin() + nAt, 1u), nAt - nFirst);
   for (size_t i = nAt + 1; i < states.size(); ++i)
     EXPECT_EQ(states[i], 0u) << i;
   // The finished composite keeps flowing, masked: background white, a wide finger.
