@@ -5,7 +5,7 @@
 #include "device/RDKX2ScanAPIWrapper.h"
 #include "device/VeltranoFakeFingerDetectionKX2Wrapper.h"
 #include "masks/IpKX10MaskR2.h"
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 namespace {
 

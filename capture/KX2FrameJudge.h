@@ -2,7 +2,7 @@
 // How the capture engine judges its frames: finger area from the mask, motion between two
 // frames, and the residue on an empty platen. Frames are compared by their histograms
 // only, 256 numbers each, never pixel by pixel.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/filters/TpIpFilterMid.h"
 #include "imaging/histogram/Histogram.h"
 #include "imaging/operators/TpIpSubtract.h"

@@ -4,7 +4,7 @@
 // - ClKX2FramePrep: raw device frame to the 800 by 750 picture the SDK shows (3 by 3
 //   mean, nearest-neighbour rescale, rows reversed);
 // - ClKX2PreviewMask: the finger mask of the preview, the KX10 mask or the fast one.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/filters/TpIpFilterMid.h"
 #include "imaging/geometry/IpRescale.h"
 #include "imaging/geometry/TpIpFlip.h"

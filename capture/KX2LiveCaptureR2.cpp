@@ -5,7 +5,7 @@
 #include "capture/KX2FrameJudge.h"
 #include "device/RDKXScanAPIWrapper.h"
 #include "device/VeltranoFakeFingerDetectionKX2Wrapper.h"
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <boost/bind/bind.hpp>
 

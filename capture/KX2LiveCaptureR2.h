@@ -13,9 +13,9 @@
 // exchange (KX2ScannerData.cpp).
 #include "capture/MVLiveCaptureBase.h"
 #include "capture/TpTripleBuffer.h"
-#include "imaging/model/Bitmap.h"
-#include "imaging/model/FpImage.h"
-#include "imaging/model/TpArray.h"
+#include "model/Bitmap.h"
+#include "model/FpImage.h"
+#include "model/TpArray.h"
 
 #include <boost/property_tree/ptree_fwd.hpp>
 #include <boost/thread/condition_variable.hpp>

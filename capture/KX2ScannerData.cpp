@@ -2,7 +2,7 @@
 // "KX2.ROLLFINGER", the fake finger library's own text under "KX2.PAD".
 #include "capture/KX2LiveCaptureR2.h"
 #include "device/VeltranoFakeFingerDetectionKX2Wrapper.h"
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <boost/property_tree/json_parser.hpp>
 #include <boost/property_tree/ptree.hpp>

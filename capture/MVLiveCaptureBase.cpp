@@ -1,7 +1,7 @@
 #include "capture/MVLiveCaptureBase.h"
 
 #include "device/RDMVScanAPIHandleBase.h"
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <cstdio>
 #include <cstring>

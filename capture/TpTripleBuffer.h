@@ -3,7 +3,7 @@
 // always has a free buffer to write and the consumer always gets the newest finished one;
 // what nobody read is overwritten. The mutex guards the indices only, never the work on a
 // buffer, and the three objects belong to the caller.
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/noncopyable.hpp>

@@ -1,7 +1,7 @@
 #include "device/DynamicLibraryLoader.h"
 
-#include "sdk/base/Exceptions.h"
-#include "sdk/base/RDLogging.h"
+#include "base/Exceptions.h"
+#include "base/RDLogging.h"
 
 #include <climits>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 #include "device/RDKX2ScanAPIWrapper.h"
 
 #include "device/VeltranoKX1Wrapper.h"
-#include "imaging/model/Bitmap.h"
+#include "model/Bitmap.h"
 
 #include <cstddef>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 #include "device/RDKXScanAPIWrapper.h"
 
 #include "device/VeltranoKX1Wrapper.h"
-#include "sdk/base/RDLogging.h"
+#include "base/RDLogging.h"
 
 #include <cstring>
 

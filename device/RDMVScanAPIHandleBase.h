@@ -1,7 +1,7 @@
 #pragma once
 // The scanner-family-neutral interface of one open device. What a family does not
 // support raises here; ClRDKXScanAPIWrapper fills in the KX family.
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <cstdint>
 

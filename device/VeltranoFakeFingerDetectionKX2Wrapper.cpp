@@ -1,7 +1,7 @@
 #include "device/VeltranoFakeFingerDetectionKX2Wrapper.h"
 
-#include "sdk/base/Exceptions.h"
-#include "sdk/base/RDLogging.h"
+#include "base/Exceptions.h"
+#include "base/RDLogging.h"
 
 #include <cstring>
 #include <cwchar>

@@ -1,8 +1,8 @@
 // Bitmap blocks as a device or a file hands them over: wrapped by ClBitmap::Attach, with
 // and without the file header, then laid under a ClImage whose every row is read.
-#include "imaging/model/Bitmap.h"
-#include "imaging/model/FpImage.h"
-#include "sdk/base/Exceptions.h"
+#include "model/Bitmap.h"
+#include "model/FpImage.h"
+#include "base/Exceptions.h"
 
 #include <cstdint>
 #include <cstring>

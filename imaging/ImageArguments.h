@@ -1,8 +1,8 @@
 #pragma once
 // Checks of a processor's image pointers that the frames and processors share. Inline, so
 // that the processors' hot paths compile as with the checks written in place.
-#include "imaging/model/FpImage.h"
-#include "sdk/base/Exceptions.h"
+#include "model/FpImage.h"
+#include "base/Exceptions.h"
 
 #include <cstdint>
 

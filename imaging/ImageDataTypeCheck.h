@@ -1,7 +1,7 @@
 #pragma once
 // The list of input sample types a processor accepts.
-#include "imaging/model/DataType.h"
-#include "imaging/model/TpArray.h"
+#include "model/DataType.h"
+#include "model/TpArray.h"
 
 #include <cstdint>
 

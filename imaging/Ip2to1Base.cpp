@@ -1,6 +1,6 @@
 #include "imaging/Ip2to1Base.h"
 
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/OutImageType.h"
 #include "imaging/TpDispatch.h"
 #include "parameters/ParameterContainer.h"

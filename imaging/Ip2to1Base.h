@@ -6,7 +6,7 @@
 // An operator overrides ProcessPixels (general path), or ProcessImages with a kernel
 // dispatched once on the three types (DispatchTypes(in1, in2, out, f)); the numbers it
 // receives are in samples: starts into each buffer and row strides.
-#include "imaging/model/DataType.h"
+#include "model/DataType.h"
 #include "imaging/ProcessorBase.h"
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 #include "imaging/IpProcessorBase.h"
 
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 namespace NewIpBase {
 

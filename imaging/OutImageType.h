@@ -1,7 +1,7 @@
 #pragma once
 // ClOutImageType: the output sample types a processor may be asked for, offered as the
 // choice "OutImageType".
-#include "imaging/model/DataType.h"
+#include "model/DataType.h"
 
 #include <cstdint>
 

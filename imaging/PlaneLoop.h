@@ -2,8 +2,8 @@
 // ClPlaneLoop: runs a processor's one-plane work on each plane of an interleaved image and
 // joins the results. The processor's image pointers name each plane and its result in
 // turn and are put back on every way out, a throw included.
-#include "imaging/model/DataType.h"
-#include "imaging/model/FpImage.h"
+#include "model/DataType.h"
+#include "model/FpImage.h"
 #include "imaging/geometry/IpJoinPlanes.h"
 #include "imaging/geometry/IpSplitPlanes.h"
 

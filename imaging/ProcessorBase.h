@@ -21,7 +21,7 @@
 #include "imaging/ProcessorLog.h"
 #include "imaging/ProcessorTiming.h"
 #include "parameters/ParameterProvider.h"
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <cstddef>
 #include <cstdint>

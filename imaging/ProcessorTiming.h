@@ -1,5 +1,5 @@
 #pragma once
-#include "imaging/model/TpArray.h"
+#include "model/TpArray.h"
 
 #include <cstdint>
 #include <typeinfo>

@@ -13,7 +13,7 @@
 // DispatchType, DispatchTypes(e1, e2, f) and DispatchTypes(e1, e2, e3, f) instantiate
 // the kernel for all 8, 64 or 512 combinations of the sample types; a type outside the
 // eight gives -101 without calling anything.
-#include "imaging/model/DataType.h"
+#include "model/DataType.h"
 #include "imaging/SampleConvert.h"
 
 #include <array>

@@ -13,9 +13,9 @@
 //
 // Process checks the pair (all failures -44) and creates the output unless the run is
 // in place with equal types.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/ImageArguments.h"
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <cstdint>
 #include <type_traits>

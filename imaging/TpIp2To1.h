@@ -4,8 +4,8 @@
 // each other and the template (all failures -44), and creates the output with the size
 // of input 1 unless the run is in place with equal types. Input 2 is not compared in
 // size with input 1: a DoProcess that reads it over input 1's size must check that.
-#include "imaging/model/FpImage.h"
-#include "sdk/base/Exceptions.h"
+#include "model/FpImage.h"
+#include "base/Exceptions.h"
 
 #include <algorithm>
 #include <cstdint>

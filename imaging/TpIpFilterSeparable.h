@@ -3,9 +3,9 @@
 // InType and supplies DoProcess (which creates its output); Finish runs after it.
 // Process checks the pair and the window (all failures -44): never in place, window
 // sizes odd or 0, and not larger than the image.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/ImageArguments.h"
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <cstdint>
 

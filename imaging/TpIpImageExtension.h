@@ -1,8 +1,8 @@
 #pragma once
 // ClTpIpImageExtension: the input placed into a larger image whose border, m_nLeft,
 // m_nTop, m_nRight and m_nBottom samples wide, holds m_nFillValue. Instance in use: uint8.
-#include "imaging/model/FpImage.h"
-#include "sdk/base/Exceptions.h"
+#include "model/FpImage.h"
+#include "base/Exceptions.h"
 
 #include <algorithm>
 #include <cstdint>

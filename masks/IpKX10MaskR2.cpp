@@ -1,6 +1,6 @@
 #include "masks/IpKX10MaskR2.h"
 
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <algorithm>
 #include <cstring>

@@ -3,7 +3,7 @@
 // envelopes; inside the finger the frame is stretched between its local dark and bright
 // bounds and inverted, towards the rim it fades to white, and the background is white.
 // The result is both a mask and a cleaned grey picture of the finger.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/histogram/Histogram.h"
 #include "masks/IpKX10SegmentMaskR2.h"
 #include "masks/IpLiveScannerMask.h"

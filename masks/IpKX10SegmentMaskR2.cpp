@@ -1,6 +1,6 @@
 #include "masks/IpKX10SegmentMaskR2.h"
 
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <algorithm>
 #include <cstring>

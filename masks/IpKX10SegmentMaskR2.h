@@ -3,7 +3,7 @@
 // the platen does not) and delivers a soft mask, 255 inside the finger falling to 0
 // outside, with the lower and upper envelopes of the finger's grey values. Above 250 dpi
 // it works on the frame downsampled by 2 and repeats its results on 2 by 2 blocks.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/Ip1to1Base.h"
 #include "imaging/filters/IpFilterVariance.h"
 #include "imaging/filters/TpIpFilterMid.h"

@@ -1,6 +1,6 @@
 #include "masks/IpKX2DevelMask.h"
 
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <algorithm>
 

@@ -2,7 +2,7 @@
 // ClIpKX2DevelMask: a global mask for KX2 frames. The grey range between a dark and a
 // bright anchor of the central histogram is spread and inverted, and everything whose
 // wider neighbourhood is light becomes white. No segmenter: one histogram and one mean.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/Ip1to1Base.h"
 #include "imaging/filters/IpFilterMid.h"
 #include "imaging/histogram/Histogram.h"

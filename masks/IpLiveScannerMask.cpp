@@ -1,6 +1,6 @@
 #include "masks/IpLiveScannerMask.h"
 
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "parameters/ParameterContainer.h"
 #include "parameters/ParameterInterface.h"
 

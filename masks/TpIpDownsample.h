@@ -2,8 +2,8 @@
 // ClTpIpDownsample: keeps every nSampleWidth-th column of every nSampleHeight-th row,
 // starting at 0, and divides the resolutions likewise. No averaging: the segmenter wants
 // the raw samples at half size, and the cost is a strided copy.
-#include "imaging/model/FpImage.h"
-#include "sdk/base/Exceptions.h"
+#include "model/FpImage.h"
+#include "base/Exceptions.h"
 
 #include <cstdint>
 #include <cstring>

@@ -3,7 +3,7 @@
 #include "parameters/ParameterContainer.h"
 #include "parameters/TpParameterEnumPointer.h"
 #include "parameters/TpParameterNumeric.h"
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <cstdlib>
 #include <cstring>

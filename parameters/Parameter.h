@@ -5,8 +5,8 @@
 //
 // Text out follows one size protocol: nSize holds the bytes available on entry and the
 // bytes needed (terminator included) on return; a caller asks with a null buffer first.
-#include "imaging/model/TpArray.h"
-#include "sdk/base/Exceptions.h"
+#include "model/TpArray.h"
+#include "base/Exceptions.h"
 
 #include <cstdint>
 #include <new>

@@ -4,7 +4,7 @@
 // except a named root's own name at the head of a path, which must match exactly and
 // may be left out. Value operations pair the children of two trees by position, so both
 // trees must come from the same building code.
-#include "imaging/model/TpArray.h"
+#include "model/TpArray.h"
 #include "parameters/Parameter.h"
 #include "parameters/TpParameterEnumPointer.h"
 #include "parameters/TpParameterNumeric.h"

@@ -1,7 +1,7 @@
 #include "parameters/ParameterInterface.h"
 
-#include "imaging/model/Stream.h"
-#include "sdk/base/Exceptions.h"
+#include "model/Stream.h"
+#include "base/Exceptions.h"
 
 #include <algorithm>
 #include <cstring>

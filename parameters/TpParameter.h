@@ -6,7 +6,7 @@
 // Bind(&dummy, pOwner, pfnSet, pfnGet, flags). The variable's present value becomes the
 // default; CaptureDefaults of a processor then swaps the factory value in.
 #include "parameters/Parameter.h"
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 template <class T, class O>
 class TpParameterBase : public ClParameter

@@ -5,7 +5,7 @@
 #include "imaging/operators/TpIpDelta.h"
 #include "imaging/operators/TpIpInvert.h"
 #include "imaging/operators/TpIpOr.h"
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <algorithm>
 #include <mutex>

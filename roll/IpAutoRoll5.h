@@ -10,9 +10,9 @@
 // from another thread.
 //
 // Inside, images are held inverted (finger dark on light).
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/Ip1to1Base.h"
-#include "imaging/model/TpArray.h"
+#include "model/TpArray.h"
 #include "imaging/filters/TpIpFilterMax.h"
 #include "imaging/filters/TpIpFilterMid.h"
 #include "imaging/filters/TpIpFilterMin.h"

@@ -1,7 +1,7 @@
 // Judging a finished roll, and the diagnostics and thresholds exchanged as a tree.
 #include "roll/IpAutoRoll5.h"
 
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <algorithm>
 #include <boost/property_tree/exceptions.hpp>

@@ -1,6 +1,6 @@
 #include "roll/RollFingerContour.h"
 
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 
 #include <algorithm>
 

@@ -3,7 +3,7 @@
 // per-row left, right and centre columns and per-column top and bottom rows, each table
 // expanded to the whole image. Built for every frame of a roll; one object is reused so
 // that the tables keep their memory.
-#include "imaging/model/TpArray.h"
+#include "model/TpArray.h"
 
 #include <cstdint>
 

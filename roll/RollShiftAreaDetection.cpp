@@ -4,7 +4,7 @@
 #include "imaging/histogram/Histogram.h"
 #include "imaging/operators/TpIpBinarize.h"
 #include "imaging/operators/TpIpScale.h"
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <algorithm>
 #include <boost/property_tree/exceptions.hpp>

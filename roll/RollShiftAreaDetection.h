@@ -4,7 +4,7 @@
 // whether the finger slipped. When asked it outlines the affected areas as polygons in a
 // property tree: a list of entries, each with "POINTS" (entries with "X" and "Y") and
 // "LEVEL" (1 for an area without a shift, 2 when a shift was decided).
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/regions/IpConnectedComponent2.h"
 #include "imaging/regions/IpFindContour.h"
 

@@ -2,7 +2,7 @@
 # Fails when a folder of the library includes a header of a folder above it.
 #
 # Layers, bottom to top; folders of one rank may include each other:
-#   sdk/base < imaging/model < parameters < imaging < masks, device < roll < capture
+#   base < model < parameters < imaging < masks, device < roll < capture
 #   < sdk (with the public header in include/) < tools
 # The simulator stands apart: it includes nothing of ours, and only tools may include it.
 # Tests, benchmarks, fuzz targets, examples and the Python package may include anything.
@@ -12,15 +12,15 @@
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-folders="sdk imaging parameters masks device roll capture tools simulator"
+folders="base model parameters imaging masks device roll capture sdk tools simulator"
 
 # Reads "file:line:text" records (grep -n output, paths from the root) on stdin and
 # prints every upward include; exits 1 when there was one.
 check() {
   awk -v public="$1" '
     BEGIN {
-      # Longest prefix first, so that sdk/base wins over sdk.
-      n = split("sdk/base:0 imaging/model:1 parameters:2 imaging:3 masks:4 device:4 " \
+      # The first folder of a path is its layer.
+      n = split("base:0 model:1 parameters:2 imaging:3 masks:4 device:4 " \
                 "roll:5 capture:6 include:7 sdk:7 tools:8 simulator:-1", pairs, " ")
       for (i = 1; i <= n; ++i) {
         split(pairs[i], kv, ":")
@@ -30,9 +30,10 @@ check() {
       for (i in names) isPublic[names[i]] = 1
       bad = 0
     }
-    function layer(path,    i) {
+    function layer(path,    i, top) {
+      top = path; sub(/\/.*/, "", top)
       for (i = 1; i <= n; ++i)
-        if (index(path, prefix[i] "/") == 1)
+        if (top == prefix[i] && path != top)
           return i
       return 0
     }
@@ -73,13 +74,13 @@ public_headers() {
 }
 
 if [[ "${1:-}" == "--self-test" ]]; then
-  up='imaging/model/FpImage.h:3:#include "capture/TpTripleBuffer.h"
-sdk/base/Exceptions.cpp:2:#include "livescannerkx2.h"
+  up='model/FpImage.h:3:#include "capture/TpTripleBuffer.h"
+base/Exceptions.cpp:2:#include "livescannerkx2.h"
 masks/IpKX2DevelMask.cpp:4:#include "roll/IpAutoRoll5.h"
-simulator/SimRender.cpp:1:#include "sdk/base/Exceptions.h"
+simulator/SimRender.cpp:1:#include "base/Exceptions.h"
 capture/KX2FramePrep.cpp:1:#include "simulator/SimRender.h"
 sdk/KX2Handle.cpp:1:#include "tools/lskx2_args.h"'
-  fine='imaging/model/FpImage.cpp:1:#include "sdk/base/Exceptions.h"
+  fine='model/FpImage.cpp:1:#include "base/Exceptions.h"
 masks/IpKX2DevelMask.cpp:2:#include "device/KXScanAPI.h"
 device/KXScanAPI.h:2:#include "masks/IpKX2DevelMask.h"
 imaging/Ip1to1Base.h:1:  #  include "parameters/ParameterContainer.h"

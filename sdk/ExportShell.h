@@ -2,8 +2,8 @@
 // The one shell every export runs in: Enter line, the body (null tests, handle, operation),
 // Leave line; a ClException becomes its code with the catalogue's text in the Error line.
 // Nothing else is caught here on purpose: other families pass through unconverted.
-#include "sdk/base/ErrorCatalogue.h"
-#include "sdk/base/Exceptions.h"
+#include "base/ErrorCatalogue.h"
+#include "base/Exceptions.h"
 #include "sdk/LiveScannerKX2.h"
 
 #include <cstdint>

@@ -2,7 +2,7 @@
 
 #include "capture/KX2LiveCaptureR2.h"
 #include "device/InterprocessLock.h"
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 
 #include <algorithm>
 #include <cstring>

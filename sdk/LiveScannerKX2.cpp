@@ -1,7 +1,7 @@
 #include "sdk/LiveScannerKX2.h"
 
 #include "device/VeltranoKX1Wrapper.h"
-#include "sdk/base/SDKHelper.h"
+#include "base/SDKHelper.h"
 
 #include <cstring>
 

@@ -1,6 +1,6 @@
 #pragma once
-#include "sdk/base/RDLogging.h"
-#include "sdk/base/TpSingleton.h"
+#include "base/RDLogging.h"
+#include "base/TpSingleton.h"
 
 #include <cstdint>
 

@@ -1,6 +1,6 @@
 #include "sdk/SDKHandleBase.h"
 
-#include "sdk/base/SDKHelper.h"
+#include "base/SDKHelper.h"
 
 #include <cstring>
 #include <string>

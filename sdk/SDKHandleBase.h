@@ -3,7 +3,7 @@
 // of the handle object behind a SafeHandle block. T is the concrete handle, TSDK the
 // process-wide SDK object whose presence every path checks first.
 #include "parameters/ParameterContainer.h"
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 #include "sdk/SafeHandle.h"
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 #include "sdk/SafeHandle.h"
 
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <chrono>
 #include <condition_variable>

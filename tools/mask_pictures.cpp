@@ -2,7 +2,7 @@
 // (sensitivity 2), its high precision KX10 mask and its KX2 development mask, as one PNG
 // per case, so that a person can look at what the masks make of a frame.
 #include "PngWriter.h"
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "masks/IpKX10MaskR2.h"
 #include "masks/IpKX2DevelMask.h"
 #include "tests/masks/MaskTestUtil.h"

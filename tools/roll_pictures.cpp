@@ -6,7 +6,7 @@
 // roll of the tests; a .json argument is a device script (a JSON array of steps) whose
 // first roll is taken, with shift areas switched on.
 #include "PngWriter.h"
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "roll/IpAutoRoll5.h"
 #include "simulator/SimRender.h"
 #include "tests/roll/RollScripts.h"

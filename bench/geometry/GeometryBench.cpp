@@ -1,6 +1,6 @@
 // Geometry and region processors on scanner-sized frames beside the nearest OpenCV
 // call: each pair runs on the same pixels, so the ratio of their times is the figure.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/geometry/IpResize.h"
 #include "imaging/geometry/IpRescale.h"
 #include "imaging/geometry/IpSubsample.h"

@@ -3,7 +3,7 @@
 // settings on the intermediate pictures of the same frame; what they leave out (the
 // per-pixel classification and cleaning of the background, the enlargement and the
 // local stretch) is the difference between the whole and the sum of the stages.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/filters/IpFilterVariance.h"
 #include "imaging/filters/TpIpFilterMid.h"
 #include "imaging/filters/TpIpFilterMax.h"

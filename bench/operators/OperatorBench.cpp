@@ -1,7 +1,7 @@
 // Operators and filters beside OpenCV's nearest equivalents, on the frame sizes of the
 // scanner (800 by 750 and twice that) and, for the floating filters of the masks, on
 // the half-size 400 by 375. OpenCV runs on one thread, as ours do.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/filters/IpFilterMid.h"
 #include "imaging/filters/IpFilterVariance.h"
 #include "imaging/filters/TpIpFilterMax.h"

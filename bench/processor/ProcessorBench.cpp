@@ -1,7 +1,7 @@
 // Cost of the processor frame: a whole Run of a trivial processor on a 1x1 image (the
 // fixed overhead of checks, dispatch and output preparation), and the 256-entry table
 // loop of "uint8" images against OpenCV's cv::LUT on scanner-sized frames.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/Ip1to1Base.h"
 #include "imaging/TpDispatch.h"
 

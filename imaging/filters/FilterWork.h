@@ -1,7 +1,7 @@
 #pragma once
 // Work memory of the template filters: grows to the largest size asked for and is kept
 // between runs, so that frames of one size allocate nothing.
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <cstddef>
 #include <new>

@@ -2,7 +2,7 @@
 
 #include "parameters/ParameterContainer.h"
 #include "parameters/ParameterInterface.h"
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 namespace {
 

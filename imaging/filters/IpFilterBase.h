@@ -3,7 +3,7 @@
 // copies for a width of 1 or less, splits images with several planes, refuses in-place
 // runs (-10) and hands a single plane to ProcessSinglePlane, which picks the operation
 // by mode and by the sign of the input's type. The operations default to -33.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/PlaneLoop.h"
 #include "imaging/ProcessorBase.h"
 

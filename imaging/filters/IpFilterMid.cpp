@@ -2,7 +2,7 @@
 
 #include "imaging/TpDispatch.h"
 #include "imaging/filters/MeanKernels.h"
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <cmath>
 #include <new>

@@ -2,7 +2,7 @@
 // ClIpFilterVariance: sample variance of a clipped square window around every pixel,
 // (sum of squares - sum * sum / n) / (n - 1), with every sum and the division carried
 // out in the output's type ("double64" by default). A window of one sample divides by 0.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/Ip1to1Base.h"
 
 #include <vector>

@@ -3,7 +3,7 @@
 // ClTpIpFilterExtreme. "uint8" and "float32" take the vectorized kernels; a float image
 // holding NaN or a negative zero, and the other types, take the rescan walk, whose choice
 // among equal or unordered values is the defined one.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/filters/MinMaxKernels.h"
 #include "imaging/filters/FilterWork.h"
 

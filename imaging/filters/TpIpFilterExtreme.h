@@ -2,7 +2,7 @@
 #include "imaging/TpIpFilterSeparable.h"
 #include "imaging/filters/FilterWork.h"
 #include "imaging/filters/TpExtremePasses.h"
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 
 #include <cstdint>
 

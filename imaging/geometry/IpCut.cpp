@@ -1,6 +1,6 @@
 #include "imaging/geometry/IpCut.h"
 
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "parameters/ParameterContainer.h"
 #include "parameters/ParameterInterface.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 // ClIpJoinPlanes: one-plane images into one interleaved image; planes left empty can be
 // filled with a colour of their own.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/ProcessorBase.h"
 
 class ClIpJoinPlanes : public ClProcessorBase

@@ -2,7 +2,7 @@
 // ClIpRescale: a new size or a new resolution by one of five interpolations. Works on
 // bytes: "uint8" out for inputs with a type code below 128, "int8" otherwise. Images
 // of several planes go plane by plane (the first three).
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/ProcessorBase.h"
 #include "imaging/PlaneLoop.h"
 

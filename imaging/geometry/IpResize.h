@@ -1,7 +1,7 @@
 #pragma once
 // ClIpResize: enlargement by an integer factor, each pixel repeated as a block, into a
 // "uint8" image of a given or derived size.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/ProcessorBase.h"
 #include "imaging/PlaneLoop.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 // ClIpSplitPlanes: the planes of an interleaved image into one-plane images, for the
 // processors that work plane by plane.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/ProcessorBase.h"
 
 class ClIpSplitPlanes : public ClProcessorBase

@@ -1,7 +1,7 @@
 #pragma once
 // ClIpSubsample: every n-th sample, or the mean of each n by n block, for 8- and 16-bit
 // images. The roll's finger detection works on the subsampled frame.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/ProcessorBase.h"
 #include "imaging/PlaneLoop.h"
 

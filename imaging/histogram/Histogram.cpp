@@ -1,7 +1,7 @@
 #include "imaging/histogram/Histogram.h"
 
-#include "imaging/model/FpImage.h"
-#include "sdk/base/Exceptions.h"
+#include "model/FpImage.h"
+#include "base/Exceptions.h"
 
 #include <algorithm>
 #include <cstring>

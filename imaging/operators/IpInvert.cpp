@@ -1,6 +1,6 @@
 #include "imaging/operators/IpInvert.h"
 
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 
 ClIpInvert::ClIpInvert()
 {

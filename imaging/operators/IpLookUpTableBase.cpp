@@ -1,6 +1,6 @@
 #include "imaging/operators/IpLookUpTableBase.h"
 
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <cstring>
 

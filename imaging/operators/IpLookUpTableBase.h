@@ -2,7 +2,7 @@
 // ClIpLookUpTableBase: maps every byte of an image through a 256-entry table that the
 // derived class computes in ComputeTable (called by Initialize). Meant for "uint8"
 // images; there is no type check. Several planes are mapped plane by plane.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/PlaneLoop.h"
 #include "imaging/ProcessorBase.h"
 #include "imaging/operators/OperatorKernels.h"

@@ -1,6 +1,6 @@
 #include "imaging/operators/IpSubtract.h"
 
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/TpDispatch.h"
 #include "imaging/operators/OperatorKernels.h"
 #include "imaging/operators/OperatorRows.h"

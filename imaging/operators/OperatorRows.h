@@ -1,10 +1,10 @@
 #pragma once
 // Row walks shared by the typed loops of the 1-to-1 operators: width times planes
 // samples per row, rows stepped by LineElements() of each image.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/operators/OperatorKernels.h"
 #include "imaging/SampleConvert.h"
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -2,10 +2,10 @@
 // ClIpConnectedComponent2: labels the object pixels (value 0) of an image and measures
 // each region: size, centre, bounding box, first pixel, second moments, eccentricity,
 // orientation and, with a grey image, the mean grey value.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/ProcessorBase.h"
-#include "imaging/model/TpArray.h"
-#include "imaging/model/Vector.h"
+#include "model/TpArray.h"
+#include "model/Vector.h"
 #include "imaging/regions/IpLabeling.h"
 
 #include <vector>

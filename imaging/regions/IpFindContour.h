@@ -2,10 +2,10 @@
 // ClIpFindContour: traces the outlines of the objects of a binary "uint8" image, each
 // as a closed walk over 8-neighbours that starts at the object's first pixel in row
 // order. Holes are traced from their first pixel on the far side.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/ProcessorBase.h"
-#include "imaging/model/TpArray.h"
-#include "imaging/model/Vector.h"
+#include "model/TpArray.h"
+#include "model/Vector.h"
 
 #include <vector>
 

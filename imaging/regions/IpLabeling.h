@@ -1,9 +1,9 @@
 #pragma once
 // ClIpLabeling: numbers the 4-connected regions of object pixels (input byte 0) from 1,
 // in the order in which a row scan first meets them, into an "int32" label image.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/ProcessorBase.h"
-#include "imaging/model/TpArray.h"
+#include "model/TpArray.h"
 
 class ClIpLabeling : public ClProcessorBase
 {

@@ -4,7 +4,7 @@
 #include "capture/KX2LiveCaptureR2.h"
 #include "device/RDKX2ScanAPIWrapper.h"
 #include "device/VeltranoFakeFingerDetectionKX2Wrapper.h"
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "tests/common/TestFailure.h"
 #include "tests/device/SimControl.h"
 

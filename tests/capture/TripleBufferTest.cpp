@@ -1,5 +1,5 @@
 #include "capture/TpTripleBuffer.h"
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "tests/common/TestFailure.h"
 
 #include <atomic>

@@ -1,6 +1,6 @@
 #pragma once
 // What a statement throws: its code and whole message.
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <gtest/gtest.h>
 

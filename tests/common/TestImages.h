@@ -1,7 +1,7 @@
 #pragma once
 // Images for the image-processing tests: random, listed or drawn samples, and sample
 // access by position for the brute-force references.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 
 #include <cstdint>
 #include <functional>

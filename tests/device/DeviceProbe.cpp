@@ -3,9 +3,9 @@
 // library by LD_LIBRARY_PATH and the simulator's configuration by the second argument.
 #include "device/RDKX2ScanAPIWrapper.h"
 #include "device/VeltranoKX1Wrapper.h"
-#include "imaging/model/Bitmap.h"
+#include "model/Bitmap.h"
 #include "livescannerkx2.h"
-#include "sdk/base/RDLogging.h"
+#include "base/RDLogging.h"
 #include "simulator/kxsim.h"
 
 #include <cstdio>

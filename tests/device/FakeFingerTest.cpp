@@ -1,5 +1,5 @@
 #include "device/VeltranoFakeFingerDetectionKX2Wrapper.h"
-#include "sdk/base/RDLogging.h"
+#include "base/RDLogging.h"
 #include "simulator/kxsim.h"
 #include "tests/common/SharedLibrary.h"
 

@@ -1,5 +1,5 @@
 #include "device/RDKX2ScanAPIWrapper.h"
-#include "imaging/model/Bitmap.h"
+#include "model/Bitmap.h"
 
 #include "SimControl.h"
 

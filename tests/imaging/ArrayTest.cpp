@@ -1,5 +1,5 @@
-#include "imaging/model/TpArray.h"
-#include "imaging/model/Vector.h"
+#include "model/TpArray.h"
+#include "model/Vector.h"
 #include "tests/common/TestFailure.h"
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-#include "imaging/model/Bitmap.h"
-#include "imaging/model/FpImage.h"
+#include "model/Bitmap.h"
+#include "model/FpImage.h"
 #include "tests/common/TestFailure.h"
 
 #include <cstring>

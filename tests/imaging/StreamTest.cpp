@@ -1,4 +1,4 @@
-#include "imaging/model/MemoryStream.h"
+#include "model/MemoryStream.h"
 #include "tests/common/TestFailure.h"
 
 #include <gtest/gtest.h>

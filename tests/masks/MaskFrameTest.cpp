@@ -1,5 +1,5 @@
 // The mask frame, the downsampling functor and the KX2 development mask.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "masks/IpKX10MaskR2.h"
 #include "masks/IpKX2DevelMask.h"
 #include "masks/TpIpDownsample.h"

@@ -1,5 +1,5 @@
 // The KX10 mask and its segmenter on simulator frames.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/SampleConvert.h"
 #include "masks/IpKX10MaskR2.h"
 #include "masks/IpKX10SegmentMaskR2.h"

@@ -1,7 +1,7 @@
 #pragma once
 // Frames for the mask tests: simulator pictures as ClImage at 500 dpi, in the row order
 // the capture engine hands to the masks, and the measures the engine takes of a mask.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "simulator/SimRender.h"
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 // Descriptive records: the rule of bounds, choices, and the serialised form with its
 // kind-1 asymmetry and the name test of Read.
-#include "imaging/model/MemoryStream.h"
+#include "model/MemoryStream.h"
 #include "parameters/ParameterInterface.h"
 #include "tests/common/TestFailure.h"
 

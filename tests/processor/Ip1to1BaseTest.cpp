@@ -1,6 +1,6 @@
 // The 1-to-1 frame: type check, in-place safety whatever the algorithm allows, and the
 // generic pixel loop with its 256-entry table.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/Ip1to1Base.h"
 #include "parameters/ParameterContainer.h"
 #include "parameters/ParameterInterface.h"

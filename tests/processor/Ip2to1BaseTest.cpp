@@ -1,6 +1,6 @@
 // The 2-to-1 frame: readiness, the placement of both inputs for positive and negative
 // offsets, plane pairs, output types and the uint8 pair table.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/Ip2to1Base.h"
 #include "parameters/ParameterContainer.h"
 #include "tests/common/TestFailure.h"

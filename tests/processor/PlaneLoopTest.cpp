@@ -1,7 +1,7 @@
 // Processors that go plane by plane: the caller's image pointers survive a plane that
 // throws; an image that is both input and output keeps its pixels in the filters and takes
 // the result in the look-up tables.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/filters/IpFilterMid.h"
 #include "imaging/geometry/IpSubsample.h"
 #include "imaging/histogram/IpStretchRangeGlobal.h"

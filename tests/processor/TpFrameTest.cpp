@@ -1,6 +1,6 @@
 // The template frames: every check with its message and code, in its order, and the
 // output each frame prepares.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "imaging/TpIp1To1.h"
 #include "imaging/TpIp2To1.h"
 #include "imaging/TpIpFilterSeparable.h"

@@ -3,7 +3,7 @@
 // with a clock that advances one frame interval per frame, and to compare the rolled
 // image with the simulator's ground truth. Shared by the roll tests, the roll benchmark
 // and the roll picture tool.
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 #include "roll/IpAutoRoll5.h"
 #include "simulator/SimRender.h"
 

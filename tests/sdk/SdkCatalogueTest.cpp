@@ -1,6 +1,6 @@
 // The catalogue is looked up by number by callers of the whole component family: its
 // order, its duplicates and every text this library reports are interface.
-#include "sdk/base/ErrorCatalogue.h"
+#include "base/ErrorCatalogue.h"
 #include "livescannerkx2.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <gtest/gtest.h>
 

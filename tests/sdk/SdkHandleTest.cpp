@@ -1,7 +1,7 @@
 // Handle creation and the generic property table, on a small handle with a table of
 // every kind and an SDK object of its own. Bad handles are tried through the exports.
 #include "sdk/SDKHandleBase.h"
-#include "sdk/base/TpSingleton.h"
+#include "base/TpSingleton.h"
 #include "tests/common/TestFailure.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "sdk/LiveScannerKX2.h"
-#include "sdk/base/SDKHelper.h"
-#include "sdk/base/TpSingleton.h"
+#include "base/SDKHelper.h"
+#include "base/TpSingleton.h"
 #include "tests/common/TestFailure.h"
 
 #include <gtest/gtest.h>

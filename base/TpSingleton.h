@@ -1,6 +1,6 @@
 #pragma once
 // Class-wide, reference-counted single instance. The mutex exists from load time on.
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <atomic>
 #include <cstdint>

@@ -1,6 +1,6 @@
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
-#include "sdk/base/ErrorCatalogue.h"
+#include "base/ErrorCatalogue.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,6 +1,6 @@
-#include "imaging/model/Stream.h"
+#include "model/Stream.h"
 
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <cstring>
 #include <new>

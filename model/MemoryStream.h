@@ -1,7 +1,7 @@
 #pragma once
 // A stream over a growing block in memory: writes append, reads run from a separate
 // read position. Used to serialise parameter records and in tests.
-#include "imaging/model/Stream.h"
+#include "model/Stream.h"
 
 #include <vector>
 

@@ -2,7 +2,7 @@
 // ClImage: a grid of samples of one type, planes interleaved, rows padded to 4 bytes,
 // pixel buffer shared by reference count. Processors read the grid through Data() and
 // walk rows by LineElements().
-#include "imaging/model/DataType.h"
+#include "model/DataType.h"
 
 #include <boost/noncopyable.hpp>
 #include <boost/shared_array.hpp>

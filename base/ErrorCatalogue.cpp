@@ -1,4 +1,4 @@
-#include "sdk/base/ErrorCatalogue.h"
+#include "base/ErrorCatalogue.h"
 
 #define LSKX2_ROW(code, name, text)                                                                \
   {                                                                                                \

@@ -1,6 +1,6 @@
-#include "imaging/model/MemoryStream.h"
+#include "model/MemoryStream.h"
 
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <algorithm>
 #include <cstring>

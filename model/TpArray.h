@@ -3,7 +3,7 @@
 // for; TpArrayDynamic grows by a step fixed at compile time. Class elements are made with
 // an array new (constructed on Resize, destroyed on Clear); plain ones are raw memory.
 // Every failed allocation throws ClExBadAlloc, "Memory allocation failed", -102.
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,7 +1,7 @@
-#include "imaging/model/FpImage.h"
+#include "model/FpImage.h"
 
-#include "imaging/model/Bitmap.h"
-#include "sdk/base/Exceptions.h"
+#include "model/Bitmap.h"
+#include "base/Exceptions.h"
 
 #include <climits>
 #include <cstring>

@@ -1,6 +1,6 @@
-#include "sdk/base/SDKHelper.h"
+#include "base/SDKHelper.h"
 
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <cstring>
 

@@ -1,6 +1,6 @@
-#include "imaging/model/Bitmap.h"
+#include "model/Bitmap.h"
 
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <cstdint>
 #include <cstring>

@@ -1,6 +1,6 @@
-#include "sdk/base/RDLogging.h"
+#include "base/RDLogging.h"
 
-#include "sdk/base/Exceptions.h"
+#include "base/Exceptions.h"
 
 #include <boost/date_time/posix_time/posix_time.hpp>
 
