@@ -79,7 +79,7 @@ base/Exceptions.cpp:2:#include "livescannerkx2.h"
 masks/IpKX2DevelMask.cpp:4:#include "roll/IpAutoRoll5.h"
 simulator/SimRender.cpp:1:#include "base/Exceptions.h"
 capture/KX2FramePrep.cpp:1:#include "simulator/SimRender.h"
-sdk/KX2Handle.cpp:1:#include "tools/lskx2_args.h"'
+sdk/KX2Handle.cpp:1:#include "tools/CliOptions.h"'
   fine='model/FpImage.cpp:1:#include "base/Exceptions.h"
 masks/IpKX2DevelMask.cpp:2:#include "device/KXScanAPI.h"
 device/KXScanAPI.h:2:#include "masks/IpKX2DevelMask.h"
@@ -88,7 +88,7 @@ sdk/ExportsLibrary.cpp:1:#include "livescannerkx2.h"
 sdk/KX2Handle.cpp:1:#include <boost/property_tree/ptree.hpp>
 tools/roll_pictures.cpp:1:#include "simulator/SimRender.h"
 simulator/JsonTree.cpp:1:#include "simulator/JsonTree.h"
-tests/sdk/SdkObjectTest.cpp:1:#include "tools/lskx2_args.h"'
+tests/sdk/SdkObjectTest.cpp:1:#include "tools/CliOptions.h"'
   found=$(check "$(public_headers)" <<<"$up" || true)
   if [[ $(wc -l <<<"$found") -ne $(wc -l <<<"$up") ]]; then
     echo "self-test: expected every line of the upward set reported, got:" >&2

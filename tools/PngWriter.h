@@ -1,7 +1,6 @@
+#pragma once
 // 8-bit grey or RGB PNG files, optionally with their resolution, so that viewers and
 // matchers see the scanner's dpi. The one PNG writer of the programs in this folder.
-#ifndef LSKX2_TOOLS_PNGWRITER_H
-#define LSKX2_TOOLS_PNGWRITER_H
 
 #include <cstddef>
 #include <cstdint>
@@ -18,5 +17,3 @@ bool WritePng(const std::string& path, const uint8_t* pPixels, uint32_t nWidth, 
 
 // Pixels per metre as PNG stores a resolution: 500 dpi gives 19685.
 uint32_t DpiToPixelsPerMetre(uint32_t nDpi);
-
-#endif

@@ -8,7 +8,7 @@
 //
 // Without -c it shows the built-in scanner and its demo script; without -n one pass of
 // the script. Frames are shown as the SDK shows them (rows flipped) unless --device-order.
-#include "PngWriter.h"
+#include "tools/PngWriter.h"
 #include "simulator/SimRender.h"
 #include "simulator/device/SimConfig.h"
 

@@ -1,7 +1,7 @@
 // lskx2: finds KX2 scanners and captures plain and rolled prints through the SDK's public
 // C interface, as an application would, into PNG, JSON and an HTML report.
-#include "lskx2_args.h"
-#include "lskx2_commands.h"
+#include "tools/CliOptions.h"
+#include "tools/Commands.h"
 #include "livescannerkx2.h"
 
 #include <atomic>

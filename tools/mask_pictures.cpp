@@ -1,7 +1,7 @@
 // mask_pictures DIR: writes, for a few simulator frames, the frame beside its KX10 mask
 // (sensitivity 2), its high precision KX10 mask and its KX2 development mask, as one PNG
 // per case, so that a person can look at what the masks make of a frame.
-#include "PngWriter.h"
+#include "tools/PngWriter.h"
 #include "model/FpImage.h"
 #include "masks/IpKX10MaskR2.h"
 #include "masks/IpKX2DevelMask.h"

@@ -5,7 +5,7 @@
 // fidelity figures and the diagnostics tree as JSON. Without names it runs every scripted
 // roll of the tests; a .json argument is a device script (a JSON array of steps) whose
 // first roll is taken, with shift areas switched on.
-#include "PngWriter.h"
+#include "tools/PngWriter.h"
 #include "model/FpImage.h"
 #include "roll/IpAutoRoll5.h"
 #include "simulator/SimRender.h"

@@ -1,4 +1,4 @@
-#include "lskx2_args.h"
+#include "tools/CliOptions.h"
 
 #include <gtest/gtest.h>
 

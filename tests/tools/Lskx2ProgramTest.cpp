@@ -1,6 +1,6 @@
 // lskx2 run as a user runs it, on the simulator, with scripted scanners.
 #include "ToolFiles.h"
-#include "lskx2_html.h"
+#include "tools/ReportHtml.h"
 
 #include <boost/property_tree/json_parser.hpp>
 #include <boost/property_tree/ptree.hpp>

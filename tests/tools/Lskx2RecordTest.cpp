@@ -1,4 +1,4 @@
-#include "lskx2_record.h"
+#include "tools/CaptureRecord.h"
 
 #include <boost/property_tree/json_parser.hpp>
 #include <boost/property_tree/ptree.hpp>

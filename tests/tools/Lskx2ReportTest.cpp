@@ -1,6 +1,6 @@
 #include "ToolFiles.h"
-#include "lskx2_html.h"
-#include "PngWriter.h"
+#include "tools/ReportHtml.h"
+#include "tools/PngWriter.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 #include "ToolFiles.h"
-#include "PngWriter.h"
+#include "tools/PngWriter.h"
 
 #include <gtest/gtest.h>
 

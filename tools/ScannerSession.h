@@ -1,12 +1,11 @@
+#pragma once
 // One open scanner and the application loops that capture with it: plain, liveness and
 // preview captures wait on previews for a still finger, a roll waits for its result,
 // single shot and triggered captures take their image directly.
-#ifndef LSKX2_TOOLS_SESSION_H
-#define LSKX2_TOOLS_SESSION_H
 
-#include "lskx2_args.h"
-#include "lskx2_progress.h"
-#include "lskx2_record.h"
+#include "tools/CliOptions.h"
+#include "tools/ProgressLine.h"
+#include "tools/CaptureRecord.h"
 #include "livescannerkx2.h"
 
 #include <atomic>
@@ -87,5 +86,3 @@ private:
   uint32_t m_nWidth = 800, m_nHeight = 750, m_nDpi = 500;
   std::vector<uint8_t> m_aImage;
 };
-
-#endif

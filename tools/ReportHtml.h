@@ -1,9 +1,8 @@
+#pragma once
 // report.html: every capture's picture, a roll's shift outlines drawn over it as SVG,
 // beside its figures. Static, with relative links to the PNG files beside it.
-#ifndef LSKX2_TOOLS_HTML_H
-#define LSKX2_TOOLS_HTML_H
 
-#include "lskx2_record.h"
+#include "tools/CaptureRecord.h"
 
 #include <string>
 #include <vector>
@@ -28,5 +27,3 @@ bool WriteReport(const std::string& path, const std::string& title,
                  const std::vector<ClCaptureRecord>& records, std::string* pError);
 
 std::string HtmlEscape(const std::string& text);
-
-#endif

@@ -1,4 +1,4 @@
-#include "lskx2_html.h"
+#include "tools/ReportHtml.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,7 +1,6 @@
+#pragma once
 // Live progress of a capture: one line rewritten in place on a terminal, plain lines
 // (one per change of the finger's state, at most one a second otherwise) when not.
-#ifndef LSKX2_TOOLS_PROGRESS_H
-#define LSKX2_TOOLS_PROGRESS_H
 
 #include <cstdint>
 #include <cstdio>
@@ -45,5 +44,3 @@ double FingerAreaPercent(const uint8_t* pImage, uint32_t nWidth, uint32_t nHeigh
 // of its rows or more; 0 without finger, and for a picture with almost no background
 // (no roll result yet). Lone dark samples stay out of it.
 int RolledWidth(const uint8_t* pImage, uint32_t nWidth, uint32_t nHeight);
-
-#endif

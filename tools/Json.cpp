@@ -1,4 +1,4 @@
-#include "lskx2_json.h"
+#include "tools/Json.h"
 
 #include <boost/property_tree/json_parser.hpp>
 #include <boost/property_tree/ptree.hpp>

@@ -1,4 +1,4 @@
-#include "lskx2_record.h"
+#include "tools/CaptureRecord.h"
 
 #include <cstdlib>
 #include <initializer_list>

@@ -1,8 +1,7 @@
+#pragma once
 // What one capture produced: the figures that go into its JSON file and the report.
-#ifndef LSKX2_TOOLS_RECORD_H
-#define LSKX2_TOOLS_RECORD_H
 
-#include "lskx2_json.h"
+#include "tools/Json.h"
 
 #include <cstdint>
 #include <string>
@@ -38,5 +37,3 @@ struct ClCaptureRecord
 
 // The shift area outlines of a scanner data document ("KX2.ROLLFINGER.ROLL_SHIFT_AREAS").
 std::vector<ClShiftPolygon> ShiftPolygons(const ClJson& scannerData);
-
-#endif

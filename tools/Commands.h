@@ -1,8 +1,7 @@
+#pragma once
 // The sub-commands of lskx2. Each returns the program's exit status.
-#ifndef LSKX2_TOOLS_COMMANDS_H
-#define LSKX2_TOOLS_COMMANDS_H
 
-#include "lskx2_args.h"
+#include "tools/CliOptions.h"
 
 #include <atomic>
 #include <cstdint>
@@ -14,5 +13,3 @@ int ExitStatus(int32_t nCode);
 int RunList(const ClCliOptions& options, const std::atomic<bool>& bStop);
 int RunInfo(const ClCliOptions& options, const std::atomic<bool>& bStop);
 int RunCaptures(const ClCliOptions& options, const std::atomic<bool>& bStop, bool bTerminal);
-
-#endif

@@ -1,8 +1,8 @@
-#include "lskx2_commands.h"
+#include "tools/Commands.h"
 
-#include "PngWriter.h"
-#include "lskx2_html.h"
-#include "lskx2_session.h"
+#include "tools/PngWriter.h"
+#include "tools/ReportHtml.h"
+#include "tools/ScannerSession.h"
 
 #include <chrono>
 #include <cstdio>

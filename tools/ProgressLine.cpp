@@ -1,4 +1,4 @@
-#include "lskx2_progress.h"
+#include "tools/ProgressLine.h"
 
 #include <vector>
 

@@ -1,6 +1,5 @@
+#pragma once
 // Command line of lskx2: sub-command, capture options and handle properties by name.
-#ifndef LSKX2_TOOLS_ARGS_H
-#define LSKX2_TOOLS_ARGS_H
 
 #include <cstdint>
 #include <stdexcept>
@@ -51,5 +50,3 @@ struct ClCliOptions
 ClCliOptions ParseArguments(int argc, const char* const* argv);
 
 const char* UsageText();
-
-#endif

@@ -1,7 +1,6 @@
+#pragma once
 // A small JSON value for the program's result files, and the reading of the scanner's
 // JSON document, in which every leaf is a text and arrays are entries without keys.
-#ifndef LSKX2_TOOLS_JSON_H
-#define LSKX2_TOOLS_JSON_H
 
 #include <cstdint>
 #include <string>
@@ -52,5 +51,3 @@ private:
 
 // Text between double quotes with JSON's escapes.
 std::string JsonQuote(const std::string& text);
-
-#endif

@@ -1,4 +1,4 @@
-#include "lskx2_session.h"
+#include "tools/ScannerSession.h"
 
 #include <cstring>
 #include <fstream>
