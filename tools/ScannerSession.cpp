@@ -1,5 +1,6 @@
 #include "tools/ScannerSession.h"
 
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -199,35 +200,57 @@ int32_t ClScannerSession::ShowPreviews(const std::string& label, int nFrames, ui
                   });
 }
 
+namespace {
+
+// The roll loop's steps on the progress line; each prompt on a line of its own.
+class ClRollProgress : public ClRollListener
+{
+public:
+  ClRollProgress(ClProgressLine& progress, const std::string& label)
+    : m_Progress(progress), m_sLabel(label)
+  {}
+  void OnPrompt(ERollPrompt ePrompt) override
+  {
+    m_Progress.End();
+    std::printf("%s: %s\n", m_sLabel.c_str(), RollPromptText(ePrompt));
+  }
+  void OnFrame(const ClRollFrame& f) override
+  {
+    ClProgressState s;
+    s.m_sCapture = m_sLabel;
+    s.m_sFinger = f.m_ePrompt == ERollPrompt::eLiftFinger ? "lift it"
+                  : f.m_ePrompt == ERollPrompt::eRollNow  ? "rolling"
+                  : f.m_nRollWidth > 0                    ? "placed"
+                                                          : "none";
+    s.m_nFrames = f.m_nFrames;
+    s.m_nRollWidth = f.m_nRollWidth;
+    s.m_dSeconds = f.m_dSeconds;
+    m_Progress.Update(s);
+  }
+
+private:
+  ClProgressLine& m_Progress;
+  std::string m_sLabel;
+};
+
+} // namespace
+
 int32_t ClScannerSession::Roll(const std::string& label, const ClCliOptions& o, ClCaptureRecord* r)
 {
-  // Every roll starts afresh, also after a finished one.
-  if (int32_t rc = LS_KX2SetPropertyLongA(m_hScanner, "nResetImage", 1))
-    return rc;
-  const double start = m_pfnNow();
-  for (;;) {
-    if (m_bStop)
-      return nInterrupted;
-    if (m_pfnNow() - start > o.m_dTimeout)
-      return -15;
-    uint8_t finger = 0;
-    if (int32_t rc = LS_KX2TriggerScanner(m_hScanner))
-      return rc;
-    ++r->m_nFrames;
-    if (int32_t rc =
-            LS_KX2GetRollImage(m_hScanner, m_aImage.data(), &r->m_dScore, &finger, &r->m_nStatus))
-      return rc;
-    int width = RolledWidth(m_aImage.data(), m_nWidth, m_nHeight);
-    Show(label,
-         finger      ? "done"
-         : width > 0 ? "rolling"
-                     : "waiting",
-         r->m_nFrames, -1, width, start);
-    if (finger) {
-      r->m_bFinger = true;
-      return r->m_nStatus;
-    }
-  }
+  ClRollProgress progress(m_Progress, label);
+  ClRollLoop loop(m_hScanner, m_bStop, m_pfnNow);
+  int32_t rc = loop.Run(o.m_dTimeout, progress);
+  m_nMode = eModeRoll;
+  const ClRollResult& result = loop.Result();
+  if (loop.Image().size() == m_aImage.size())
+    m_aImage = loop.Image();
+  r->m_nFrames = result.m_nFrames;
+  r->m_bFinger = result.m_bFinished;
+  r->m_nStatus = result.m_nStatus;
+  r->m_dScore = result.m_dScore;
+  if (rc == nRollStopped)
+    return nInterrupted;
+  return rc;
 }
 
 int32_t ClScannerSession::Triggered(ClCaptureRecord* r)

@@ -6,6 +6,7 @@
 #include "tools/CliOptions.h"
 #include "tools/ProgressLine.h"
 #include "tools/CaptureRecord.h"
+#include "tools/RollLoop.h"
 #include "livescannerkx2.h"
 
 #include <atomic>
@@ -15,7 +16,7 @@
 
 // Positive results are the program's own, never an SDK code.
 constexpr int32_t nNoScanner = 1;
-constexpr int32_t nInterrupted = 2;
+constexpr int32_t nInterrupted = nRollStopped;
 
 // Results that end one capture but leave the scanner fit for the next: no finger, or a
 // roll judged bad.
