@@ -43,10 +43,9 @@ int32_t ClRollLoop::Start()
   m_nHeight = static_cast<uint32_t>(h);
   // Rows the SDK copies are padded to 4 bytes.
   m_aImage.assign(static_cast<size_t>((w + 3) / 4 * 4 * h), 255);
-  if (int32_t rc = LS_KX2GetCaptureMode(m_hScanner, &mode))
-    return rc;
-  if (mode != 1)
-    if (int32_t rc = LS_KX2SetCaptureMode(m_hScanner, 1))
+  // Some modes cannot be read back: anything but a readable roll mode is set anew.
+  if (LS_KX2GetCaptureMode(m_hScanner, &mode) != 0 || mode != LS_KX2_MODE_ROLL)
+    if (int32_t rc = LS_KX2SetCaptureMode(m_hScanner, LS_KX2_MODE_ROLL))
       return rc;
   return Restart();
 }
