@@ -12,9 +12,9 @@ namespace kxsim {
 
 struct ClDisplacementField
 {
-  int nBlock = 0;        // block side, pixels
-  int nCols = 0;         // blocks per row, nWidth / nBlock
-  int nRows = 0;         // block rows, nHeight / nBlock
+  int nBlock = 0;         // block side, pixels
+  int nCols = 0;          // blocks per row, nWidth / nBlock
+  int nRows = 0;          // block rows, nHeight / nBlock
   std::vector<float> aDx; // per block, row by row, pixels; rows as the orientation has them
   std::vector<float> aDy;
   std::vector<uint8_t> aTouched; // 255 where the finger touches the block's centre

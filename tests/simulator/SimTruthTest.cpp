@@ -69,8 +69,8 @@ TEST(SimTruth, AsSeenEqualsTheIdealRollOfARigidFingerThatDoesNotDrift)
     }
   EXPECT_EQ(differ, 0) << "by up to " << most;
   int32_t w = 0, h = 0;
-  EXPECT_EQ(ScanLib().Fn<KXSIM_GETGROUNDTRUTH>("kxsimGetGroundTruth")(0, 3, 0, 1, nullptr,
-                                                                      nullptr, 0, &w, &h),
+  EXPECT_EQ(ScanLib().Fn<KXSIM_GETGROUNDTRUTH>("kxsimGetGroundTruth")(0, 3, 0, 1, nullptr, nullptr,
+                                                                      0, &w, &h),
             0)
       << "no kind 3";
 }
