@@ -68,11 +68,23 @@ int kxsimGetFrameInfo(int nInterface, uint64_t nFrame, kxsimFrameInfo* pInfo);
 int kxsimRenderFrame(int nInterface, uint64_t nFrame, int bRaw, int nDose, int nOrientation,
                      uint8_t* pOut, uint64_t nSize);
 /* Ground truth at the normal size: nKind 0 the ideal rolled image of the nIndex-th roll
- * step, 1 the ideal plain image of the nIndex-th still step. Width and height are stored
+ * step, 1 the ideal plain image of the nIndex-th still step, 2 the rolled image of the
+ * nIndex-th roll as the frames showed it (each skin point from the frame whose centre line
+ * passed closest to it, distortion and drift included: what a perfect merge rebuilds; for
+ * a rigid finger that does not drift it equals kind 0). Width and height are stored
  * first; pImage and pMask (255 where the finger touched) may be NULL; nSize is the
  * capacity of each. */
 int kxsimGetGroundTruth(int nInterface, int nKind, int nIndex, int nOrientation, uint8_t* pImage,
                         uint8_t* pMask, uint64_t nSize, int32_t* pnWidth, int32_t* pnHeight);
+/* For tests: how far the skin's distortion and the finger's drift move the print in frame
+ * nFrame. The normal image is cut into nBlock by nBlock blocks (columns width / nBlock,
+ * rows height / nBlock, stored first); for each, row by row, pDx and pDy receive the
+ * offset in pixels from where the undistorted print lies to where the frame shows the skin
+ * point seen at the block's centre, and pTouched 255 where the finger touches that centre.
+ * Slips are not included. Any of the three may be NULL; nCount is the capacity of each. */
+int kxsimGetDisplacementField(int nInterface, uint64_t nFrame, int nBlock, int nOrientation,
+                              float* pDx, float* pDy, uint8_t* pTouched, uint64_t nCount,
+                              int32_t* pnCols, int32_t* pnRows);
 /* What ftrScanGlobalSetOptions was last given; 0 if it was never called. */
 int kxsimGetGlobalOption(int32_t* pnOption, uint32_t* pnValue);
 
@@ -89,6 +101,8 @@ typedef int (*KXSIM_GETFRAMEINFO)(int, uint64_t, kxsimFrameInfo*);
 typedef int (*KXSIM_RENDERFRAME)(int, uint64_t, int, int, int, uint8_t*, uint64_t);
 typedef int (*KXSIM_GETGROUNDTRUTH)(int, int, int, int, uint8_t*, uint8_t*, uint64_t, int32_t*,
                                     int32_t*);
+typedef int (*KXSIM_GETDISPLACEMENTFIELD)(int, uint64_t, int, int, float*, float*, uint8_t*,
+                                          uint64_t, int32_t*, int32_t*);
 typedef int (*KXSIM_GETGLOBALOPTION)(int32_t*, uint32_t*);
 
 /* The liveness stub (libveltranofakefingerdetectionkx2.so) takes its settings from the

@@ -10,6 +10,7 @@
 #include "simulator/device/ScanApiRecords.h"
 #include "simulator/device/SimLibrary.h"
 #include "simulator/kxsim.h"
+#include "simulator/render/DisplacementField.h"
 
 #include <array>
 #include <atomic>
@@ -629,7 +630,7 @@ KXSIM_API int kxsimGetGroundTruth(int nInterface, int nKind, int nIndex, int nOr
                                   int32_t* pnHeight)
 {
   std::shared_ptr<ClSimDevice> d = Inspect(nInterface);
-  if (!d || (nKind != 0 && nKind != 1))
+  if (!d || nKind < 0 || nKind > 2)
     return 0;
   std::lock_guard<std::mutex> lock(d->Mutex());
   const ClDeviceConfig& c = d->Config();
@@ -642,8 +643,9 @@ KXSIM_API int kxsimGetGroundTruth(int nInterface, int nKind, int nIndex, int nOr
     return 0;
   const EOrientation o = nOrientation ? EOrientation::eDisplay : EOrientation::eDevice;
   ClGreyImage image, mask;
-  const bool ok = nKind == 0 ? c.script.RollTruth(nIndex, d->Renderer(), c.nNormalWidth,
-                                                  c.nNormalHeight, 2, o, image, mask)
+  // Kind 2: the rolled print as the frames showed it, distortion and drift included.
+  const bool ok = nKind != 1 ? c.script.RollTruth(nIndex, d->Renderer(), c.nNormalWidth,
+                                                  c.nNormalHeight, 2, o, image, mask, nKind == 2)
                              : c.script.PlainTruth(nIndex, d->Renderer(), c.nNormalWidth,
                                                    c.nNormalHeight, 2, o, image, mask);
   if (!ok)
@@ -652,6 +654,34 @@ KXSIM_API int kxsimGetGroundTruth(int nInterface, int nKind, int nIndex, int nOr
     std::memcpy(pImage, image.aPixels.data(), need);
   if (pMask)
     std::memcpy(pMask, mask.aPixels.data(), need);
+  return 1;
+}
+
+KXSIM_API int kxsimGetDisplacementField(int nInterface, uint64_t nFrame, int nBlock,
+                                        int nOrientation, float* pDx, float* pDy, uint8_t* pTouched,
+                                        uint64_t nCount, int32_t* pnCols, int32_t* pnRows)
+{
+  std::shared_ptr<ClSimDevice> d = Inspect(nInterface);
+  if (!d || nBlock < 1)
+    return 0;
+  std::lock_guard<std::mutex> lock(d->Mutex());
+  const ClDeviceConfig& c = d->Config();
+  const int32_t cols = c.nNormalWidth / nBlock, rows = c.nNormalHeight / nBlock;
+  if (pnCols)
+    *pnCols = cols;
+  if (pnRows)
+    *pnRows = rows;
+  if ((pDx || pDy || pTouched) && nCount < uint64_t(cols) * uint64_t(rows))
+    return 0;
+  const ClDisplacementField f =
+      DisplacementField(c.script.SceneAt(nFrame), c.nNormalWidth, c.nNormalHeight, nBlock,
+                        nOrientation ? EOrientation::eDisplay : EOrientation::eDevice);
+  if (pDx)
+    std::memcpy(pDx, f.aDx.data(), f.aDx.size() * sizeof(float));
+  if (pDy)
+    std::memcpy(pDy, f.aDy.data(), f.aDy.size() * sizeof(float));
+  if (pTouched)
+    std::memcpy(pTouched, f.aTouched.data(), f.aTouched.size());
   return 1;
 }
 

@@ -10,7 +10,12 @@ namespace kxsim {
 
 namespace {
 constexpr double kPi = 3.14159265358979323846;
-constexpr double kNominalSpeed = 10.0; // pixels per frame of a roll taken at a normal pace
+// Peak surface strain of the rolled skin at distortion 1, found at the trailing edge; the
+// stretch profile below has its steepest slope, 3.2 times the mean, there. Strain depends on
+// the pressure, not on the speed of the roll: a faster roll moves the same strain pattern
+// further between frames. The figure and its sources are in simulator/README.md.
+constexpr double kPeakStrain = 0.20;
+constexpr double kProfileSlope = 3.2;
 } // namespace
 
 ClContactModel::ClContactModel(const ClScene& scene, int W, int H, const ClFingerTexture& texture,
@@ -48,9 +53,9 @@ ClContactModel::ClContactModel(const ClScene& scene, int W, int H, const ClFinge
     m_dAnchorX = m_dOutlineX;
     m_dAnchorY = cy0 + (bIdeal ? 0.0 : scene.dDrift);
     m_nDirection = scene.nRollDirection < 0 ? -1 : 1;
-    const double speed = std::min(2.0, std::fabs(scene.dRollSpeed) / kNominalSpeed);
-    m_dStretch = 17.0 * distortion * (m_dA / 100.0) * (0.5 + 0.625 * p) *
-                 (speed > 0.0 ? 0.5 + 0.5 * speed : 0.0);
+    // A finger resting on its side before the roll carries no rolling strain.
+    const bool moving = scene.dRollSpeed != 0.0;
+    m_dStretch = moving ? kPeakStrain / kProfileSlope * distortion * m_dA * (0.5 + 0.625 * p) : 0.0;
     ex = std::max(m_dA * 1.1, m_dBandHalf);
     ey = m_dB;
   } else {
@@ -153,6 +158,13 @@ ClContactModel::ClSample ClContactModel::At(double x, double y) const
   const double firm = std::clamp((s.dContact - 0.1) * 2.0, 0.0, 1.0);
   s.dGain = 1.0 + (m_dUneven > 0.0 ? m_dUneven * firm * m_Texture.Tone(s.dTexX, s.dTexY) : 0.0);
   return s;
+}
+
+void ClContactModel::PlatenOf(double dTexX, double dTexY, double& x, double& y) const
+{
+  const double tx = dTexX - m_dTexX0, ty = dTexY - m_dTexY0;
+  x = m_dAnchorX + m_dCos * tx - m_dSin * ty;
+  y = m_dAnchorY + m_dSin * tx + m_dCos * ty;
 }
 
 } // namespace kxsim

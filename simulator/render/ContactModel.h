@@ -38,6 +38,9 @@ public:
   double Bottom() const { return m_dBottom; }
 
   ClSample At(double x, double y) const;
+  // The platen point where this contact would show a skin point without the skin's
+  // distortion (the inverse of At's mapping for an undistorted skin).
+  void PlatenOf(double dTexX, double dTexY, double& x, double& y) const;
 
 private:
   double RollContact(double qx, double qy) const;

@@ -217,12 +217,15 @@ TEST(SimRealism, RollingSkinStretchesBehindTheCentreLine)
   ClSimulator sim(Roll(f));
   const ClFlow flow = RollFlow(sim);
   EXPECT_GT(flow.nBlocks, 200);
-  EXPECT_GE(flow.dRms, 1.0);
-  EXPECT_GE(flow.dMax, 3.0);
-  EXPECT_LE(flow.dMax, 4.5);
+  // 10 pixels of roll per frame at a peak strain of 20 %: blocks move by well under a
+  // ridge period between frames, most at the trailing edge.
+  EXPECT_GE(flow.dRms, 0.4);
+  EXPECT_LE(flow.dRms, 1.0);
+  EXPECT_GE(flow.dMax, 1.5);
+  EXPECT_LE(flow.dMax, 3.0);
   EXPECT_GT(flow.dBehind, 1.5 * flow.dAhead) << "larger towards the trailing edge";
   EXPECT_LT(flow.dRough, 0.1) << "a smooth field: neighbouring blocks agree";
-  EXPECT_GE(flow.dOverlapDiff, 20.0) << "no slip, yet consecutive frames differ";
+  EXPECT_GE(flow.dOverlapDiff, 8.0) << "no slip, yet consecutive frames differ";
 
   f.dDistortion = 0.0;
   ClRollMotion still;

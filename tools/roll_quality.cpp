@@ -1,0 +1,512 @@
+// roll_quality [-o DIR] [--interval MS] [--only TEXT]: the capture-quality report of rolled
+// prints. A fixed matrix of scripted rolls runs through the SDK's C interface against the
+// simulated scanner, in both merge modes: three patterns, three speeds, dry, normal and
+// wet skin, the calibrated and the strong skin distortion, and the departures (slips,
+// backroll, too fast, too small, each edge overrun). Per case it prints the result code
+// and the one expected, the median 32 by 32 block correlation with the print as the frames
+// showed it (ground truth kind 2), a ghosting index, the coverage and the milliseconds
+// per frame; at the end a Markdown summary, and DIR/contact_sheet.png with every rolled
+// image.
+//
+// The finger rests on its side for 10 frames before it rolls, as an operator waits until
+// the contact has grown and the capture has settled. Frames are paced (15 ms by default):
+// the roll judgement measures speed from the clock. The ghosting index is the share of
+// mid-grey in the core rows of the rolled print over that share in one frame from the
+// middle of the roll; the SDK's output passes masking and stretching that a raw frame does
+// not, so the group without skin distortion ("reference") gives the index's baseline.
+#include "livescannerkx2.h"
+#include "simulator/kxsim.h"
+#include "tools/PngWriter.h"
+
+#include <dlfcn.h>
+#include <limits.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr int kW = 800, kH = 750;
+constexpr int kLead = 2; // empty frames before the finger
+constexpr int kRest = 10; // frames the finger rests on its side before it rolls
+// A serial of its own: the claim on a scanner is machine-wide, and test runs elsewhere on
+// the machine claim the default one.
+constexpr const char* kSerial = "27349051";
+constexpr const char* kScanner = "KX2 27349051";
+
+// One scripted roll and the answer it deserves.
+struct StCase
+{
+  std::string sName;
+  std::string sFinger;   // JSON object of the finger
+  std::string sRoll;     // further JSON keys of the roll step
+  int nFrames = 36;      // frames of movement
+  int32_t nExpected = 0; // result code
+  std::string sGroup;    // "good" or "departure"
+};
+
+struct StOutcome
+{
+  int32_t nCode = 0;     // result code of the roll, or the failing call's code
+  bool bFinished = false;
+  double dMsPerFrame = 0.0;
+  int nFrames = 0;
+  double dCorrelation = NAN, dGhosting = NAN, dCoverage = NAN;
+  std::vector<uint8_t> aImage;
+};
+
+// The simulator's inspection exports, from the device library the SDK loads.
+class ClSimulator
+{
+public:
+  ClSimulator()
+  {
+    char szExe[PATH_MAX] = {};
+    const ssize_t n = readlink("/proc/self/exe", szExe, sizeof(szExe) - 1);
+    std::string sDir = n > 0 ? std::string(szExe, size_t(n)) : std::string(".");
+    sDir = sDir.substr(0, sDir.find_last_of('/'));
+    // Loaded first and by its full path: the SDK's load by name then finds this one.
+    m_pLib = dlopen((sDir + "/libkxScanAPI.so").c_str(), RTLD_NOW | RTLD_GLOBAL);
+    if (!m_pLib)
+      throw std::runtime_error(std::string("no simulator beside the program: ") + dlerror());
+    m_pLoad = Fn<KXSIM_LOADCONFIG>("kxsimLoadConfig");
+    m_pError = Fn<KXSIM_GETCONFIGERROR>("kxsimGetConfigError");
+    m_pTruth = Fn<KXSIM_GETGROUNDTRUTH>("kxsimGetGroundTruth");
+    m_pRender = Fn<KXSIM_RENDERFRAME>("kxsimRenderFrame");
+    m_pInfo = Fn<KXSIM_GETFRAMEINFO>("kxsimGetFrameInfo");
+  }
+  void Load(const std::string& sJson)
+  {
+    if (!m_pLoad(sJson.c_str()))
+      throw std::runtime_error(std::string("configuration refused: ") + m_pError());
+  }
+  // The roll as the frames showed it and its mask, rows as the SDK shows them.
+  bool Truth(std::vector<uint8_t>& aImage, std::vector<uint8_t>& aMask)
+  {
+    aImage.assign(size_t(kW) * kH, 0);
+    aMask.assign(aImage.size(), 0);
+    int32_t w = 0, h = 0;
+    return m_pTruth(0, 2, 0, 1, aImage.data(), aMask.data(), aImage.size(), &w, &h) == 1;
+  }
+  std::vector<uint8_t> Frame(uint64_t nFrame)
+  {
+    std::vector<uint8_t> a(size_t(kW) * kH);
+    m_pRender(0, nFrame, 0, -1, 1, a.data(), a.size());
+    return a;
+  }
+  double PatchX(uint64_t nFrame)
+  {
+    kxsimFrameInfo info = {};
+    info.nSize = sizeof(info);
+    return m_pInfo(0, nFrame, &info) ? info.dPatchX : kW / 2.0;
+  }
+
+private:
+  template <typename TpFn>
+  TpFn Fn(const char* szName)
+  {
+    void* p = dlsym(m_pLib, szName);
+    if (!p)
+      throw std::runtime_error(std::string("simulator lacks ") + szName);
+    return reinterpret_cast<TpFn>(p);
+  }
+  void* m_pLib = nullptr;
+  KXSIM_LOADCONFIG m_pLoad = nullptr;
+  KXSIM_GETCONFIGERROR m_pError = nullptr;
+  KXSIM_GETGROUNDTRUTH m_pTruth = nullptr;
+  KXSIM_RENDERFRAME m_pRender = nullptr;
+  KXSIM_GETFRAMEINFO m_pInfo = nullptr;
+};
+
+std::string Finger(const char* szPattern, int nSeed, double dMoisture, double dDistortion)
+{
+  char sz[160];
+  std::snprintf(sz, sizeof(sz), R"({"pattern":"%s","seed":%d,"moisture":%g,"distortion":%g)",
+                szPattern, nSeed, dMoisture, dDistortion);
+  return sz;
+}
+
+std::string Config(const StCase& c, int nIntervalMs);
+
+// How far the print a roll leaves reaches towards each edge: leftmost and rightmost column,
+// top and bottom row of the truth's mask.
+struct StExtent
+{
+  int nLeft = kW, nRight = -1, nTop = kH, nBottom = -1;
+};
+
+StExtent Extent(ClSimulator& sim, const StCase& c)
+{
+  sim.Load(Config(c, 0));
+  std::vector<uint8_t> image, mask;
+  StExtent e;
+  if (!sim.Truth(image, mask))
+    return e;
+  for (int y = 0; y < kH; ++y)
+    for (int x = 0; x < kW; ++x)
+      if (mask[size_t(y) * kW + size_t(x)]) {
+        e.nLeft = std::min(e.nLeft, x), e.nRight = std::max(e.nRight, x);
+        e.nTop = std::min(e.nTop, y), e.nBottom = std::max(e.nBottom, y);
+      }
+  return e;
+}
+
+// Rolls whose print runs over an edge by nBy pixels: the course is placed from where the
+// print of the same roll well inside the platen reaches, since the faint rim of the
+// contact leaves no print.
+void AddOverruns(ClSimulator& sim, const std::string& sName, const std::string& sFinger,
+                 int nBy, std::vector<StCase>& a)
+{
+  const std::string by = std::to_string(nBy);
+  StCase c{sName + "/overrun-left-" + by, sFinger + "}", R"("from_x":420,"to_x":300)", 36, -806,
+           "departure"};
+  c.sRoll = R"("from_x":420,"to_x":)" + std::to_string(300 - Extent(sim, c).nLeft - nBy);
+  a.push_back(c);
+  c = {sName + "/overrun-right-" + by, sFinger + "}", R"("from_x":380,"to_x":500)", 36, -806,
+       "departure"};
+  c.sRoll = R"("from_x":380,"to_x":)" + std::to_string(500 + kW - 1 - Extent(sim, c).nRight + nBy);
+  a.push_back(c);
+  const std::string path = R"("from_x":220,"to_x":580)";
+  c = {sName + "/overrun-top-" + by, sFinger + R"(,"y":375})", path, 36, -806, "departure"};
+  c.sFinger = sFinger + R"(,"y":)" + std::to_string(375 - Extent(sim, c).nTop - nBy) + "}";
+  a.push_back(c);
+  c = {sName + "/overrun-bottom-" + by, sFinger + R"(,"y":375})", path, 36, -806, "departure"};
+  c.sFinger =
+      sFinger + R"(,"y":)" + std::to_string(375 + kH - 1 - Extent(sim, c).nBottom + nBy) + "}";
+  a.push_back(c);
+}
+
+// The fixed matrix. Speeds over the same 360 pixels: 48, 36 and 24 frames. Slips move the
+// pattern along the finger (across the roll), where a merge cannot hide them. A reference
+// group without skin distortion shows what the merge gives a rigid skin.
+std::vector<StCase> Matrix(ClSimulator& sim)
+{
+  struct StPattern
+  {
+    const char* szName;
+    int nSeed;
+  };
+  const StPattern aPatterns[] = {{"loop_left", 7}, {"whorl", 23}, {"arch", 42}};
+  const std::pair<const char*, int> aSpeeds[] = {{"slow", 48}, {"medium", 36}, {"brisk", 24}};
+  const std::pair<const char*, double> aSkins[] = {{"dry", -0.6}, {"normal", 0.0}, {"wet", 0.6}};
+  const std::pair<const char*, double> aDistortions[] = {{"calibrated", 1.0}, {"strong", 2.5}};
+  const std::string sPath = R"("from_x":220,"to_x":580)";
+  std::vector<StCase> a;
+  for (const StPattern& p : aPatterns)
+    a.push_back({std::string(p.szName) + "/medium/normal/none",
+                 Finger(p.szName, p.nSeed, 0.0, 0.0) + "}", sPath, 36, 0, "reference"});
+  for (const StPattern& p : aPatterns)
+    for (const auto& d : aDistortions)
+      for (const auto& s : aSkins)
+        for (const auto& v : aSpeeds)
+          a.push_back({std::string(p.szName) + "/" + v.first + "/" + s.first + "/" + d.first,
+                       Finger(p.szName, p.nSeed, s.second, d.second) + "}", sPath, v.second, 0,
+                       std::string("good, ") + d.first + " skin"});
+  for (const StPattern& p : aPatterns) {
+    const std::string f = Finger(p.szName, p.nSeed, 0.0, 1.0);
+    const std::string n = std::string(p.szName) + "/";
+    auto add = [&](const std::string& sName, const std::string& sRoll, int nFrames,
+                   int32_t nExpected) {
+      a.push_back({n + sName, f + "}", sRoll, nFrames, nExpected, "departure"});
+    };
+    add("slip-15", sPath + R"(,"slip":{"at":0.5,"dx":0,"dy":15})", 36, -801);
+    add("slip-30", sPath + R"(,"slip":{"at":0.5,"dx":0,"dy":30})", 36, -801);
+    add("backroll", sPath + R"(,"back":{"at":0.6,"by":80})", 44, -803);
+    add("too-fast", sPath, 5, -802);
+    add("too-small", R"("from_x":360,"to_x":450)", 24, -805);
+    for (int by : {20, 45})
+      AddOverruns(sim, p.szName, f, by, a);
+  }
+  return a;
+}
+
+std::string Config(const StCase& c, int nIntervalMs)
+{
+  return R"({"frame_interval_ms":)" + std::to_string(nIntervalMs) +
+         R"(,"devices":[{"interface":0,"serial":")" + kSerial +
+         R"(","loop":false,"script":[{"empty":)" + std::to_string(kLead) +
+         R"(},{"roll":)" + std::to_string(c.nFrames) + R"(,"settle":)" + std::to_string(kRest) +
+         "," + c.sRoll + R"(,"finger":)" + c.sFinger + R"(},{"lift":4},{"empty":6}]}]})";
+}
+
+// Median over the 32 by 32 blocks lying inside the print of the correlation of rolled image
+// and truth.
+double MedianBlockCorrelation(const std::vector<uint8_t>& r, const std::vector<uint8_t>& t,
+                              const std::vector<uint8_t>& m)
+{
+  std::vector<double> a;
+  for (int by = 0; by + 32 <= kH; by += 32)
+    for (int bx = 0; bx + 32 <= kW; bx += 32) {
+      double n = 0, sr = 0, st = 0, srr = 0, stt = 0, srt = 0;
+      for (int y = by; y < by + 32; ++y)
+        for (int x = bx; x < bx + 32; ++x) {
+          const size_t i = size_t(y) * kW + size_t(x);
+          if (!m[i])
+            continue;
+          const double u = r[i], v = t[i];
+          n += 1, sr += u, st += v, srr += u * u, stt += v * v, srt += u * v;
+        }
+      if (n < 0.9 * 32 * 32)
+        continue;
+      const double cov = srt - sr * st / n, vr = srr - sr * sr / n, vt = stt - st * st / n;
+      if (vr > 0 && vt > 0)
+        a.push_back(cov / std::sqrt(vr * vt));
+    }
+  if (a.empty())
+    return NAN;
+  std::nth_element(a.begin(), a.begin() + long(a.size() / 2), a.end());
+  return a[a.size() / 2];
+}
+
+// Rows of the middle 40 % of the print's height.
+void CoreRows(const std::vector<uint8_t>& m, int& y0, int& y1)
+{
+  int top = kH, bottom = -1;
+  for (int y = 0; y < kH; ++y)
+    if (std::any_of(m.begin() + long(y) * kW, m.begin() + long(y + 1) * kW,
+                    [](uint8_t v) { return v != 0; })) {
+      top = std::min(top, y);
+      bottom = y;
+    }
+  y0 = top + (bottom - top) * 3 / 10;
+  y1 = top + (bottom - top) * 7 / 10;
+}
+
+// Share of mid-grey samples among those selected: 70 to 130 once the selection's 5th to
+// 95th percentile is stretched over 0 to 255, so that images of different contrast (the
+// SDK stretches its rolled image, a raw frame is not) compare.
+template <typename TpSelect>
+double MidGreyShare(const std::vector<uint8_t>& img, int y0, int y1, TpSelect select)
+{
+  std::vector<uint8_t> a;
+  for (int y = y0; y <= y1; ++y)
+    for (int x = 0; x < kW; ++x)
+      if (select(x, y))
+        a.push_back(img[size_t(y) * kW + size_t(x)]);
+  if (a.size() < 100)
+    return NAN;
+  std::sort(a.begin(), a.end());
+  const double lo = a[a.size() / 20], hi = a[a.size() * 19 / 20];
+  if (hi <= lo)
+    return NAN;
+  const double n = double(std::count_if(a.begin(), a.end(), [&](uint8_t v) {
+    const double s = (v - lo) * 255.0 / (hi - lo);
+    return s >= 70.0 && s <= 130.0;
+  }));
+  return n / double(a.size());
+}
+
+// Judges the rolled image against the truth; a held frame from the middle of the roll gives
+// the mid-grey share of an image that nothing was merged into.
+void Measure(ClSimulator& sim, const StCase& c, StOutcome& o)
+{
+  std::vector<uint8_t> truth, mask;
+  if (!sim.Truth(truth, mask))
+    return;
+  // The SDK's rolled image shows dark ridges on a white (255) background: turned over to
+  // the simulator's light ridges.
+  std::vector<uint8_t> rolled(o.aImage.size()), rolledMask(o.aImage.size());
+  int64_t nRolled = 0, nTruth = 0;
+  for (size_t i = 0; i < rolled.size(); ++i) {
+    rolledMask[i] = o.aImage[i] < 255 ? 255 : 0;
+    rolled[i] = rolledMask[i] ? uint8_t(255 - o.aImage[i]) : 0;
+    nRolled += rolledMask[i] ? 1 : 0;
+    nTruth += mask[i] ? 1 : 0;
+  }
+  o.dCoverage = nTruth ? double(nRolled) / double(nTruth) : NAN;
+  o.dCorrelation = MedianBlockCorrelation(rolled, truth, mask);
+  int y0 = 0, y1 = -1;
+  CoreRows(mask, y0, y1);
+  const double merged = MidGreyShare(rolled, y0, y1, [&](int x, int y) {
+    const size_t i = size_t(y) * kW + size_t(x);
+    return mask[i] && rolledMask[i];
+  });
+  const uint64_t nHeld = uint64_t(kLead + kRest + c.nFrames / 2);
+  const std::vector<uint8_t> held = sim.Frame(nHeld);
+  const double centre = sim.PatchX(nHeld);
+  const double single = MidGreyShare(held, y0, y1, [&](int x, int y) {
+    return mask[size_t(y) * kW + size_t(x)] && std::fabs(x - centre) <= 40.0;
+  });
+  o.dGhosting = single > 0 ? merged / single : NAN;
+}
+
+// One roll through the C interface: open, roll mode, the merge mode, frames until the roll
+// is finished, close. False when the merge mode is refused.
+bool Roll(ClSimulator& sim, const StCase& c, int nMode, int nIntervalMs, StOutcome& o)
+{
+  sim.Load(Config(c, nIntervalMs));
+  LS_KX2_HANDLE h = nullptr;
+  // The claim of the last case may take a moment to go.
+  for (int i = 0; i < 20 && (o.nCode = LS_KX2OpenScanner(kScanner, &h)) == -61; ++i)
+    usleep(50000);
+  if (o.nCode != 0)
+    return true;
+  bool bModeTaken = true;
+  if ((o.nCode = LS_KX2SetCaptureMode(h, LS_KX2_MODE_ROLL)) == 0) {
+    if (LS_KX2SetPropertyLongA(h, "nRollMergeMode", nMode) != 0 && nMode != 0)
+      bModeTaken = false;
+    o.aImage.assign(size_t(kW) * kH, 255);
+    double dMs = 0;
+    for (int n = 0; bModeTaken && n < 300; ++n) {
+      if ((o.nCode = LS_KX2TriggerScanner(h)) != 0)
+        break;
+      double score = 0;
+      uint8_t finger = 0;
+      int32_t status = 0;
+      const auto t0 = std::chrono::steady_clock::now();
+      o.nCode = LS_KX2GetRollImage(h, o.aImage.data(), &score, &finger, &status);
+      dMs += std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0)
+                 .count();
+      ++o.nFrames;
+      if (o.nCode != 0)
+        break;
+      if (finger) {
+        o.nCode = status;
+        o.bFinished = true;
+        break;
+      }
+    }
+    o.dMsPerFrame = o.nFrames ? dMs / o.nFrames : 0.0;
+  }
+  LS_KX2CloseScanner(&h);
+  if (o.bFinished)
+    Measure(sim, c, o);
+  return bModeTaken;
+}
+
+std::string Fixed(double d, int nDigits)
+{
+  if (std::isnan(d))
+    return "-";
+  char sz[32];
+  std::snprintf(sz, sizeof(sz), "%.*f", nDigits, d);
+  return sz;
+}
+
+// The rolled images a quarter of their size, eight to a row, in the order of the cases.
+void WriteContactSheet(const std::string& sPath, const std::vector<const StOutcome*>& a)
+{
+  constexpr int w = kW / 4, h = kH / 4, cols = 8, gap = 4;
+  const int rows = int((a.size() + cols - 1) / cols);
+  const int sw = cols * (w + gap), sh = std::max(1, rows * (h + gap));
+  std::vector<uint8_t> sheet(size_t(sw) * size_t(sh), 128);
+  for (size_t k = 0; k < a.size(); ++k) {
+    const int ox = int(k % cols) * (w + gap), oy = int(k / cols) * (h + gap);
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x) {
+        const std::vector<uint8_t>& img = a[k]->aImage;
+        sheet[size_t(oy + y) * sw + size_t(ox + x)] =
+            img.empty() ? 0 : img[size_t(y * 4) * kW + size_t(x * 4)];
+      }
+  }
+  std::string sError;
+  if (!WritePng(sPath, sheet.data(), uint32_t(sw), uint32_t(sh), size_t(sw), EPngColour::eGrey, 0,
+                &sError))
+    std::fprintf(stderr, "%s: %s\n", sPath.c_str(), sError.c_str());
+}
+
+struct StTally
+{
+  int nCases = 0, nRight = 0;
+  std::vector<double> aCorrelation, aGhosting;
+};
+
+double Median(std::vector<double> a)
+{
+  a.erase(std::remove_if(a.begin(), a.end(), [](double d) { return std::isnan(d); }), a.end());
+  if (a.empty())
+    return NAN;
+  std::nth_element(a.begin(), a.begin() + long(a.size() / 2), a.end());
+  return a[a.size() / 2];
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+  std::string sDir = ".", sOnly;
+  int nIntervalMs = 15;
+  for (int i = 1; i + 1 < argc; i += 2) {
+    const std::string k = argv[i];
+    if (k == "-o")
+      sDir = argv[i + 1];
+    else if (k == "--interval")
+      nIntervalMs = std::atoi(argv[i + 1]);
+    else if (k == "--only")
+      sOnly = argv[i + 1];
+    else {
+      std::fprintf(stderr, "usage: %s [-o DIR] [--interval MS] [--only TEXT]\n", argv[0]);
+      return 2;
+    }
+  }
+  try {
+    ClSimulator sim;
+    if (LS_KX2Initialize(nullptr) != 0) {
+      std::fprintf(stderr, "LS_KX2Initialize failed\n");
+      return 1;
+    }
+    const char* aModes[] = {"exact", "registered"};
+    std::vector<StCase> aCases = Matrix(sim);
+    if (!sOnly.empty())
+      aCases.erase(std::remove_if(aCases.begin(), aCases.end(),
+                                  [&](const StCase& c) {
+                                    return c.sName.find(sOnly) == std::string::npos;
+                                  }),
+                   aCases.end());
+    std::vector<StOutcome> aOutcomes;
+    aOutcomes.reserve(aCases.size() * 2);
+    std::vector<const StOutcome*> aSheet;
+    std::map<std::string, StTally> tally; // by mode and group
+    bool aAvailable[2] = {true, true};
+    std::printf("| case | mode | result | expected | correlation | ghosting | coverage | ms/frame |\n"
+                "| --- | --- | --- | --- | --- | --- | --- | --- |\n");
+    for (int mode = 0; mode < 2; ++mode)
+      for (const StCase& c : aCases) {
+        if (!aAvailable[mode])
+          break;
+        aOutcomes.emplace_back();
+        StOutcome& o = aOutcomes.back();
+        if (!Roll(sim, c, mode, nIntervalMs, o)) {
+          aAvailable[mode] = false;
+          std::printf("| all | %s | not available (nRollMergeMode refused) | | | | | |\n",
+                      aModes[mode]);
+          break;
+        }
+        std::printf("| %s | %s | %d%s | %d | %s | %s | %s | %s |\n", c.sName.c_str(), aModes[mode],
+                    o.nCode, o.bFinished ? "" : " (unfinished)", c.nExpected,
+                    Fixed(o.dCorrelation, 3).c_str(), Fixed(o.dGhosting, 2).c_str(),
+                    Fixed(o.dCoverage, 3).c_str(), Fixed(o.dMsPerFrame, 1).c_str());
+        std::fflush(stdout);
+        StTally& t = tally[std::string(aModes[mode]) + " | " + c.sGroup];
+        ++t.nCases;
+        t.nRight += o.bFinished && o.nCode == c.nExpected ? 1 : 0;
+        t.aCorrelation.push_back(o.dCorrelation);
+        t.aGhosting.push_back(o.dGhosting);
+        aSheet.push_back(&o);
+      }
+    LS_KX2Uninitialize();
+    std::printf("\n| mode | group | cases | expected result | median correlation | median ghosting |\n"
+                "| --- | --- | --- | --- | --- | --- |\n");
+    for (const auto& [sKey, t] : tally)
+      std::printf("| %s | %d | %d | %s | %s |\n", sKey.c_str(), t.nCases, t.nRight,
+                  Fixed(Median(t.aCorrelation), 3).c_str(), Fixed(Median(t.aGhosting), 2).c_str());
+    for (int mode = 0; mode < 2; ++mode)
+      if (!aAvailable[mode])
+        std::printf("| %s | all | not available | | | |\n", aModes[mode]);
+    WriteContactSheet(sDir + "/contact_sheet.png", aSheet);
+    std::printf("\nContact sheet: %s/contact_sheet.png (cases in the order above, 8 a row)\n",
+                sDir.c_str());
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "%s\n", e.what());
+    return 1;
+  }
+  return 0;
+}
