@@ -151,7 +151,7 @@ void ClRollRegistration::RejectOutliers()
       out = node;
       if (!node.bTrusted)
         continue;
-      float aX[9], aY[9];
+      float aX[9] = {}, aY[9] = {};
       int32_t n = 0;
       for (int32_t ii = std::max(0, i - 1); ii <= std::min(m_nRows - 1, i + 1); ++ii)
         for (int32_t jj = std::max(0, j - 1); jj <= std::min(kNodes - 1, j + 1); ++jj)

@@ -31,8 +31,8 @@ void MakePair(double dStretchX, double dStretchY, double dShiftX, double dShiftY
     for (int32_t x = 0; x < kW; ++x) {
       const double o = std::max(0, kSeam - x);
       rolled.Data()[y * rolled.LineElements() + x] = uint8_t(Ridges(x, y));
-      frame.Data()[y * frame.LineElements() + x] = uint8_t(
-          Ridges(x - dStretchX * o - dShiftX, y - dStretchY * o - dShiftY) + 0.5);
+      frame.Data()[y * frame.LineElements() + x] =
+          uint8_t(Ridges(x - dStretchX * o - dShiftX, y - dStretchY * o - dShiftY) + 0.5);
     }
 }
 
