@@ -11,10 +11,12 @@ namespace {
 // A block whose samples spread less than this (standard deviation) shows no ridges.
 constexpr double kLeastContrast = 8.0;
 // A correlation peak below this is no match.
-constexpr float kLeastPeak = 0.45f;
+constexpr float kLeastPeak = 0.8f;
 // Along parallel ridges every shift matches alike; a slight cost of distance then picks
 // the shortest, across the ridges, which is what lines them up.
 constexpr float kDistanceCost = 0.004f;
+// Skin at the centre line moves little between frames; a seam that moved further slipped.
+constexpr float kSeamSlip = 2.0f;
 // A node further than this from the median of its neighbours is an outlier.
 constexpr float kOutlier = 1.5f;
 
@@ -169,6 +171,26 @@ void ClRollRegistration::RejectOutliers()
   m_aNodes.swap(m_aFiltered);
 }
 
+void ClRollRegistration::HoldSlip()
+{
+  float aX[kMaxRows], aY[kMaxRows];
+  int32_t n = 0;
+  for (int32_t i = 0; i < m_nRows && n < kMaxRows; ++i)
+    if (Node(i, 0).bTrusted) {
+      aX[n] = Node(i, 0).dx;
+      aY[n++] = Node(i, 0).dy;
+    }
+  if (n == 0)
+    return;
+  const float sx = Median(aX, n), sy = Median(aY, n);
+  if (std::hypot(sx, sy) <= kSeamSlip)
+    return;
+  for (int32_t k = 0; k < m_nRows * kNodes; ++k) {
+    m_aNodes[size_t(k)].dx -= sx;
+    m_aNodes[size_t(k)].dy -= sy;
+  }
+}
+
 int32_t ClRollRegistration::Estimate(const ClImage& rolled, const ClImage& frame,
                                      const ClImage& rolledMask, const ClImage& frameMask,
                                      const int* pCenter, int32_t nTop, int32_t nBottom,
@@ -197,27 +219,10 @@ int32_t ClRollRegistration::Estimate(const ClImage& rolled, const ClImage& frame
       Peak(i, j);
   RejectOutliers();
 
-  // The seam is the anchor: what the frame shows there is taken as it lies, and only the
-  // stretch behind it is registered. A slip moves the seam too and is not absorbed.
-  float aSeamX[1024], aSeamY[1024];
-  int32_t nSeam = 0;
-  for (int32_t i = 0; i < m_nRows && nSeam < 1024; ++i)
-    if (Node(i, 0).bTrusted) {
-      aSeamX[nSeam] = Node(i, 0).dx;
-      aSeamY[nSeam++] = Node(i, 0).dy;
-    }
-  const float sx = nSeam ? Median(aSeamX, nSeam) : 0.0f, sy = nSeam ? Median(aSeamY, nSeam) : 0.0f;
+  HoldSlip();
   int32_t nTrusted = 0;
-  for (int32_t i = 0; i < m_nRows; ++i) {
-    const StNode seam = Node(i, 0);
-    const float ax = seam.bTrusted ? seam.dx : sx, ay = seam.bTrusted ? seam.dy : sy;
-    for (int32_t j = 0; j < kNodes; ++j) {
-      StNode& node = m_aNodes[size_t(i) * kNodes + j];
-      node.dx = j == 0 ? 0.0f : node.dx - ax;
-      node.dy = j == 0 ? 0.0f : node.dy - ay;
-      nTrusted += node.bTrusted ? 1 : 0;
-    }
-  }
+  for (int32_t k = 0; k < m_nRows * kNodes; ++k)
+    nTrusted += m_aNodes[size_t(k)].bTrusted ? 1 : 0;
   return nTrusted;
 }
 
@@ -257,12 +262,17 @@ void ClRollRegistration::Warp(const ClImage& frame, const int* pCenter, int32_t 
     if (y < m_nTop || y > nLast)
       continue;
     const int32_t m = pCenter[y], nSign = m_nDirection == 0 ? -1 : 1;
-    for (int32_t o = 1; o <= nBand; ++o) {
+    for (int32_t o = -kLead; o <= nBand; ++o) {
       const int32_t x = m + nSign * o;
       if (x < 0 || x >= w)
-        break;
+        continue;
       float dx, dy;
-      FieldAt(y, float(o), dx, dy);
+      FieldAt(y, float(std::max(o, 0)), dx, dy);
+      if (o < 0) {
+        const float k = float(kLead + o) / kLead;
+        dx *= k;
+        dy *= k;
+      }
       const float fx = std::clamp(x + dx, 0.0f, float(w - 1)),
                   fy = std::clamp(y + dy, 0.0f, float(h - 1));
       const int32_t x0 = std::min(int32_t(fx), w - 2), y0 = std::min(int32_t(fy), h - 2);

@@ -12,9 +12,15 @@
 // a weak peak or with its peak at the edge of the range is not trusted and keeps the frame
 // as it is.
 //
-// The seam itself is the anchor: the frame is taken as it lies at the centre line and
-// only the stretch behind it is registered. A finger that slips moves the whole frame,
-// seam included, so the slip is never absorbed and stays a discontinuity for the checks.
+// Ahead of the seam, where the frame is copied in, the displacement fades out over kLead
+// pixels, so that the copy joins the registered band without a step and the frame beyond
+// is taken as it lies: displacements do not pile up from frame to frame.
+//
+// A slip is a jump, not a stretch. Skin at the centre line hardly moves between frames,
+// so when the seam as a whole moved by more than about two pixels the finger slipped:
+// that common move is left in, and only the stretch on top of it is registered. A jump
+// beyond the range matches nothing. Either way the slip stays a discontinuity for the
+// checks.
 //
 // Prepare sizes every buffer; Estimate and Warp allocate nothing.
 #include <cstddef>
@@ -33,6 +39,8 @@ public:
   // Blocks are kBlock square; displacements are searched within +-kRange pixels.
   static constexpr int32_t kBlock = 24;
   static constexpr int32_t kRange = 6;
+  // Pixels ahead of the seam over which the displacement fades out.
+  static constexpr int32_t kLead = 16;
 
   // One node of the grid: its displacement and whether it is trusted.
   struct StNode
@@ -50,8 +58,9 @@ public:
   int32_t Estimate(const ClImage& rolled, const ClImage& frame, const ClImage& rolledMask,
                    const ClImage& frameMask, const int* pCenter, int32_t nTop, int32_t nBottom,
                    int32_t nDirection);
-  // out = frame, except in the band of nBand pixels behind the seam, where each sample is
-  // taken from frame at its displaced place (bilinear). out must have frame's size.
+  // out = frame, except in the band of nBand pixels behind the seam and kLead ahead of it,
+  // where each sample is taken from frame at its displaced place (bilinear). out must
+  // have frame's size.
   void Warp(const ClImage& frame, const int* pCenter, int32_t nBand, ClImage& out) const;
 
   // The node of grid row i (row nTop + i * kStep) at distance j * kNodeSpacing.
@@ -63,11 +72,14 @@ public:
 private:
   static constexpr int32_t kSpan = 2 * kRange + 1;
   static constexpr int32_t kWindow = kBlock + 2 * kRange;
+  static constexpr int32_t kMaxRows = 1024;
 
   // The correlation surface of one block; false when the block has no ridges.
   bool Surface(const ClImage& rolled, const ClImage& frame, int32_t xc, int32_t yc, float* pOut);
   // The displacement of a node from its surface and its neighbours'.
   void Peak(int32_t i, int32_t j);
+  // A seam that moved as a whole is a slip: its move is taken out of the field.
+  void HoldSlip();
   // Outliers against the median of their neighbours take that median.
   void RejectOutliers();
   // Displacement at row y, distance o behind the seam, 0 where not trusted.
