@@ -35,6 +35,18 @@ void ClKX2LiveCaptureR2::SetStartSettling(uint32_t n)
   m_pRoll->SetStartSettling(static_cast<int32_t>(n));
 }
 
+int32_t ClKX2LiveCaptureR2::GetRollMergeMode()
+{
+  boost::lock_guard<boost::mutex> roll(m_RollMutex);
+  return m_pRoll->m_nMergeMode;
+}
+
+void ClKX2LiveCaptureR2::SetRollMergeMode(int32_t n)
+{
+  boost::lock_guard<boost::mutex> roll(m_RollMutex);
+  m_pRoll->m_nMergeMode = n;
+}
+
 void ClKX2LiveCaptureR2::RollDiagnostics(boost::property_tree::ptree& tree)
 {
   m_pRoll->GetDiagnostics(tree);

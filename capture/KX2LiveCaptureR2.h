@@ -69,6 +69,9 @@ public:
   // Property "nRollFingerStartMode": settling at the start of a roll.
   uint32_t GetStartSettling();
   void SetStartSettling(uint32_t n);
+  // Property "nRollMergeMode": 0 exact, 1 registered, taken at the start of each roll.
+  int32_t GetRollMergeMode();
+  void SetRollMergeMode(int32_t n);
   // The JSON document of the roll diagnostics and the fake finger library's settings.
   void GetScannerData(std::ostream& stream);
   void SetScannerData(std::istream& stream);

@@ -9,8 +9,8 @@
 namespace {
 
 const char* const aNames[] = {
-    "Version",     "nUseFastMask",     "nRolledPostProcess",  "nAverageLivenessScoreMode",
-    "nResetImage", "nMaskSensitivity", "nRollFingerStartMode"};
+    "Version",     "nUseFastMask",     "nRolledPostProcess",   "nAverageLivenessScoreMode",
+    "nResetImage", "nMaskSensitivity", "nRollFingerStartMode", "nRollMergeMode"};
 
 double Double(uint32_t nBits)
 {

@@ -363,6 +363,16 @@ LS_KX2_EXPORT int32_t LS_KX2GetVersionString(LS_KX2_HANDLE hScanner, char* pBuff
  *   "nMaskSensitivity"          integer  read/write  3        0 to 5  mask sensitivity;
  *                                                                     out of range: -35
  *   "nRollFingerStartMode"      integer  read/write  1        none    settle before a roll
+ *   "nRollMergeMode"            integer  read/write  0        0 or 1  how frames are merged
+ *                                                                     into a rolled image,
+ *                                                                     from the next roll on:
+ *                                                                     0 as they lie, 1 with
+ *                                                                     the skin stretched
+ *                                                                     behind the seam
+ *                                                                     registered first (less
+ *                                                                     ghosting; a slip still
+ *                                                                     shows); other values:
+ *                                                                     -44
  *
  * Every property function can also return -44 for a NULL name and -206 for a name that
  * is not in this list; the handle tests of the top of this file come first.

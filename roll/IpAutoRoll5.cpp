@@ -111,6 +111,12 @@ void ClIpAutoRoll5::RestartRoll()
   m_nCountRight = m_nCountLeft = 0;
   m_Rolled.Copy(m_Frame);
   m_RolledMask.Copy(m_FrameMask);
+  m_nMergeModeOfRoll = m_nMergeMode;
+  if (m_nMergeModeOfRoll == eMergeRegistered &&
+      (m_Warped.Width() != m_Frame.Width() || m_Warped.Height() != m_Frame.Height())) {
+    m_Registration.Prepare(m_Frame.Width(), m_Frame.Height());
+    m_Warped.Create(eUInt8, m_Frame.Width(), m_Frame.Height(), 1);
+  }
   {
     std::unique_lock<std::shared_mutex> lock(m_AreaLock);
     m_ShiftAreas.clear();

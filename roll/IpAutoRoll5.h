@@ -22,6 +22,7 @@
 #include "imaging/regions/IpConnectedComponent2.h"
 #include "roll/RollClock.h"
 #include "roll/RollFingerContour.h"
+#include "roll/RollRegistration.h"
 #include "roll/RollShiftAreaDetection.h"
 
 #include <boost/property_tree/ptree.hpp>
@@ -36,6 +37,8 @@ public:
   enum : int32_t { eIdle = 0, eSettling = 1, eRolling = 2, eFinished = 3 };
   // Directions of a roll.
   enum : int32_t { eTowardsRight = 0, eTowardsLeft = 1, eUndecided = 2 };
+  // How a frame is blended: as it lies, or registered onto the rolled image first.
+  enum : int32_t { eMergeExact = 0, eMergeRegistered = 1 };
 
   ClIpAutoRoll5();
   ~ClIpAutoRoll5() override;
@@ -147,6 +150,8 @@ public:
   int64_t m_nBlendSmooth = 3;
   int32_t m_nBlendBand = 40;
   int32_t m_bStartSettling = 1;
+  // eMergeExact or eMergeRegistered, taken at the start of each roll.
+  int32_t m_nMergeMode = eMergeExact;
 
 private:
   // Milliseconds from a time of the roll clock to now.
@@ -164,7 +169,10 @@ private:
   bool Merge();
   int32_t FrameDirection(const ClImage& rNew);
   template <int32_t D>
-  void BlendRows(const ClImage& rNew);
+  void BlendRows(const ClImage& rNew, const ClImage& rFrame);
+  // The frame with the skin behind the seam registered onto the rolled image; the frame
+  // itself where too little could be matched.
+  const ClImage& RegisteredFrame(int32_t d);
   // Pixels per second since the last sample, 0 for the first one or without finger.
   unsigned VelocitySample();
   bool StreakTest();
@@ -173,6 +181,10 @@ private:
   const ClRollClock* m_pClock;
   ClRollSteadyClock m_SteadyClock;
   ClRollFingerContour m_Contour;
+  // The merge mode of the running roll.
+  int32_t m_nMergeModeOfRoll = eMergeExact;
+  ClRollRegistration m_Registration;
+  ClImage m_Warped;
   boost::property_tree::ptree m_ShiftAreas;
   // The first lock is kept for the layout; nothing takes it. The second guards m_ShiftAreas.
   mutable std::shared_mutex m_Lock;

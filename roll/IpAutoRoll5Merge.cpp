@@ -246,26 +246,41 @@ bool ClIpAutoRoll5::Merge()
   else if (d == eTowardsLeft)
     m_nMergedWidth = std::abs(m_nFirstLeft - m_nMinLeft);
 
+  if (d == eUndecided)
+    return false;
+  const ClImage& frame = m_nMergeModeOfRoll == eMergeRegistered ? RegisteredFrame(d) : m_Frame;
   if (d == eTowardsRight)
-    BlendRows<eTowardsRight>(m_New);
-  else if (d == eTowardsLeft)
-    BlendRows<eTowardsLeft>(m_New);
-  return d != eUndecided;
+    BlendRows<eTowardsRight>(m_New, frame);
+  else
+    BlendRows<eTowardsLeft>(m_New, frame);
+  return true;
+}
+
+const ClImage& ClIpAutoRoll5::RegisteredFrame(int32_t d)
+{
+  const int* pCenter = m_Contour.m_aCenter.Data();
+  const int32_t nTrusted =
+      m_Registration.Estimate(m_Rolled, m_Frame, m_RolledMask, m_FrameMask, pCenter,
+                              m_Contour.m_nTopRow, m_Contour.m_nBottomRow, d);
+  if (nTrusted < ClRollRegistration::kLeastTrusted)
+    return m_Frame;
+  m_Registration.Warp(m_Frame, pCenter, m_nBlendBand, m_Warped);
+  return m_Warped;
 }
 
 template <int32_t D>
-void ClIpAutoRoll5::BlendRows(const ClImage& rNew)
+void ClIpAutoRoll5::BlendRows(const ClImage& rNew, const ClImage& rFrame)
 {
   const int32_t w = m_Rolled.Width(), h = m_Rolled.Height();
   const int32_t k = static_cast<int32_t>(m_nBlendSmooth | 1);
-  const int32_t nRolledStride = m_Rolled.LineElements(), nFrameStride = m_Frame.LineElements();
+  const int32_t nRolledStride = m_Rolled.LineElements(), nFrameStride = rFrame.LineElements();
   const int32_t nMaskStride = m_FrameMask.LineElements(), nNewStride = rNew.LineElements();
   const int* pTop = m_Contour.m_aTop.Data();
   const int* pBottom = m_Contour.m_aBottom.Data();
   ClRollShiftAreaDetection& shift = m_ShiftDetection;
   for (int32_t y = 0; y < h; ++y) {
     uint8_t* r = m_Rolled.Data() + ptrdiff_t(y) * nRolledStride;
-    const uint8_t* f = m_Frame.Data() + ptrdiff_t(y) * nFrameStride;
+    const uint8_t* f = rFrame.Data() + ptrdiff_t(y) * nFrameStride;
     const uint8_t* mask = m_FrameMask.Data() + ptrdiff_t(y) * nMaskStride;
     const uint8_t* nw = rNew.Data() + ptrdiff_t(y) * nNewStride;
     const int32_t L = m_Contour.m_aLeft[y], R = m_Contour.m_aRight[y], M = m_Contour.m_aCenter[y];

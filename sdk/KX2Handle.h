@@ -78,6 +78,8 @@ private:
   static void SetResetImage(ClKX2Handle* p, const uint32_t* pValue);
   static uint32_t GetStartSettling(ClKX2Handle* p);
   static void SetStartSettling(ClKX2Handle* p, const uint32_t* pValue);
+  static int32_t GetMergeMode(ClKX2Handle* p);
+  static void SetMergeMode(ClKX2Handle* p, const int32_t* pValue);
 
   ClRDKX2ScanAPIWrapper m_Scanner;
   ClMVLiveCaptureBase* m_pCapture = nullptr;
@@ -88,4 +90,5 @@ private:
   uint32_t m_nAverageDefault = 0;
   uint32_t m_nResetDefault = 0;
   uint32_t m_nSettlingDefault = 1;
+  int32_t m_nMergeModeDefault = 0;
 };

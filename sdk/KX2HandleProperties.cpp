@@ -1,6 +1,8 @@
 // The properties of a scanner handle and their bindings to the engine.
 #include "capture/KX2LiveCaptureR2.h"
 #include "sdk/KX2Handle.h"
+#include "base/Exceptions.h"
+#include "roll/IpAutoRoll5.h"
 
 namespace {
 
@@ -37,6 +39,10 @@ void ClKX2Handle::RegisterParameters(ClParameterContainer* pTable)
   m_nSettlingDefault = pEngine ? GetStartSettling(this) : 1;
   pTable->CreateNumeric<unsigned int, ClKX2Handle>("nRollFingerStartMode")
       ->Bind(&m_nSettlingDefault, this, &SetStartSettling, &GetStartSettling, nReadWrite);
+
+  m_nMergeModeDefault = pEngine ? GetMergeMode(this) : 0;
+  pTable->CreateNumeric<int, ClKX2Handle>("nRollMergeMode")
+      ->Bind(&m_nMergeModeDefault, this, &SetMergeMode, &GetMergeMode, nReadWrite);
 }
 
 uint32_t ClKX2Handle::GetAverageLiveness(ClKX2Handle* p)
@@ -53,6 +59,16 @@ uint32_t ClKX2Handle::GetResetImage(ClKX2Handle*) { return 0; }
 
 // Any value restarts the roll.
 void ClKX2Handle::SetResetImage(ClKX2Handle* p, const uint32_t*) { p->Engine().ResetRoll(true); }
+
+int32_t ClKX2Handle::GetMergeMode(ClKX2Handle* p) { return p->Engine().GetRollMergeMode(); }
+
+// Only the two merges exist; anything else is a bad value, not a clamp.
+void ClKX2Handle::SetMergeMode(ClKX2Handle* p, const int32_t* pValue)
+{
+  if (*pValue != ClIpAutoRoll5::eMergeExact && *pValue != ClIpAutoRoll5::eMergeRegistered)
+    LSKX2_THROW(-44);
+  p->Engine().SetRollMergeMode(*pValue);
+}
 
 uint32_t ClKX2Handle::GetStartSettling(ClKX2Handle* p) { return p->Engine().GetStartSettling(); }
 

@@ -131,6 +131,11 @@ ClCliOptions ParseArguments(int argc, const char* const* argv)
       std::string v = next();
       ParseInteger(opt, v, 0, 5);
       o.m_aProperties.emplace_back("nMaskSensitivity", v);
+    } else if (opt == "--roll-merge") {
+      const std::string v = next();
+      if (v != "exact" && v != "registered")
+        throw ClUsageError("--roll-merge wants exact or registered, not \"" + v + "\"");
+      o.m_aProperties.emplace_back("nRollMergeMode", v == "exact" ? "0" : "1");
     } else if (opt == "--property") {
       std::string nv = next();
       size_t at = nv.find('=');
@@ -185,6 +190,9 @@ const char* UsageText()
          "  --count N               captures per mode (default 1)\n"
          "  --out DIR               output folder (default out)\n"
          "  --mask-sensitivity N    finger mask sensitivity 0 to 5\n"
+         "  --roll-merge HOW        exact (default) or registered: rolled frames are\n"
+         "                          merged as they lie, or with the stretched skin\n"
+         "                          matched first\n"
          "  --property NAME=VALUE   any handle property, repeatable\n"
          "  --scanner-data FILE     JSON settings written to the scanner first\n"
          "  --shift-areas           rolls outline where the finger slipped (demo: on)\n"

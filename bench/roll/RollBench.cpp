@@ -1,7 +1,8 @@
 // Cost of the roll processor on scanner-sized frames (800 by 750) of a scripted roll:
 // the frames merged while rolling (mean and worst, split into detection, contour and
 // merge) and the frame that ends the roll (the checks and the shift areas), in processor
-// time of the calling thread.
+// time of the calling thread. The registered merge runs on a finger with stretching skin,
+// beside the exact merge on the same frames.
 #include "roll/IpAutoRoll5.h"
 #include "tests/roll/RollScripts.h"
 
@@ -20,21 +21,26 @@ double ThreadSeconds()
   return double(t.tv_sec) + double(t.tv_nsec) * 1e-9;
 }
 
-const rolltest::FrameList& Frames()
+const rolltest::FrameList& Frames(bool bRealistic)
 {
-  static const rolltest::FrameList s_aFrames = [] {
-    const rolltest::StRollCase c = rolltest::GoodRolls()[0];
+  auto make = [](bool bReal) {
+    rolltest::StRollCase c = rolltest::GoodRolls()[0];
+    if (bReal)
+      c = rolltest::Realistic(c);
     kxsim::ClSimulator sim(rolltest::Script(c));
     return rolltest::Frames(c, sim);
-  }();
-  return s_aFrames;
+  };
+  static const rolltest::FrameList s_aRigid = make(false), s_aRealistic = make(true);
+  return bRealistic ? s_aRealistic : s_aRigid;
 }
 
 // One whole roll per iteration; the manual time is the mean of the chosen frames.
-void RunRolls(benchmark::State& state, bool bFinalFrame)
+void RunRolls(benchmark::State& state, bool bFinalFrame, int32_t nMergeMode = 0,
+              bool bRealistic = false)
 {
-  const rolltest::FrameList& aFrames = Frames();
+  const rolltest::FrameList& aFrames = Frames(bRealistic);
   rolltest::ClRollRun run;
+  run.m_Roll.m_nMergeMode = nMergeMode;
   run.m_Roll.m_nRollShiftAreaActivation = 1;
   ClIpAutoRoll5::StPhaseTimes times;
   double dWorst = 0.0, dSum = 0.0;
@@ -81,9 +87,25 @@ void RunRolls(benchmark::State& state, bool bFinalFrame)
 
 void BM_RollMergingFrame(benchmark::State& state) { RunRolls(state, false); }
 void BM_RollFinalFrame(benchmark::State& state) { RunRolls(state, true); }
+void BM_RollMergingFrameStretchedExact(benchmark::State& state)
+{
+  RunRolls(state, false, ClIpAutoRoll5::eMergeExact, true);
+}
+void BM_RollMergingFrameStretchedRegistered(benchmark::State& state)
+{
+  RunRolls(state, false, ClIpAutoRoll5::eMergeRegistered, true);
+}
 
 } // namespace
 
 BENCHMARK(BM_RollMergingFrame)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
 BENCHMARK(BM_RollFinalFrame)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
+BENCHMARK(BM_RollMergingFrameStretchedExact)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(10);
+BENCHMARK(BM_RollMergingFrameStretchedRegistered)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(10);
 BENCHMARK_MAIN();

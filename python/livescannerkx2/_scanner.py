@@ -263,7 +263,8 @@ class Scanner:
         return _read_text("LS_KX2GetVersionString",
                           lambda buf, size: api.LS_KX2GetVersionString(self._handle, buf, size))
 
-    # Properties
+    # Properties, by the names of the C header's table (for instance "nRollMergeMode": 0
+    # merges the frames of a roll as they lie, 1 registers the stretched skin first).
 
     def get_property(self, name: str) -> str:
         """A handle property as text, such as "Version"."""

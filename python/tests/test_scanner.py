@@ -79,6 +79,11 @@ def test_properties_by_text_integer_and_double(scanner):
     assert error_code(scanner.get_property_double, "nMaskSensitivity") == -44
     assert error_code(scanner.set_property_double, "nMaskSensitivity", 1.5) == -44
     assert error_code(scanner.get_property_long, "nNoSuchProperty") == -206
+    # The merge of the next roll: 0 exact, 1 registered, nothing else.
+    assert scanner.get_property_long("nRollMergeMode") == 0
+    scanner.set_property_long("nRollMergeMode", 1)
+    assert scanner.get_property("nRollMergeMode") == "1"
+    assert error_code(scanner.set_property_long, "nRollMergeMode", 2) == -44
 
 
 def test_json_document_as_dict(scanner):

@@ -41,12 +41,16 @@ void* operator new[](size_t n, const std::nothrow_t& t) noexcept { return operat
 
 namespace {
 
-TEST(RollAllocation, NoneWhileRolling)
+class RollAllocation : public ::testing::TestWithParam<int32_t>
+{};
+
+TEST_P(RollAllocation, NoneWhileRolling)
 {
-  const rolltest::StRollCase c = rolltest::GoodRolls()[0];
+  const rolltest::StRollCase c = rolltest::Realistic(rolltest::GoodRolls()[0]);
   kxsim::ClSimulator sim(rolltest::Script(c));
   const rolltest::FrameList aFrames = rolltest::Frames(c, sim);
   rolltest::ClRollRun run;
+  run.m_Roll.m_nMergeMode = GetParam();
   int32_t nCounted = 0, nRolling = 0;
   int64_t nAllocations = 0;
   for (const auto& pFrame : aFrames) {
@@ -64,5 +68,10 @@ TEST(RollAllocation, NoneWhileRolling)
   EXPECT_GT(nCounted, 30);
   EXPECT_EQ(0, nAllocations);
 }
+
+INSTANTIATE_TEST_SUITE_P(Merges, RollAllocation,
+                         ::testing::Values(ClIpAutoRoll5::eMergeExact,
+                                           ClIpAutoRoll5::eMergeRegistered),
+                         [](const auto& info) { return info.param ? "Registered" : "Exact"; });
 
 } // namespace

@@ -32,8 +32,8 @@ protected:
 };
 
 const std::vector<std::string> s_Names = {
-    "Version",     "nUseFastMask",     "nRolledPostProcess",  "nAverageLivenessScoreMode",
-    "nResetImage", "nMaskSensitivity", "nRollFingerStartMode"};
+    "Version",     "nUseFastMask",     "nRolledPostProcess",   "nAverageLivenessScoreMode",
+    "nResetImage", "nMaskSensitivity", "nRollFingerStartMode", "nRollMergeMode"};
 
 } // namespace
 

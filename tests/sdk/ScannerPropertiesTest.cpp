@@ -91,6 +91,17 @@ TEST_F(ScannerExports, HandlePropertiesDefaultsAndWrites)
   EXPECT_EQ(LS_KX2SetPropertyA(m_h, "nMaskSensitivity", "two"), -44);
   EXPECT_EQ(LS_KX2SetPropertyA(m_h, "nMaskSensitivity", nullptr), -20);
 
+  // Merge mode: 0 or 1, anything else refused and the value kept.
+  EXPECT_EQ(Long(m_h, "nRollMergeMode"), 0);
+  EXPECT_EQ(LS_KX2SetPropertyLongA(m_h, "nRollMergeMode", 1), 0);
+  EXPECT_EQ(Long(m_h, "nRollMergeMode"), 1);
+  for (int32_t v : {2, -1, 100})
+    EXPECT_EQ(LS_KX2SetPropertyLongA(m_h, "nRollMergeMode", v), -44) << v;
+  EXPECT_EQ(LS_KX2SetPropertyA(m_h, "nRollMergeMode", "2"), -44);
+  EXPECT_EQ(Text(m_h, "nRollMergeMode"), "1");
+  EXPECT_EQ(LS_KX2SetPropertyA(m_h, "nRollMergeMode", "0"), 0);
+  EXPECT_EQ(Long(m_h, "nRollMergeMode"), 0);
+
   // Write-only, yet readable as 0; every write is taken, whatever the value.
   for (int32_t v : {0, 1, 77})
     EXPECT_EQ(LS_KX2SetPropertyLongA(m_h, "nResetImage", v), 0);

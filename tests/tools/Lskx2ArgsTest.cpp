@@ -31,17 +31,19 @@ TEST(Lskx2Args, CommandsChooseTheirCaptures)
 
 TEST(Lskx2Args, CaptureOptionsAndPropertiesInOrder)
 {
-  ClCliOptions o = Parse({"capture", "--scanner", "KX2 21234567", "--count=3", "--out", "o2",
-                          "--property", "nUseFastMask=1", "--mask-sensitivity", "5",
-                          "--property=nRolledPostProcess=", "--timeout", "2.5"});
+  ClCliOptions o =
+      Parse({"capture", "--scanner", "KX2 21234567", "--count=3", "--out", "o2", "--property",
+             "nUseFastMask=1", "--mask-sensitivity", "5",
+             "--property=nRolledPostProcess=", "--roll-merge", "registered", "--timeout", "2.5"});
   EXPECT_EQ(o.m_sScanner, "KX2 21234567");
   EXPECT_EQ(o.m_nCount, 3);
   EXPECT_EQ(o.m_sOutDir, "o2");
   EXPECT_DOUBLE_EQ(o.m_dTimeout, 2.5);
   using P = std::pair<std::string, std::string>;
-  EXPECT_EQ(o.m_aProperties,
-            (std::vector<P>{
-                {"nUseFastMask", "1"}, {"nMaskSensitivity", "5"}, {"nRolledPostProcess", ""}}));
+  EXPECT_EQ(o.m_aProperties, (std::vector<P>{{"nUseFastMask", "1"},
+                                             {"nMaskSensitivity", "5"},
+                                             {"nRolledPostProcess", ""},
+                                             {"nRollMergeMode", "1"}}));
   ClCliOptions info = Parse({"info", "--check", "1.3", "--error", "-803", "--error", "7"});
   EXPECT_EQ(info.m_sCheck, "1.3");
   EXPECT_EQ(info.m_aErrors, (std::vector<int32_t>{-803, 7}));
@@ -58,6 +60,7 @@ TEST(Lskx2Args, RefusesWhatItCannotFollow)
       {"capture", "--count", "2x"},
       {"capture", "--out"},
       {"capture", "--property", "=1"},
+      {"roll", "--roll-merge", "warped"},
       {"capture", "--property", "nUseFastMask"},
       {"capture", "--timeout", "-1"},
       {"capture", "--check", "1.4"},
