@@ -10,8 +10,6 @@
 #include <filesystem>
 #include <fstream>
 
-namespace {
-
 double SteadySeconds()
 {
   using namespace std::chrono;
@@ -25,7 +23,6 @@ void Fail(const std::string& what, int32_t nCode)
                LS_KX2GetErrorDescriptionA(nCode));
 }
 
-// Explains why no scanner could be opened; returns the exit status.
 int OpenFailure(int32_t rc, const std::string& name)
 {
   if (rc == nNoScanner) {
@@ -47,6 +44,8 @@ int OpenFailure(int32_t rc, const std::string& name)
   return ExitStatus(rc);
 }
 
+namespace {
+
 std::string VersionText(LS_KX2_HANDLE h, int32_t* pnCode)
 {
   char buf[512] = {0};
@@ -57,6 +56,8 @@ std::string VersionText(LS_KX2_HANDLE h, int32_t* pnCode)
     ++text;
   return *pnCode == 0 ? std::string(text) : std::string();
 }
+
+} // namespace
 
 bool SaveCapture(const std::string& dir, ClCaptureRecord* r, const std::vector<uint8_t>& image)
 {
@@ -78,8 +79,6 @@ bool SaveCapture(const std::string& dir, ClCaptureRecord* r, const std::vector<u
   }
   return true;
 }
-
-} // namespace
 
 int ExitStatus(int32_t nCode)
 {
