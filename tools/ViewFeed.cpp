@@ -76,7 +76,8 @@ void ClViewFeed::OnFrame(const ClProgressState& state, const uint8_t* pImage, ui
   }
   const uint32_t w = nWidth / 2, h = nHeight / 2;
   const std::string header = Header(state, w, h);
-  auto message = std::make_shared<std::string>(4 + header.size() + static_cast<size_t>(w) * h, '\0');
+  auto message =
+      std::make_shared<std::string>(4 + header.size() + static_cast<size_t>(w) * h, '\0');
   const uint32_t n = static_cast<uint32_t>(header.size());
   for (int k = 0; k < 4; ++k)
     (*message)[k] = static_cast<char>((n >> (8 * k)) & 0xff);

@@ -54,6 +54,11 @@ void ClViewHttpSession::Answer(http::request<http::string_body>&& request)
   if (beast::websocket::is_upgrade(request)) {
     if (request.target() != "/live")
       return Refuse(404, "not found\n");
+    // Another site's page in the operator's browser may not drive the scanner.
+    auto origin = request.find(http::field::origin);
+    if (origin != request.end() &&
+        origin->value() != "http://" + std::string(request[http::field::host]))
+      return Refuse(403, "the live view takes viewers from its own page only\n");
     m_Stream.expires_never();
     std::make_shared<ClViewSocket>(m_Stream.release_socket(), m_Server)->Run(std::move(request));
     return;
@@ -89,11 +94,10 @@ void ClViewHttpSession::Send(Response response)
 {
   m_pResponse = std::make_shared<Response>(std::move(response));
   m_Stream.expires_after(tRequestTimeout);
-  http::async_write(m_Stream, *m_pResponse,
-                    [self = shared_from_this()](beast::error_code ec, size_t) {
-                      if (!ec && self->m_pResponse->keep_alive())
-                        return self->Read();
-                      self->m_Stream.socket().shutdown(boost::asio::ip::tcp::socket::shutdown_both,
-                                                       ec);
-                    });
+  http::async_write(
+      m_Stream, *m_pResponse, [self = shared_from_this()](beast::error_code ec, size_t) {
+        if (!ec && self->m_pResponse->keep_alive())
+          return self->Read();
+        self->m_Stream.socket().shutdown(boost::asio::ip::tcp::socket::shutdown_both, ec);
+      });
 }

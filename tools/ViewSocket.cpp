@@ -91,8 +91,9 @@ void ClViewSocket::Write()
   }
   m_bWriting = true;
   m_Ws.text(bText);
-  m_Ws.async_write(boost::asio::buffer(*m_pSending),
-                   [self = shared_from_this()](beast::error_code ec, size_t) { self->OnWrite(ec); });
+  m_Ws.async_write(
+      boost::asio::buffer(*m_pSending),
+      [self = shared_from_this()](beast::error_code ec, size_t) { self->OnWrite(ec); });
 }
 
 void ClViewSocket::OnWrite(beast::error_code ec)

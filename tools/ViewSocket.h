@@ -35,8 +35,8 @@ private:
   ClViewServer& m_Server;
   int m_nId = 0; // 0 until the handshake is done
   boost::beast::flat_buffer m_In;
-  std::shared_ptr<const std::string> m_pFrame;         // the newest frame not yet sent
+  std::shared_ptr<const std::string> m_pFrame; // the newest frame not yet sent
   std::deque<std::shared_ptr<const std::string>> m_aTexts;
-  std::shared_ptr<const std::string> m_pSending;      // kept alive while it is written
+  std::shared_ptr<const std::string> m_pSending; // kept alive while it is written
   bool m_bWriting = false;
 };

@@ -21,7 +21,9 @@
 #include <thread>
 #include <algorithm>
 #include <condition_variable>
+#include <memory>
 #include <mutex>
+#include <sstream>
 
 extern char** environ;
 
@@ -64,14 +66,13 @@ struct Process
     posix_spawn_file_actions_destroy(&actions);
     return rc == 0;
   }
-  // Sends nSignal and waits up to 30 s before killing it.
-  int Stop(int nSignal)
+  // Waits up to nSeconds for the exit, then kills it; the exit status, -1 when killed.
+  int Wait(int nSeconds)
   {
     if (nPid <= 0)
       return nStatus;
-    kill(nPid, nSignal);
     int status = 0;
-    for (int i = 0; i < 300 && waitpid(nPid, &status, WNOHANG) == 0; ++i)
+    for (int i = 0; i < nSeconds * 10 && waitpid(nPid, &status, WNOHANG) == 0; ++i)
       std::this_thread::sleep_for(std::chrono::milliseconds(100));
     if (waitpid(nPid, &status, WNOHANG) == 0) {
       kill(nPid, SIGKILL);
@@ -79,6 +80,12 @@ struct Process
     }
     nPid = 0;
     return nStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+  int Stop(int nSignal)
+  {
+    if (nPid > 0)
+      kill(nPid, nSignal);
+    return Wait(30);
   }
   ~Process() { Stop(SIGKILL); }
 };
@@ -185,8 +192,8 @@ unsigned Get(int nPort, const std::string& target, const std::string& header = "
   tcp::socket s(ioc);
   s.connect(tcp::endpoint(asio::ip::make_address("127.0.0.1"), nPort));
   Watchdog dog(s.native_handle(), 20);
-  std::string request = "GET " + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\n" + header +
-                        "Connection: close\r\n\r\n";
+  std::string request =
+      "GET " + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\n" + header + "Connection: close\r\n\r\n";
   boost::system::error_code ec;
   asio::write(s, asio::buffer(request), ec);
   beast::flat_buffer buffer;
@@ -194,6 +201,105 @@ unsigned Get(int nPort, const std::string& target, const std::string& header = "
   http::read(s, buffer, response, ec);
   return ec ? 0 : response.result_int();
 }
+
+std::string Quote(const std::string& text)
+{
+  std::string out = "\"";
+  for (char c : text)
+    out += c == '"' || c == '\\' ? std::string("\\") + c : std::string(1, c);
+  return out + "\"";
+}
+
+// Headless Chromium, driven over its automation WebSocket.
+struct Browser
+{
+  Process process;
+  Socket socket;
+  std::unique_ptr<Watchdog> dog;
+  std::string sSession;
+  int nNext = 1;
+
+  bool Start(const std::string& dir)
+  {
+    if (!process.Start({"timeout", "150", "chromium", "--headless", "--no-sandbox", "--disable-gpu",
+                        "--hide-scrollbars", "--force-device-scale-factor=1",
+                        "--window-size=1000,900", "--remote-debugging-port=0",
+                        "--user-data-dir=" + dir + "/profile", "about:blank"},
+                       {}, dir + "/chromium.log"))
+      return false;
+    // The browser names its port and path in this file once it listens.
+    for (int i = 0; i < 600; ++i) {
+      std::istringstream lines(ReadText(dir + "/profile/DevToolsActivePort"));
+      int port = 0;
+      std::string path;
+      if (lines >> port >> path) {
+        socket.Open(port, path);
+        dog = std::make_unique<Watchdog>(socket.ws.next_layer().native_handle(), 150);
+        return true;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    return false;
+  }
+  ~Browser()
+  {
+    dog.reset();
+    process.Stop(SIGTERM);
+  }
+  pt::ptree Call(const std::string& method, const std::string& params)
+  {
+    const int id = nNext++;
+    std::string call = "{\"id\": " + std::to_string(id) + ", \"method\": \"" + method +
+                       "\", \"params\": " + params +
+                       (sSession.empty() ? "" : ", \"sessionId\": \"" + sSession + "\"") + "}";
+    socket.ws.text(true);
+    socket.ws.write(asio::buffer(call));
+    for (;;) {
+      std::istringstream text(socket.Read());
+      pt::ptree reply;
+      pt::read_json(text, reply);
+      if (reply.get<int>("id", 0) == id)
+        return reply;
+    }
+  }
+  void Open(const std::string& url)
+  {
+    std::string target = Call("Target.createTarget", "{\"url\": " + Quote(url) + "}")
+                             .get<std::string>("result.targetId");
+    sSession =
+        Call("Target.attachToTarget", "{\"targetId\": " + Quote(target) + ", \"flatten\": true}")
+            .get<std::string>("result.sessionId");
+  }
+  // The page's answer to a script expression, as text.
+  std::string Eval(const std::string& expression)
+  {
+    return Call("Runtime.evaluate", "{\"expression\": " + Quote("String(" + expression + ")") +
+                                        ", \"returnByValue\": true}")
+        .get<std::string>("result.result.value", "");
+  }
+  // Polls the expression until it is true, for at most nSeconds.
+  bool WaitFor(const std::string& expression, int nSeconds)
+  {
+    for (int i = 0; i < nSeconds * 10;
+         ++i, std::this_thread::sleep_for(std::chrono::milliseconds(100)))
+      if (Eval(expression) == "true")
+        return true;
+    return false;
+  }
+  bool Shot(const std::string& path, int x, int y, int w, int h, PngFile* pShot)
+  {
+    std::string data =
+        Call("Page.captureScreenshot",
+             "{\"format\": \"png\", \"clip\": {\"x\": " + std::to_string(x) +
+                 ", \"y\": " + std::to_string(y) + ", \"width\": " + std::to_string(w) +
+                 ", \"height\": " + std::to_string(h) + ", \"scale\": 1}}")
+            .get<std::string>("result.data", "");
+    std::string png(beast::detail::base64::decoded_size(data.size()), '\0');
+    png.resize(beast::detail::base64::decode(&png[0], data.data(), data.size()).first);
+    std::ofstream(path, std::ios::binary) << png;
+    return pShot->Read(path);
+  }
+};
 
 class Lskx2View : public ::testing::Test
 {
@@ -275,10 +381,69 @@ TEST_F(Lskx2View, BadRequestsAndSlowViewersLeaveOthersAlone)
   EXPECT_GT(alone, 5.0);
   EXPECT_GT(beside, alone * 0.6);
   EXPECT_EQ(Get(port, "/"), 200u); // and the server still answers
+  // One viewer drives; the other is refused while that capture runs.
+  Socket driver, other;
+  driver.Open(port, "/live");
+  other.Open(port, "/live");
+  driver.ws.write(asio::buffer(std::string("plain")));
+  int k = 0;
+  while (k++ < 300 && driver.Read().find("\"activity\": \"plain\"") == std::string::npos)
+    ;
+  EXPECT_LT(k, 300);
+  other.ws.write(asio::buffer(std::string("roll")));
+  std::string said;
+  for (k = 0; k < 300 && said.find("refused") == std::string::npos; ++k)
+    said = other.Read();
+  EXPECT_EQ(said, "{\"refused\": \"roll\"}");
+  // Nor may another site's page.
+  EXPECT_EQ(
+      Get(port, "/live",
+          "Upgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Version: 13\r\n"
+          "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nOrigin: http://elsewhere.example\r\n"),
+      403u);
   EXPECT_EQ(view.Stop(SIGINT), 0);
   const std::string log = ReadText(m_sDir + "/view.log");
   EXPECT_NE(log.find("scanner closed"), std::string::npos) << log;
   std::printf("%s", log.substr(log.find("view: ", log.find("Ctrl-C"))).c_str());
+}
+
+// A finger resting long enough to be watched, lifted, then rolled.
+const char* const szRestThenRoll =
+    R"({"frame_interval_ms": 30, "devices": [{"loop": false, "script": [{"empty": 10},
+    {"place": 5}, {"still": 250}, {"lift": 4}, {"empty": 10},
+    {"roll": 60, "from_x": 300, "to_x": 500}, {"lift": 4}, {"empty": 300}]}]})";
+
+TEST_F(Lskx2View, BrowserSeesThePreviewAndRollsAsTheProgramDoes)
+{
+  Process view;
+  const int port = StartView(view, szRestThenRoll);
+  ASSERT_GT(port, 0) << ReadText(m_sDir + "/view.log");
+  Browser browser;
+  ASSERT_TRUE(browser.Start(m_sDir)) << ReadText(m_sDir + "/chromium.log");
+  browser.Open("http://127.0.0.1:" + std::to_string(port) + "/");
+  ASSERT_TRUE(browser.WaitFor("window.viewStats && viewStats.frames > 10", 60));
+  // The canvas, where the page's layout puts it.
+  PngFile first, second;
+  ASSERT_TRUE(browser.Shot(m_sDir + "/first.png", 16, 64, 400, 375, &first));
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  ASSERT_TRUE(browser.Shot(m_sDir + "/second.png", 16, 64, 400, 375, &second));
+  EXPECT_NE(first.aPixels, second.aPixels);
+  EXPECT_EQ(first.nWidth, 400u);
+  std::printf("frames a second seen by the page: %s\n", browser.Eval("viewStats.fps").c_str());
+
+  browser.Eval("document.getElementById('roll').click()");
+  ASSERT_TRUE(browser.WaitFor("viewStats.result !== null", 120));
+  EXPECT_EQ(browser.Eval("viewStats.result.name + ' ' + viewStats.result.code"), "roll_1 0");
+  EXPECT_EQ(view.Stop(SIGINT), 0);
+
+  Process roll;
+  ASSERT_TRUE(Launch(roll, {"roll", "--shift-areas", "--out", m_sDir + "/roll", "--timeout", "300"},
+                     szRestThenRoll, "roll.log"));
+  EXPECT_EQ(roll.Wait(120), 0) << ReadText(m_sDir + "/roll.log");
+  PngFile viewed, rolled;
+  ASSERT_TRUE(viewed.Read(m_sDir + "/view/roll_1.png"));
+  ASSERT_TRUE(rolled.Read(m_sDir + "/roll/roll_1.png"));
+  EXPECT_TRUE(viewed.aPixels == rolled.aPixels);
 }
 
 } // namespace
