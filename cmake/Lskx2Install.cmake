@@ -154,14 +154,17 @@ examples in C.")
 
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_NAME livescannerkx2-simulator)
 set(CPACK_DEBIAN_SIMULATOR_DESCRIPTION "Live scanner SDK for KX2 fingerprint scanners: scanner simulator
-A stand-in for the device library and the liveness library, in a private
-folder; livescannerkx2-sim runs a program with it.")
+A stand-in for the device library and the liveness library that renders
+live-scan frames of a scripted finger, in a private folder off the loader's
+path; livescannerkx2-sim runs a program with it.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME livescannerkx2-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_COMPONENT_TOOLS_DEPENDS runtime)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "Live scanner SDK for KX2 fingerprint scanners: command-line program
-lskx2 prints the SDK version, the attached scanners and error texts.")
+lskx2 lists the attached scanners and captures plain and rolled fingerprints
+into PNG images, JSON figures and an HTML report, guiding the operator through
+each roll. It also prints the SDK version and error texts.")
 
 set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-livescannerkx2)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
@@ -169,6 +172,37 @@ set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
 set(CPACK_COMPONENT_PYTHON_DEPENDS runtime)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3, python3-numpy")
 set(CPACK_DEBIAN_PYTHON_DESCRIPTION "Live scanner SDK for KX2 fingerprint scanners: Python binding
-The SDK from Python over ctypes, with images as numpy arrays.")
+The SDK from Python over ctypes, with images as numpy arrays, plain and guided
+roll captures, and python3 -m livescannerkx2 to list scanners and capture.")
+
+# Every package carries its copyright and changelog; the program and the simulator's
+# runner their manual pages. Compressed as Debian wants them, at configure time, since
+# the package build installs without building everything.
+set(lskx2_debian_docs ${PROJECT_BINARY_DIR}/debian-docs)
+file(MAKE_DIRECTORY ${lskx2_debian_docs})
+foreach(doc packaging/changelog man/lskx2.1 man/livescannerkx2-sim.1)
+  get_filename_component(name ${doc} NAME)
+  execute_process(COMMAND gzip -9 -n -c ${PROJECT_SOURCE_DIR}/${doc}
+                  OUTPUT_FILE ${lskx2_debian_docs}/${name}.gz COMMAND_ERROR_IS_FATAL ANY)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${doc})
+endforeach()
+foreach(component runtime dev simulator tools python)
+  string(TOUPPER ${component} upper)
+  set(doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
+  install(FILES ${PROJECT_SOURCE_DIR}/packaging/copyright ${lskx2_debian_docs}/changelog.gz
+          DESTINATION ${doc_dir} COMPONENT ${component})
+endforeach()
+install(FILES ${lskx2_debian_docs}/lskx2.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+        COMPONENT tools)
+install(FILES ${lskx2_debian_docs}/livescannerkx2-sim.1.gz
+        DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT simulator)
+# The loader's cache is refreshed by a dpkg trigger; scripts of our own stop CPack from
+# generating ones that call ldconfig directly.
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/runtime/triggers
+    ${PROJECT_SOURCE_DIR}/packaging/runtime/postinst ${PROJECT_SOURCE_DIR}/packaging/runtime/postrm)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_STRICT_PERMISSION TRUE)
+install(FILES ${PROJECT_SOURCE_DIR}/packaging/runtime/lintian-overrides
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides
+        RENAME ${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME} COMPONENT runtime)
 
 include(CPack)

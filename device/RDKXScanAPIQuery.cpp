@@ -4,8 +4,6 @@
 #include "device/RDKXScanAPIWrapper.h"
 #include "device/VeltranoKX1Wrapper.h"
 
-#include <boost/regex.hpp>
-
 #include <cstring>
 #include <mutex>
 #include <new>
@@ -89,10 +87,19 @@ std::string ClRDKXScanAPIWrapper::MakeScannerName(uint8_t nCompatibility, KXDevi
 
   const char* text = reinterpret_cast<const char*>(buf) + start;
   std::string serial(text, strnlen(text, sizeof(buf) - start));
-  static const boost::regex form("(\\d{7,8})");
-  if (!boost::regex_match(serial, form))
+  if (!IsSerialForm(serial))
     LSKX2_THROW_MSG("Invalid serial", -35);
   return prefix + serial;
+}
+
+bool ClRDKXScanAPIWrapper::IsSerialForm(const std::string& sSerial)
+{
+  if (sSerial.size() < 7 || sSerial.size() > 8)
+    return false;
+  for (char c : sSerial)
+    if (c < '0' || c > '9')
+      return false;
+  return true;
 }
 
 bool ClRDKXScanAPIWrapper::HasCalibrationData(KXDeviceHandle hDevice)

@@ -57,6 +57,8 @@ public:
   // Model prefix and serial of an open device: -35 "Invalid serial", -101 otherwise.
   static std::string MakeScannerName(uint8_t nCompatibility, KXDeviceHandle hDevice);
   static bool HasCalibrationData(KXDeviceHandle hDevice);
+  // Seven or eight decimal digits and nothing else.
+  static bool IsSerialForm(const std::string& sSerial);
 
 protected:
   // After the device is open: its info, its name, its set-up; a failed set-up closes it.

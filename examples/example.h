@@ -51,6 +51,28 @@ static void finish(LS_KX2_HANDLE* scanner, uint8_t* image)
   check(LS_KX2Uninitialize(), "LS_KX2Uninitialize");
 }
 
+/* Columns from the leftmost to the rightmost one with finger samples (240 and darker) in
+ * a tenth of the rows or more: the width of a roll so far. 0 without finger, and for a
+ * picture without background (no roll image yet). */
+static int roll_width(const uint8_t* image, uint64_t width, uint64_t height)
+{
+  uint64_t x, y, finger = 0;
+  int first = -1, last = -1;
+  for (x = 0; x < width; ++x) {
+    uint64_t count = 0;
+    for (y = 0; y < height; ++y)
+      count += image[y * width + x] <= 240;
+    finger += count;
+    if (count * 10 >= height) {
+      first = first < 0 ? (int)x : first;
+      last = (int)x;
+    }
+  }
+  if (finger * 100 > width * height * 99)
+    return 0;
+  return first < 0 ? 0 : last - first + 1;
+}
+
 /* Writes 8-bit grey pixels, rows top down, as a binary PGM file. */
 static void save_pgm(const char* path, const uint8_t* pixels, uint64_t width, uint64_t height)
 {

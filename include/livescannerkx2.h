@@ -14,38 +14,61 @@
  *       leaves them unusable),
  * and every function that logs can return -49 when its log line cannot be formed.
  *
- * A plain capture:
+ * Threads. Any thread may call any function, and several threads may use one handle at
+ * once: the SDK's own workers turn frames into images in the background, and only the
+ * application's calls drive the device. LS_KX2TriggerScanner may run on one thread while
+ * another waits in LS_KX2GetPreviewImage or LS_KX2GetRollImage; those two wait for the
+ * next frame's result (up to 10 and 30 seconds, then -60) and do not hold up a trigger.
+ * LS_KX2SetCaptureMode and LS_KX2GetImage are serialised per handle: LS_KX2GetImage in
+ * LS_KX2_MODE_TRIGGERED waits up to 30 seconds for a triggered frame, and a mode change
+ * waits until it is done. LS_KX2CloseScanner (and LS_KX2Uninitialize) ends every call
+ * still waiting on the handle at once with -60; afterwards the handle is refused with
+ * -43. Do not close a handle while another thread may still start a call with it.
+ *
+ * A plain capture; every call's result is checked, so that a scanner that went away
+ * (-60) ends the loop instead of spinning:
  *
  *   LS_KX2_HANDLE h = NULL;
  *   char names[16 * 4];
  *   uint64_t count = 4;
  *   uint8_t image[800 * 750], finger = 0;
  *   double score;
- *   int32_t status;
+ *   int32_t status, rc;
  *   char serial[17] = {0};
- *   LS_KX2Initialize(NULL);
- *   LS_KX2QueryScanners(names, &count);          // records of 16 bytes each
+ *   if ((rc = LS_KX2Initialize(NULL)) != 0) // -200: no device library on the loader's path
+ *     return rc;
+ *   if ((rc = LS_KX2QueryScanners(names, &count)) != 0 || count == 0) // 16-byte records
+ *     goto done;
  *   memcpy(serial, names, 16);
- *   LS_KX2OpenScanner(serial, &h);
- *   LS_KX2SetCaptureMode(h, LS_KX2_MODE_PLAIN);
- *   while (!finger) {                            // until the finger lies still
- *     LS_KX2TriggerScanner(h);
- *     LS_KX2GetPreviewImage(h, image, &score, &finger, &status);
+ *   if ((rc = LS_KX2OpenScanner(serial, &h)) != 0 ||  // -61: another program has it
+ *       (rc = LS_KX2SetCaptureMode(h, LS_KX2_MODE_PLAIN)) != 0)
+ *     goto done;
+ *   while (rc == 0 && !finger) {                 // until the finger lies still
+ *     rc = LS_KX2TriggerScanner(h);
+ *     if (rc == 0)
+ *       rc = LS_KX2GetPreviewImage(h, image, &score, &finger, &status);
  *   }
- *   LS_KX2GetImage(h, image, &score, &finger, &status);
- *   LS_KX2CloseScanner(&h);
+ *   if (rc == 0)
+ *     rc = LS_KX2GetImage(h, image, &score, &finger, &status);
+ * done:
+ *   if (h)
+ *     LS_KX2CloseScanner(&h);
  *   LS_KX2Uninitialize();
  *
- * A roll, on an open handle:
+ * A roll, on an open handle. The roll takes any finger it sees for the roll: let a finger
+ * still on the platen be lifted first, then have the finger placed and held still and
+ * rolled once the roll image shows it steady (the examples' roll_capture.c does this).
  *
- *   LS_KX2SetCaptureMode(h, LS_KX2_MODE_ROLL);
+ *   rc = LS_KX2SetCaptureMode(h, LS_KX2_MODE_ROLL);
+ *   if (rc == 0)
+ *     rc = LS_KX2SetPropertyLongA(h, "nResetImage", 1); // a new roll, also after one
  *   finger = 0;
- *   while (!finger) {                            // until the roll is finished
- *     LS_KX2TriggerScanner(h);
- *     LS_KX2GetRollImage(h, image, &score, &finger, &status);
+ *   while (rc == 0 && !finger) {                 // until the roll is finished
+ *     rc = LS_KX2TriggerScanner(h);
+ *     if (rc == 0)
+ *       rc = LS_KX2GetRollImage(h, image, &score, &finger, &status); // the roll so far
  *   }
- *   // status: 0 for a good roll, -800 to -811 for what was wrong with it.
- *   LS_KX2SetPropertyLongA(h, "nResetImage", 1); // before the next roll
+ *   // With rc 0, status: 0 for a good roll, -801 to -810 for what was wrong with it.
  */
 #ifndef LIVESCANNERKX2_H
 #define LIVESCANNERKX2_H

@@ -3,7 +3,7 @@
 # named on the command line. Idempotent: quiet when every package is present.
 set -euo pipefail
 PKGS=(build-essential cmake pkg-config
-      libboost-dev libboost-thread-dev libboost-regex-dev libboost-date-time-dev
+      libboost-dev libboost-thread-dev libboost-date-time-dev
       libgtest-dev libgmock-dev libpng-dev "$@")
 missing=()
 for p in "${PKGS[@]}"; do

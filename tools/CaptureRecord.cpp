@@ -37,6 +37,8 @@ ClJson ClCaptureRecord::ToJson() const
   o.Set("dpi", ClJson::Integer(m_nDpi));
   o.Set("result_code", ClJson::Integer(m_nResult));
   o.Set("result_text", ClJson::String(m_sResultText));
+  if (!m_sAdvice.empty())
+    o.Set("advice", ClJson::String(m_sAdvice));
   o.Set("status", ClJson::Integer(m_nStatus));
   o.Set("finger", ClJson::Bool(m_bFinger));
   o.Set("score", ClJson::Real(m_dScore));

@@ -23,6 +23,7 @@ struct ClCaptureRecord
   uint32_t m_nWidth = 0, m_nHeight = 0, m_nDpi = 0;
   int32_t m_nResult = 0; // 0, the roll's result code, or the SDK's failure
   std::string m_sResultText;
+  std::string m_sAdvice; // what to do about the result, in words; empty when nothing
   int32_t m_nStatus = 0;
   bool m_bFinger = false;
   double m_dScore = 0.0;

@@ -132,7 +132,7 @@ ClCliOptions ParseArguments(int argc, const char* const* argv)
         throw ClUsageError("--out needs a folder");
     } else if (opt == "--mask-sensitivity") {
       std::string v = next();
-      ParseInteger(opt, v, -2147483647L - 1, 2147483647L);
+      ParseInteger(opt, v, 0, 5);
       o.m_aProperties.emplace_back("nMaskSensitivity", v);
     } else if (opt == "--property") {
       std::string nv = next();
@@ -201,6 +201,9 @@ const char* UsageText()
          "  --preview-frames N      frames shown before a preview mode capture (default 40)\n"
          "Writes MODE_N.png (8-bit grey, 500 dpi), MODE_N.json and report.html per run.\n"
          "Exit status 0 when every capture succeeded, else the SDK's code as a positive\n"
-         "number (the shell keeps its low 8 bits), 1 when no scanner is attached, 2 for\n"
-         "a bad command line, 130 after Ctrl-C.\n";
+         "number (the shell keeps its low 8 bits), 1 when no scanner is attached (or no\n"
+         "device library was found), 2 for a bad command line, 3 when a file could not be\n"
+         "read or written, 130 after Ctrl-C. info exits with the compatibility check's code.\n"
+         "Rolls: lift any finger when asked, place the finger and hold it still, and roll\n"
+         "it from one nail edge to the other after \"roll now\".\n";
 }

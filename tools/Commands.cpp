@@ -1,10 +1,13 @@
 #include "tools/Commands.h"
 
+#include "tools/CaptureAdvice.h"
 #include "tools/PngWriter.h"
 #include "tools/ReportHtml.h"
 #include "tools/ScannerSession.h"
 
 #include <chrono>
+#include <ctime>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -38,13 +41,53 @@ int OpenFailure(int32_t rc, const std::string& name)
     Fail("scanner \"" + name + "\" is not attached (attached: " + (list.empty() ? "none" : list) +
              ")",
          rc);
+  } else if (rc == -61) {
+    Fail("scanner " + (name.empty() ? std::string("in use") : "\"" + name + "\" in use"), rc);
+    std::fprintf(stderr, "lskx2: another program holds the scanner: end it, or wait until it "
+                         "has closed the scanner\n");
   } else {
     Fail("opening the scanner", rc);
   }
   return ExitStatus(rc);
 }
 
+void RemoveEarlierRun(const std::string& dir)
+{
+  namespace fs = std::filesystem;
+  std::error_code ec;
+  for (const fs::directory_entry& e : fs::directory_iterator(dir, ec)) {
+    const std::string name = e.path().filename().string(), ext = e.path().extension().string();
+    const std::string stem = e.path().stem().string();
+    bool bOurs = name == "report.html";
+    for (uint32_t mode = eModePlain; !bOurs && mode <= eModePreview; ++mode) {
+      const std::string prefix = std::string(ModeName(mode)) + "_";
+      bOurs = (ext == ".png" || ext == ".json") && stem.compare(0, prefix.size(), prefix) == 0 &&
+              stem.size() > prefix.size() &&
+              stem.find_first_not_of("0123456789", prefix.size()) == std::string::npos;
+    }
+    if (bOurs)
+      fs::remove(e.path(), ec);
+  }
+}
+
 namespace {
+
+std::string Today()
+{
+  char buf[32] = {0};
+  std::time_t now = std::time(nullptr);
+  std::tm tm{};
+  localtime_r(&now, &tm);
+  std::strftime(buf, sizeof(buf), "%Y-%m-%d %H:%M", &tm);
+  return buf;
+}
+
+std::string SdkVersion(LS_KX2_HANDLE h)
+{
+  char value[256] = {0};
+  uint64_t size = sizeof(value) - 1;
+  return LS_KX2GetPropertyA(h, "Version", value, &size) == 0 ? value : "?";
+}
 
 std::string VersionText(LS_KX2_HANDLE h, int32_t* pnCode)
 {
@@ -74,7 +117,8 @@ bool SaveCapture(const std::string& dir, ClCaptureRecord* r, const std::vector<u
   json << r->ToJson().Dump() << "\n";
   json.close();
   if (!json) {
-    std::fprintf(stderr, "lskx2: cannot write %s/%s.json\n", dir.c_str(), r->m_sName.c_str());
+    std::fprintf(stderr, "lskx2: cannot write %s/%s.json: %s\n", dir.c_str(), r->m_sName.c_str(),
+                 std::strerror(errno));
     return false;
   }
   return true;
@@ -122,9 +166,12 @@ int RunList(const ClCliOptions& o, const std::atomic<bool>& bStop)
 
 int RunInfo(const ClCliOptions& o, const std::atomic<bool>& bStop)
 {
-  int32_t rc = LS_KX2CompatibilityCheck(o.m_sCheck.c_str());
-  std::printf("Compatibility with %s: %d %s\n", o.m_sCheck.c_str(), rc,
-              LS_KX2GetErrorDescriptionA(rc));
+  const int32_t check = LS_KX2CompatibilityCheck(o.m_sCheck.c_str());
+  std::printf("Compatibility with %s: %d %s\n", o.m_sCheck.c_str(), check,
+              LS_KX2GetErrorDescriptionA(check));
+  // A failed check decides the status; the rest is still shown.
+  const int checkStatus = ExitStatus(check);
+  int32_t rc = 0;
   for (int32_t code : o.m_aErrors)
     std::printf("Error %d: %s\n", code, LS_KX2GetErrorDescriptionA(code));
   ClProgressLine quiet(stdout, false);
@@ -132,18 +179,17 @@ int RunInfo(const ClCliOptions& o, const std::atomic<bool>& bStop)
   rc = session.Open(o.m_sScanner);
   if (rc == nNoScanner) {
     std::printf("Scanners: none attached\n");
-    return 0;
+    return checkStatus;
   }
-  if (rc != 0)
-    return OpenFailure(rc, o.m_sScanner);
-  char value[256] = {0};
-  uint64_t size = sizeof(value);
-  if (LS_KX2GetPropertyA(session.Handle(), "Version", value, &size) == 0)
-    std::printf("SDK version: %s\n", value);
+  if (rc != 0) {
+    int status = OpenFailure(rc, o.m_sScanner);
+    return checkStatus ? checkStatus : status;
+  }
+  std::printf("SDK version: %s\n", SdkVersion(session.Handle()).c_str());
   std::string version = VersionText(session.Handle(), &rc);
   std::printf("Scanner %s: %s\n", session.Name().c_str(),
               rc == 0 ? version.c_str() : LS_KX2GetErrorDescriptionA(rc));
-  return 0;
+  return checkStatus;
 }
 
 int RunCaptures(const ClCliOptions& o, const std::atomic<bool>& bStop, bool bTerminal)
@@ -155,7 +201,13 @@ int RunCaptures(const ClCliOptions& o, const std::atomic<bool>& bStop, bool bTer
     return OpenFailure(rc, o.m_sScanner);
   std::string what;
   if ((rc = session.Configure(o, &what)) != 0) {
+    if (rc == nFileProblem) {
+      std::fprintf(stderr, "lskx2: %s\n", what.c_str());
+      return nFileProblem;
+    }
     Fail(what, rc);
+    if (rc == -206)
+      std::fprintf(stderr, "lskx2: the scanner's properties: %s\n", PropertyNames());
     return ExitStatus(rc);
   }
   std::error_code ec;
@@ -163,8 +215,13 @@ int RunCaptures(const ClCliOptions& o, const std::atomic<bool>& bStop, bool bTer
   if (ec) {
     std::fprintf(stderr, "lskx2: cannot create %s: %s\n", o.m_sOutDir.c_str(),
                  ec.message().c_str());
-    return 1;
+    return nFileProblem;
   }
+  RemoveEarlierRun(o.m_sOutDir);
+  int32_t vrc = 0;
+  const std::string title = "lskx2 captures: SDK " + SdkVersion(session.Handle()) + ", scanner " +
+                            session.Name() + " (" + VersionText(session.Handle(), &vrc) + "), " +
+                            Today();
   std::printf("scanner %s\n", session.Name().c_str());
   std::vector<ClCaptureRecord> records;
   const size_t total = o.m_aModes.size() * static_cast<size_t>(o.m_nCount);
@@ -185,14 +242,18 @@ int RunCaptures(const ClCliOptions& o, const std::atomic<bool>& bStop, bool bTer
     records.push_back(r);
     std::string error;
     if (!SaveCapture(o.m_sOutDir, &records.back(), session.Image()) ||
-        !WriteReport(o.m_sOutDir + "/report.html", "lskx2 captures", records, &error)) {
+        !WriteReport(o.m_sOutDir + "/report.html", title, records, &error)) {
       if (!error.empty())
         std::fprintf(stderr, "lskx2: %s\n", error.c_str());
-      return 1;
+      return nFileProblem;
     }
     std::printf("%s: %d %s\n", r.m_sName.c_str(), rc, r.m_sResultText.c_str());
+    if (rc == 0 && !r.m_sAdvice.empty())
+      std::printf("%s: %s\n", r.m_sName.c_str(), r.m_sAdvice.c_str());
     if (rc != 0) {
       Fail(r.m_sName, rc);
+      if (!r.m_sAdvice.empty())
+        std::fprintf(stderr, "lskx2: %s: %s\n", r.m_sName.c_str(), r.m_sAdvice.c_str());
       first = first ? first : rc;
       bBroken = !IsCaptureOutcome(rc);
     }

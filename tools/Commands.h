@@ -24,5 +24,7 @@ double SteadySeconds();
 void Fail(const std::string& what, int32_t nCode);
 // Explains why no scanner could be opened; returns the exit status.
 int OpenFailure(int32_t rc, const std::string& name);
+// Earlier runs' captures and report, so that a folder holds one run only.
+void RemoveEarlierRun(const std::string& dir);
 // The capture's PNG (when it has an image) and JSON file in dir, the PNG's name into *r.
 bool SaveCapture(const std::string& dir, ClCaptureRecord* r, const std::vector<uint8_t>& image);

@@ -3,15 +3,14 @@
 #include "tools/ProgressLine.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <array>
 
 namespace {
 
 // Frames after a new start before the roll image shows the platen as it is now.
 constexpr int nStartFrames = 2;
-// A finger counts as settled once it has been seen this many frames in a row and its
-// contact stopped growing; the roll processor itself settles within three frames.
-constexpr int nSettledFrames = 3;
+// A finger counts as settled once its contact has grown by no more than nSettledJitter
+// over the last nSettledFrames frames; the roll processor itself settles within three.
 constexpr int nSettledJitter = 8;
 // A finished roll that grew less than this beyond the settled contact was never rolled.
 constexpr int nMinGrowth = 40;
@@ -44,10 +43,9 @@ int32_t ClRollLoop::Start()
   m_nHeight = static_cast<uint32_t>(h);
   // Rows the SDK copies are padded to 4 bytes.
   m_aImage.assign(static_cast<size_t>((w + 3) / 4 * 4 * h), 255);
-  if (int32_t rc = LS_KX2GetCaptureMode(m_hScanner, &mode))
-    return rc;
-  if (mode != 1)
-    if (int32_t rc = LS_KX2SetCaptureMode(m_hScanner, 1))
+  // Some modes cannot be read back: anything but a readable roll mode is set anew.
+  if (LS_KX2GetCaptureMode(m_hScanner, &mode) != 0 || mode != LS_KX2_MODE_ROLL)
+    if (int32_t rc = LS_KX2SetCaptureMode(m_hScanner, LS_KX2_MODE_ROLL))
       return rc;
   return Restart();
 }
@@ -56,7 +54,7 @@ int32_t ClRollLoop::Restart()
 {
   m_nSinceReset = 0;
   m_nFingerFrames = 0;
-  m_nLastWidth = 0;
+  m_aRecent.fill(0);
   m_nBaseWidth = -1;
   m_nMaxWidth = 0;
   m_bDeciding = true;
@@ -126,7 +124,8 @@ int32_t ClRollLoop::Step(ClRollListener& listener, bool* pbDone)
   return verdict == EVerdict::eRestart ? Restart() : 0;
 }
 
-ClRollLoop::EVerdict ClRollLoop::Judge(int nWidth, bool bFinished, int32_t nStatus, ClRollListener& listener)
+ClRollLoop::EVerdict ClRollLoop::Judge(int nWidth, bool bFinished, int32_t nStatus,
+                                       ClRollListener& listener)
 {
   if (m_bDeciding) {
     // What the platen shows right after a start: a finger there is not the roll.
@@ -140,15 +139,16 @@ ClRollLoop::EVerdict ClRollLoop::Judge(int nWidth, bool bFinished, int32_t nStat
     return bFinished ? EVerdict::eRestart : EVerdict::eGoOn;
   }
   m_nFingerFrames = nWidth > 0 ? m_nFingerFrames + 1 : 0;
+  m_aRecent[m_nFingerFrames % m_aRecent.size()] = nWidth;
   if (m_nFingerFrames == 1 && m_nBaseWidth < 0)
     m_nBaseWidth = nWidth;
   m_nMaxWidth = std::max(m_nMaxWidth, nWidth);
-  if (m_ePrompt == ERollPrompt::ePlaceFinger && m_nFingerFrames >= nSettledFrames &&
-      std::abs(nWidth - m_nLastWidth) <= nSettledJitter) {
+  const auto range = std::minmax_element(m_aRecent.begin(), m_aRecent.end());
+  if (m_ePrompt == ERollPrompt::ePlaceFinger && m_nFingerFrames >= int(m_aRecent.size()) &&
+      *range.second - *range.first <= nSettledJitter) {
     m_nBaseWidth = nWidth;
     Ask(ERollPrompt::eRollNow, listener);
   }
-  m_nLastWidth = nWidth;
   if (!bFinished)
     return EVerdict::eGoOn;
   if (nStatus != 0 && m_nMaxWidth - std::max(m_nBaseWidth, 0) < nMinGrowth) {

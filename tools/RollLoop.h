@@ -7,6 +7,7 @@
 
 #include "livescannerkx2.h"
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <functional>
@@ -40,7 +41,7 @@ struct ClRollResult
   double m_dScore = 0.0;
   uint64_t m_nFrames = 0;
   double m_dSeconds = 0.0;
-  int m_nRestarts = 0;      // rolls started again because the finger was never rolled
+  int m_nRestarts = 0;        // rolls started again because the finger was never rolled
   int32_t m_nRestartCode = 0; // the defect the last of them was given
 };
 
@@ -93,10 +94,10 @@ private:
   double m_dStart = 0.0;
   ERollPrompt m_ePrompt = ERollPrompt::ePlaceFinger;
   bool m_bPrompted = false;
-  bool m_bDeciding = true; // the platen's first frames after a start are being looked at
-  int m_nSinceReset = 0; // frames since the roll was last started
-  int m_nFingerFrames = 0; // frames in a row with a finger
-  int m_nLastWidth = 0;
-  int m_nBaseWidth = 0; // roll width when the finger had settled
+  bool m_bDeciding = true;        // the platen's first frames after a start are being looked at
+  int m_nSinceReset = 0;          // frames since the roll was last started
+  int m_nFingerFrames = 0;        // frames in a row with a finger
+  std::array<int, 4> m_aRecent{}; // roll widths of the last frames with a finger
+  int m_nBaseWidth = 0;           // roll width when the finger had settled
   int m_nMaxWidth = 0;
 };

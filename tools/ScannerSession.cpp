@@ -1,5 +1,8 @@
 #include "tools/ScannerSession.h"
 
+#include "tools/CaptureAdvice.h"
+
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -93,8 +96,11 @@ int32_t ClScannerSession::Configure(const ClCliOptions& o, std::string* pWhat)
   if (!o.m_sScannerDataFile.empty()) {
     *pWhat = "scanner data " + o.m_sScannerDataFile;
     std::ifstream in(o.m_sScannerDataFile, std::ios::binary);
-    if (!in)
-      return -44;
+    if (!in) {
+      *pWhat =
+          "cannot read the scanner data file " + o.m_sScannerDataFile + ": " + std::strerror(errno);
+      return nFileProblem;
+    }
     if (int32_t rc = WriteScannerData(
             std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>())))
       return rc;
@@ -271,6 +277,21 @@ int32_t ClScannerSession::Roll(const std::string& label, const ClCliOptions& o, 
   r->m_dScore = result.m_dScore;
   if (rc == nRollStopped)
     return nInterrupted;
+  if (rc != -15 && !IsCaptureOutcome(rc))
+    return rc;
+  // The roll's own code and flags; one that never ended in a result has them too.
+  ClJson data;
+  if (ReadScannerData(&data) == 0 && rc == -15)
+    rc = RollCodeOf(data) ? RollCodeOf(data) : rc;
+  r->m_sAdvice = RollAdvice(data);
+  if (rc == -15 && result.m_nRestarts > 0) {
+    rc = result.m_nRestartCode;
+    r->m_sAdvice = "the finger was placed and lifted without rolling: roll it from one side "
+                   "to the other after \"roll now\"";
+  } else if (rc == -15) {
+    r->m_sAdvice = "no roll ended in time: place a finger, hold it still, and roll it after "
+                   "\"roll now\"";
+  }
   return rc;
 }
 
@@ -337,6 +358,11 @@ int32_t ClScannerSession::Capture(uint32_t nMode, const std::string& label, cons
     return rc;
   r->m_nResult = rc;
   r->m_sResultText = LS_KX2GetErrorDescriptionA(rc);
+  if (rc == 0 && (nMode == eModeSingleShot || nMode == eModeTriggered) &&
+      FingerAreaPercent(m_aImage.data(), m_nWidth, m_nHeight) < dEmptyAreaPercent)
+    r->m_sAdvice = "no finger was seen on the platen";
+  else if (rc == -15 && nMode != eModeRoll)
+    r->m_sAdvice = "no finger was held still in time: place a finger and hold it still";
   if (bImage) {
     r->m_nWidth = m_nWidth;
     r->m_nHeight = m_nHeight;

@@ -18,6 +18,8 @@
 // Positive results are the program's own, never an SDK code.
 constexpr int32_t nNoScanner = 1;
 constexpr int32_t nInterrupted = nRollStopped;
+// A file of the command line could not be read, or the output could not be written.
+constexpr int32_t nFileProblem = 3;
 
 // Results that end one capture but leave the scanner fit for the next: no finger, or a
 // roll judged bad.
@@ -44,6 +46,7 @@ public:
   LS_KX2_HANDLE Handle() const { return m_hScanner; }
 
   // Handle properties, shift areas and the scanner data file of the options, in that order.
+  // nFileProblem when the scanner data file cannot be read.
   int32_t Configure(const ClCliOptions& options, std::string* pWhat);
 
   // One capture into *pRecord and m_aImage. Returns what decides the exit status: 0, the

@@ -72,6 +72,10 @@ int RunView(const ClCliOptions& o, const std::atomic<bool>& bStop)
     return OpenFailure(rc, o.m_sScanner);
   std::string what;
   if ((rc = session.Configure(o, &what)) != 0) {
+    if (rc == nFileProblem) {
+      std::fprintf(stderr, "lskx2: %s\n", what.c_str());
+      return nFileProblem;
+    }
     Fail(what, rc);
     return ExitStatus(rc);
   }
@@ -80,8 +84,9 @@ int RunView(const ClCliOptions& o, const std::atomic<bool>& bStop)
   if (ec) {
     std::fprintf(stderr, "lskx2: cannot create %s: %s\n", o.m_sOutDir.c_str(),
                  ec.message().c_str());
-    return 1;
+    return nFileProblem;
   }
+  RemoveEarlierRun(o.m_sOutDir);
   ClViewSite site(o.m_sOutDir);
   ClViewControl control;
   ClViewServer server({[&](const std::string& path) { return site.Respond(path); },

@@ -7,6 +7,8 @@
 #include <atomic>
 #include <csignal>
 #include <cstdio>
+#include <dlfcn.h>
+#include <string>
 #include <unistd.h>
 
 namespace {
@@ -27,6 +29,23 @@ void CatchInterrupts()
   sigaction(SIGTERM, &sa, nullptr);
 }
 
+const char* const szDeviceLibrary = "libkxScanAPI.so";
+
+// Whether the loader finds the device library as the SDK asks for it; *pWhy gets the
+// loader's own words when not.
+bool DeviceLibraryLoads(std::string* pWhy)
+{
+  void* h = dlopen(szDeviceLibrary, RTLD_NOW | RTLD_LOCAL);
+  if (!h) {
+    const char* e = dlerror();
+    if (e)
+      *pWhy = e;
+    return false;
+  }
+  dlclose(h);
+  return true;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -45,6 +64,18 @@ int main(int argc, char** argv)
   CatchInterrupts();
   int32_t rc = LS_KX2Initialize(nullptr);
   if (rc != 0) {
+    std::string why = "the SDK library does not find it on its search path";
+    // The SDK names no file; the loader's own words say more when it fails here too.
+    if (rc == -200) {
+      DeviceLibraryLoads(&why);
+      std::fprintf(stderr,
+                   "lskx2: the device library %s could not be loaded: %s\n"
+                   "lskx2: with a scanner, install its vendor's device library where the "
+                   "loader finds it; without one, run on the simulator: livescannerkx2-sim lskx2 "
+                   "%s\n",
+                   szDeviceLibrary, why.c_str(), argc > 1 ? argv[1] : "demo");
+      return 1; // no scanner to reach
+    }
     std::fprintf(stderr, "lskx2: starting the SDK: %d %s\n", rc, LS_KX2GetErrorDescriptionA(rc));
     return ExitStatus(rc);
   }

@@ -51,6 +51,29 @@ LIBRARY_ENV = "LIVESCANNERKX2_LIBRARY"
 SONAME = "liblivescannerkx2.so.1"
 
 
+def _candidates() -> list:
+    """Where the library is looked for, in order: the file the environment names, the
+    package's own folder, then the loader's search path."""
+    found = []
+    if os.environ.get(LIBRARY_ENV):
+        found.append(os.environ[LIBRARY_ENV])
+    beside = os.path.join(os.path.dirname(os.path.abspath(__file__)), SONAME)
+    if os.path.exists(beside):
+        found.append(beside)
+    return found + [SONAME]
+
+
+def _load() -> ctypes.CDLL:
+    tried = []
+    for candidate in _candidates():
+        try:
+            return ctypes.CDLL(candidate)
+        except OSError as e:
+            tried.append(f"{candidate}: {e}")
+    raise OSError("the KX2 SDK library was not found; tried " + "; ".join(tried) +
+                  f" (install liblivescannerkx2-1, or name the file in {LIBRARY_ENV})")
+
+
 class _Api:
     """The exports, bound on first use so that an older library without some of them
     still serves the others."""
@@ -59,13 +82,14 @@ class _Api:
         self._cdll = None
         self._lock = threading.Lock()
 
-    def library(self):
+    def library(self) -> ctypes.CDLL:
+        """The SDK library, loaded on first use."""
         with self._lock:
             if self._cdll is None:
-                self._cdll = ctypes.CDLL(os.environ.get(LIBRARY_ENV) or SONAME)
+                self._cdll = _load()
             return self._cdll
 
-    def __getattr__(self, name):
+    def __getattr__(self, name: str):
         if name not in SIGNATURES:
             raise AttributeError(name)
         try:

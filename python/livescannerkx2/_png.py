@@ -13,7 +13,7 @@ def _chunk(tag, data):
     return struct.pack(">I", len(data)) + tag + data + struct.pack(">I", zlib.crc32(tag + data))
 
 
-def save_png(path, image, dpi=500):
+def save_png(path: str, image: numpy.ndarray, dpi: int = 500) -> None:
     """Writes a two-dimensional uint8 array as an 8-bit grey PNG file."""
     pixels = numpy.asarray(image)
     if pixels.ndim != 2 or pixels.dtype != numpy.uint8:

@@ -3,12 +3,13 @@
 import ctypes
 import enum
 import json
-from typing import NamedTuple
+from typing import Any, Callable, NamedTuple, Optional, Union
 
 import numpy
 
-from ._errors import check, call
+from ._errors import NO_FINGER, CaptureTimeout, call, check
 from ._lib import HANDLE, api
+from ._roll import RollPrompt, RollSteps, roll_width
 
 _u64, _u32, _i32, _u8 = ctypes.c_uint64, ctypes.c_uint32, ctypes.c_int32, ctypes.c_uint8
 
@@ -35,16 +36,17 @@ class Image(NamedTuple):
     status: int
 
 
-def initialize():
+def initialize() -> None:
     """Takes one reference on the SDK; pair every call with uninitialize()."""
     call("LS_KX2Initialize", None)
 
 
-def uninitialize():
+def uninitialize() -> None:
+    """Drops one reference on the SDK taken by initialize()."""
     call("LS_KX2Uninitialize")
 
 
-def check_compatibility(version):
+def check_compatibility(version: str) -> None:
     """Raises Error unless an application built for `version` ("major.minor") can use
     this library."""
     call("LS_KX2CompatibilityCheck", version.encode())
@@ -54,7 +56,7 @@ def _decode(raw):
     return raw.split(b"\0", 1)[0].decode("utf-8", "replace")
 
 
-def query_scanners():
+def query_scanners() -> list:
     """Names of the attached KX2 scanners, such as "KX2 21234567"."""
     count = _u64(0)
     while True:
@@ -84,16 +86,19 @@ def _read_text(function, fill, first_size=256):
     return _decode(buf.raw)
 
 
-def _pair_property(export, doc):
+def _pair_property(export: str, doc: str) -> property:
     """A read-only property answered by an export with two 64-bit outputs."""
-    return property(lambda self: self._pair(export), doc=doc)
+    def get(self) -> tuple:
+        return self._pair(export)
+    get.__doc__ = doc
+    return property(get)
 
 
 class Scanner:
     """One open scanner. Holds an SDK reference from opening to close(); use it as a
     context manager. `name` None opens the first scanner attached."""
 
-    def __init__(self, name=None):
+    def __init__(self, name: Optional[str] = None):
         self._handle = HANDLE()
         initialize()
         try:
@@ -108,7 +113,7 @@ class Scanner:
             raise
         self.name = name
 
-    def close(self):
+    def close(self) -> None:
         """Closes the scanner and drops the SDK reference; a second call does nothing."""
         if self._handle.value is None:
             return
@@ -118,10 +123,10 @@ class Scanner:
             self._handle = HANDLE()
             uninitialize()
 
-    def __enter__(self):
+    def __enter__(self) -> "Scanner":
         return self
 
-    def __exit__(self, *exc):
+    def __exit__(self, *exc) -> None:
         self.close()
 
     def _call(self, name, *args):
@@ -130,16 +135,17 @@ class Scanner:
     # Capture
 
     @property
-    def capture_mode(self):
+    def capture_mode(self) -> CaptureMode:
+        """The capture mode; setting it stops the old mode's work and starts the new."""
         mode = _u32()
         self._call("LS_KX2GetCaptureMode", ctypes.byref(mode))
         return CaptureMode(mode.value)
 
     @capture_mode.setter
-    def capture_mode(self, mode):
+    def capture_mode(self, mode: CaptureMode) -> None:
         self._call("LS_KX2SetCaptureMode", int(mode))
 
-    def trigger(self):
+    def trigger(self) -> None:
         """Takes the next frame of the stream; the application sets the pace."""
         self._call("LS_KX2TriggerScanner")
 
@@ -168,19 +174,19 @@ class Scanner:
                    ctypes.byref(finger), ctypes.byref(status))
         return Image(out, score.value, bool(finger.value), status.value)
 
-    def get_image(self, out=None):
+    def get_image(self, out: Optional[numpy.ndarray] = None) -> Image:
         """The final image of the present mode (one capture in plain mode)."""
         return self._image("LS_KX2GetImage", "LS_KX2GetImageSize", out)
 
-    def get_preview_image(self, out=None):
+    def get_preview_image(self, out: Optional[numpy.ndarray] = None) -> Image:
         """The newest preview; `finger` true once a finger lies still."""
         return self._image("LS_KX2GetPreviewImage", "LS_KX2GetPreviewImageSize", out)
 
-    def get_roll_image(self, out=None):
+    def get_roll_image(self, out: Optional[numpy.ndarray] = None) -> Image:
         """The roll so far; `finger` true once it is finished, `status` its result."""
         return self._image("LS_KX2GetRollImage", "LS_KX2GetRollImageSize", out)
 
-    def capture_plain(self, max_frames=2000):
+    def capture_plain(self, max_frames: int = 2000) -> Image:
         """Plain mode: triggers and watches the preview until a finger lies still, then
         takes the image. Gives up after `max_frames` frames (about a minute)."""
         self.capture_mode = CaptureMode.PLAIN
@@ -189,73 +195,108 @@ class Scanner:
             self.trigger()
             if self.get_preview_image(preview).finger:
                 return self.get_image()
-        raise TimeoutError("no finger held still on the scanner")
+        raise CaptureTimeout(NO_FINGER, "capture_plain",
+                             "no finger was held still on the scanner: place one and hold it still")
 
-    def capture_roll(self, max_frames=2000):
-        """Roll mode: starts a new roll and triggers until it is finished. The result's
-        `status` is the roll's result code (0 for a good roll)."""
+    def capture_roll(self, max_frames: int = 2000,
+                     on_prompt: Optional[Callable[[RollPrompt], None]] = print,
+                     on_frame: Optional[Callable[[numpy.ndarray, int], None]] = None) -> Image:
+        """Roll mode: guides the operator through one roll and returns it; `status` is the
+        roll's result code (0 for a good roll).
+
+        A finger on the platen as the roll starts is asked away first; then the finger is
+        placed and held still, and `on_prompt` says "roll now" once the roll processor has
+        settled (the default prints the prompts; None keeps quiet). `on_frame` gets the roll
+        image and its width in pixels after every frame. A finger lifted without rolling
+        starts the roll again. After `max_frames` frames (about a minute) CaptureTimeout
+        tells the defect of a roll that never gave a result, or -15."""
         self.capture_mode = CaptureMode.ROLL
-        self.set_property_long("nResetImage", 1)
         roll = numpy.empty(self.roll_image_size[::-1], numpy.uint8)
+        steps = RollSteps(on_prompt)
+        self.set_property_long("nResetImage", 1)
         for _ in range(max_frames):
             self.trigger()
             result = self.get_roll_image(roll)
-            if result.finger:
+            width = roll_width(roll)
+            verdict = steps.judge(width, result.finger, result.status)
+            if on_frame:
+                on_frame(roll, width)
+            if verdict == "done":
                 return result
-        raise TimeoutError("no roll finished on the scanner")
+            if verdict == "restart":
+                self.set_property_long("nResetImage", 1)
+                steps.start()
+        raise self._roll_timeout(steps)
+
+    def _roll_timeout(self, steps: RollSteps) -> CaptureTimeout:
+        code = int(self.scanner_data.get("KX2", {}).get("ROLLFINGER", {}).get("RETURNCODE", "0"))
+        if code:
+            return CaptureTimeout(code, "capture_roll", "the roll never gave a result")
+        if steps.restarts:
+            return CaptureTimeout(steps.restart_code, "capture_roll",
+                                  "the finger was placed and lifted without rolling")
+        return CaptureTimeout(NO_FINGER, "capture_roll", "no roll ended in time")
 
     # Device
 
     @property
-    def condition(self):
+    def condition(self) -> int:
         """How dirty the platen is, 0 (clean) to 100."""
         value, reserved = _u32(), _u32()
         self._call("LS_KX2GetScannerCondition", ctypes.byref(value), ctypes.byref(reserved))
         return value.value
 
     @property
-    def serial_number(self):
+    def serial_number(self) -> str:
+        """The scanner's serial number as the device reports it."""
         buf = ctypes.create_string_buffer(NAME_BYTES + 1)
         self._call("LS_KX2GetSerialNumber", buf)
         return _decode(buf.raw)
 
-    def set_led(self, led, state):
+    def set_led(self, led: int, state: int) -> None:
+        """Switches LED `led` (0, the only one) to `state`."""
         self._call("LS_KX2SetLED", led, state)
 
     @property
-    def version_string(self):
+    def version_string(self) -> str:
         """The device's version text followed by the SDK's."""
         return _read_text("LS_KX2GetVersionString",
                           lambda buf, size: api.LS_KX2GetVersionString(self._handle, buf, size))
 
     # Properties
 
-    def get_property(self, name):
+    def get_property(self, name: str) -> str:
+        """A handle property as text, such as "Version"."""
         return _read_text("LS_KX2GetPropertyA",
                           lambda buf, size: api.LS_KX2GetPropertyA(self._handle, name.encode(), buf, size))
 
-    def set_property(self, name, value):
+    def set_property(self, name: str, value: Any) -> None:
+        """Sets a handle property from its text form."""
         self._call("LS_KX2SetPropertyA", name.encode(), str(value).encode())
 
-    def get_property_long(self, name):
+    def get_property_long(self, name: str) -> int:
+        """A numeric handle property, such as "nMaskSensitivity"."""
         value = _i32()
         self._call("LS_KX2GetPropertyLongA", name.encode(), ctypes.byref(value))
         return value.value
 
-    def set_property_long(self, name, value):
+    def set_property_long(self, name: str, value: int) -> None:
+        """Sets a numeric handle property; "nResetImage" restarts the roll."""
         self._call("LS_KX2SetPropertyLongA", name.encode(), value)
 
-    def get_property_double(self, name):
+    def get_property_double(self, name: str) -> float:
+        """A handle property as a floating value."""
         value = ctypes.c_double()
         self._call("LS_KX2GetPropertyDoubleA", name.encode(), ctypes.byref(value))
         return value.value
 
-    def set_property_double(self, name, value):
+    def set_property_double(self, name: str, value: float) -> None:
+        """Sets a handle property from a floating value."""
         self._call("LS_KX2SetPropertyDoubleA", name.encode(), float(value))
 
     # Extended access
 
-    def extended_access(self, ident, data=b"", room=None):
+    def extended_access(self, ident: int, data: bytes = b"", room: Optional[int] = None) -> tuple:
         """The raw extended access: sends `data` in a buffer of `room` bytes (default its
         length) and returns the buffer and the size the call stored."""
         room = len(data) if room is None else room
@@ -265,7 +306,7 @@ class Scanner:
         return buf.raw, size.value
 
     @property
-    def scanner_data(self):
+    def scanner_data(self) -> dict:
         """The JSON document of diagnostics (roll measures, liveness) as a dict; every
         leaf is a string."""
         text = _read_text("LS_KX2ExtendedScannerAccess",
@@ -274,7 +315,7 @@ class Scanner:
         return json.loads(text) if text.strip() else {}
 
     @scanner_data.setter
-    def scanner_data(self, document):
+    def scanner_data(self, document: Union[dict, str]) -> None:
         """Loads settings (roll thresholds, liveness settings) from a dict or JSON text."""
         text = document if isinstance(document, str) else json.dumps(document)
         data = text.encode() + b"\0"

@@ -28,8 +28,20 @@ def test_plain_capture_gives_the_still_finger(scanner):
     assert 0 <= scanner.condition <= 100
 
 
+def test_plain_time_out_is_an_sdk_error(scanner):
+    with pytest.raises(kx2.CaptureTimeout) as caught:
+        scanner.capture_plain(max_frames=1)
+    assert isinstance(caught.value, kx2.Error) and not isinstance(caught.value, TimeoutError)
+    assert caught.value.code == -15 and "hold it still" in str(caught.value)
+
+
 def test_roll_reports_its_result_code_and_document(scanner):
-    result = scanner.capture_roll()
+    prompts, widths = [], []
+    result = scanner.capture_roll(on_prompt=prompts.append,
+                                  on_frame=lambda image, width: widths.append(width))
+    # The finger is asked for and told when to roll; the roll grows frame by frame.
+    assert prompts[-2:] == [kx2.RollPrompt.PLACE_FINGER, kx2.RollPrompt.ROLL_NOW]
+    assert max(widths) > 300
     assert result.finger and result.image.shape == (750, 800)
     assert result.status == 0 or -811 <= result.status <= -800
     roll = scanner.scanner_data["KX2"]["ROLLFINGER"]

@@ -89,6 +89,25 @@ TEST(Enumeration, SerialForms)
                                       "KX2 212345678|6|18", "KX10 00000000|7|38"}));
 }
 
+TEST(Enumeration, SerialFormIsSevenOrEightDigits)
+{
+  const std::pair<const char*, bool> cases[] = {{"1234567", true},
+                                                {"12345678", true},
+                                                {"00000000", true},
+                                                {"123456", false},
+                                                {"123456789", false},
+                                                {"", false},
+                                                {"1234567a", false},
+                                                {" 1234567", false},
+                                                {"1234567\n", false},
+                                                {"12345-67", false},
+                                                {"\xd9\xa1"
+                                                 "234567",
+                                                 false}};
+  for (const auto& c : cases)
+    EXPECT_EQ(ClRDKXScanAPIWrapper::IsSerialForm(c.first), c.second) << c.first;
+}
+
 TEST(Enumeration, CalibrationMemory)
 {
   Sim().Load(Config({Device(0, 1, R"("serial":"11111111","ext_memory":{"size":1290})"),

@@ -6,7 +6,9 @@
 #include <boost/property_tree/ptree.hpp>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <cmath>
 #include <cstring>
 #include <fcntl.h>
@@ -69,7 +71,9 @@ protected:
       envp.push_back(&e[0]);
     argv.push_back(nullptr);
     envp.push_back(nullptr);
-    const std::string out = m_sDir + "/stdout", err = m_sDir + "/stderr";
+    // Runs may overlap: each has its own output files.
+    const std::string n = std::to_string(++m_nRuns);
+    const std::string out = m_sDir + "/stdout" + n, err = m_sDir + "/stderr" + n;
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
@@ -108,6 +112,7 @@ protected:
   std::string Out() const { return m_sDir + "/out"; }
 
   std::string m_sDir;
+  std::atomic<int> m_nRuns{0};
 };
 
 // One device with the given script; rolls want frames at a realistic pace.
@@ -167,9 +172,36 @@ TEST_F(Lskx2Demo, WritesPicturesFiguresAndReport)
   }
 }
 
-// The simulator's built-in script, as scripts/run.sh uses it. Its roll (220 to 580 in 36
-// frames) is not assembled yet: the roll processor ends it with -802 and an empty image.
+// The simulator's built-in script, as scripts/run.sh uses it.
 TEST_F(Lskx2Demo, BuiltInScript) { ExpectPicturesAndFigures(Start({"demo", "--out", Out()}, "")); }
+
+// A fresh process on the built-in script meets the flat finger first: it is asked to roll,
+// lifted unrolled, and the roll starts again for the real one.
+TEST_F(Lskx2Program, FirstRollOfTheBuiltInScriptIsGood)
+{
+  for (std::vector<std::string> args :
+       {std::vector<std::string>{"roll"}, std::vector<std::string>{"capture", "--mode", "roll"}}) {
+    args.insert(args.end(), {"--out", Out()});
+    ProgramRun run = Start(args, "");
+    EXPECT_EQ(run.nStatus, 0) << run.sOut << run.sErr;
+    EXPECT_EQ(Json("roll_1.json").get<int>("result_code"), 0);
+    size_t place = run.sOut.find("place the finger and hold it still");
+    EXPECT_NE(run.sOut.find("roll now", place), std::string::npos) << run.sOut;
+  }
+}
+
+// A finger still lying on the platen as the roll starts is asked away, not rolled.
+TEST_F(Lskx2Program, FingerOnThePlatenIsAskedAwayFirst)
+{
+  ProgramRun run = Start({"roll", "--out", Out(), "--timeout", "60"},
+                         Script(R"({"place": 3}, {"still": 30}, {"lift": 4}, {"empty": 6},
+                                   {"roll": 60, "from_x": 300, "to_x": 500, "settle": 8},
+                                   {"lift": 4}, {"empty": 30})"));
+  EXPECT_EQ(run.nStatus, 0) << run.sOut << run.sErr;
+  size_t lift = run.sOut.find("lift the finger");
+  ASSERT_NE(lift, std::string::npos) << run.sOut;
+  EXPECT_NE(run.sOut.find("place the finger", lift), std::string::npos) << run.sOut;
+}
 
 // The other modes give their image without a roll or a finger wait of their own.
 TEST_F(Lskx2Program, EveryModeWritesItsImage)
@@ -185,18 +217,30 @@ TEST_F(Lskx2Program, EveryModeWritesItsImage)
   }
 }
 
-TEST_F(Lskx2Program, BadRollEndsWithItsCodeAndText)
+// Rolls that end without a result wait out the time-out, then report the roll's own code
+// and what to do.
+TEST_F(Lskx2Program, RollWithoutResultReportsItsOwnCode)
 {
-  // A finger laid flat and lifted again is no roll: too small.
-  ProgramRun run = Start({"roll", "--out", Out(), "--timeout", "300"},
-                         Script(R"({"empty": 6}, {"place": 5}, {"still": 25}, {"lift": 4},
-                                   {"empty": 20})"));
-  EXPECT_EQ(run.nStatus, 805 & 0xff) << run.sOut << run.sErr;
-  pt::ptree json = Json("roll_1.json");
-  EXPECT_EQ(json.get<int>("result_code"), -805);
-  EXPECT_EQ(json.get<std::string>("result_text"), "Size of rolled fingerprint is too small.");
-  EXPECT_EQ(json.get<std::string>("image"), "roll_1.png");
-  EXPECT_NE(run.sErr.find("-805 Size of rolled fingerprint is too small."), std::string::npos);
+  struct
+  {
+    const char* szSteps;
+    int nCode;
+    const char* szAdvice;
+  } cases[] = {
+      {R"({"empty": 6}, {"roll": 8, "from_x": 250, "to_x": 550}, {"lift": 4}, {"empty": 9000})",
+       -802, "roll slower"},
+      {R"({"empty": 6}, {"place": 5}, {"still": 25}, {"lift": 4}, {"empty": 9000})", -805,
+       "lifted without rolling"},
+      {R"({"empty": 9000})", -15, "no roll ended in time"},
+  };
+  for (const auto& c : cases) {
+    ProgramRun run = Start({"roll", "--out", Out(), "--timeout", "3"}, Script(c.szSteps));
+    EXPECT_EQ(run.nStatus, -c.nCode & 0xff) << run.sOut << run.sErr;
+    pt::ptree json = Json("roll_1.json");
+    EXPECT_EQ(json.get<int>("result_code"), c.nCode);
+    EXPECT_NE(json.get<std::string>("advice").find(c.szAdvice), std::string::npos);
+    EXPECT_NE(run.sErr.find(c.szAdvice), std::string::npos) << run.sErr;
+  }
 }
 
 // Waits for the roll processor to find a roll back over unrolled skin; the finger rests
@@ -233,6 +277,85 @@ TEST_F(Lskx2Program, MissingScannersAreNamed)
   ProgramRun none = Start({"demo", "--out", Out()}, R"({"devices": []})");
   EXPECT_EQ(none.nStatus, 1);
   EXPECT_NE(none.sErr.find("no scanner attached"), std::string::npos);
+}
+
+// What goes wrong before any capture says what to do, with a status of its own.
+TEST_F(Lskx2Program, ProblemsSayWhatToDo)
+{
+  std::ofstream(m_sDir + "/file") << "x";
+  struct
+  {
+    std::vector<std::string> args;
+    int nStatus;
+    const char* szText;
+  } cases[] = {
+      {{"capture", "--property", "nNoSuch=1"}, 206, "nMaskSensitivity (0 to 5)"},
+      {{"capture", "--scanner-data", m_sDir + "/none.json"}, 3, "cannot read the scanner data"},
+      {{"capture", "--out", m_sDir + "/file/out"}, 3, "cannot create"},
+      {{"info", "--check", "abc"}, 44, "-44"},
+      {{"capture", "--mask-sensitivity", "6"}, 2, "from 0 to 5"},
+  };
+  for (const auto& c : cases) {
+    ProgramRun run = Start(c.args, "");
+    EXPECT_EQ(run.nStatus, c.nStatus) << c.args[1];
+    EXPECT_NE((run.sOut + run.sErr).find(c.szText), std::string::npos) << run.sOut << run.sErr;
+  }
+}
+
+TEST_F(Lskx2Program, MissingDeviceLibraryIsNamed)
+{
+  // The SDK library beside a program without the simulator: the loader finds no device.
+  namespace fs = std::filesystem;
+  const std::string bin = std::getenv("LSKX2_BIN_DIR") ? std::getenv("LSKX2_BIN_DIR") : ".";
+  fs::create_directory(m_sDir + "/alone");
+  for (const char* f : {"lskx2", "liblivescannerkx2.so.1"})
+    fs::copy_file(bin + "/" + f, m_sDir + "/alone/" + f);
+  setenv("LSKX2_BIN_DIR", (m_sDir + "/alone").c_str(), 1);
+  ProgramRun run = Start({"list"}, "");
+  setenv("LSKX2_BIN_DIR", bin.c_str(), 1);
+  EXPECT_EQ(run.nStatus, 1);
+  EXPECT_NE(run.sErr.find("libkxScanAPI.so"), std::string::npos) << run.sErr;
+  EXPECT_NE(run.sErr.find("livescannerkx2-sim lskx2 list"), std::string::npos) << run.sErr;
+}
+
+TEST_F(Lskx2Program, ScannerInUseSaysSo)
+{
+  std::atomic<bool> bHeld{false};
+  std::thread holder([&] {
+    Start({"capture", "--out", m_sDir + "/held", "--timeout", "20"}, Script(R"({"empty": 9000})"),
+          [&](pid_t pid, const std::string& out) {
+            if (bHeld)
+              kill(pid, SIGINT);
+            else if (out.find("finger: none") != std::string::npos) {
+              ProgramRun second = Start({"capture", "--out", Out()}, "");
+              EXPECT_EQ(second.nStatus, 61);
+              EXPECT_NE(second.sErr.find("another program holds the scanner"), std::string::npos)
+                  << second.sErr;
+              bHeld = true;
+            }
+          });
+  });
+  holder.join();
+  EXPECT_TRUE(bHeld);
+}
+
+// A second run into the same folder leaves only its own files; the report names the run.
+TEST_F(Lskx2Program, RerunLeavesNoStaleFiles)
+{
+  const std::string still = Script(R"({"place": 3}, {"still": 200})");
+  Start({"capture", "--mode", "single", "--count", "2", "--out", Out()}, still);
+  ProgramRun run = Start({"capture", "--mode", "single", "--out", Out()}, still);
+  EXPECT_EQ(run.nStatus, 0) << run.sErr;
+  EXPECT_TRUE(std::filesystem::exists(Out() + "/single_1.png"));
+  EXPECT_FALSE(std::filesystem::exists(Out() + "/single_2.png"));
+  EXPECT_FALSE(std::filesystem::exists(Out() + "/single_2.json"));
+  const std::string report = ReadText(Out() + "/report.html");
+  for (const char* text : {"SDK 1.8.1", "KX2 21234567", "single_1", "20"})
+    EXPECT_NE(report.find(text), std::string::npos) << text;
+  // An empty platen is said to be empty.
+  ProgramRun empty =
+      Start({"capture", "--mode", "triggered", "--out", Out()}, Script(R"({"empty": 9000})"));
+  EXPECT_NE(empty.sOut.find("no finger was seen"), std::string::npos) << empty.sOut;
 }
 
 TEST_F(Lskx2Program, InterruptClosesTheScanner)
