@@ -55,7 +55,8 @@ double ParsePositive(const std::string& option, const std::string& text)
 
 bool IsCaptureCommand(ECommand e)
 {
-  return e == ECommand::eCapture || e == ECommand::eRoll || e == ECommand::eDemo;
+  return e == ECommand::eCapture || e == ECommand::eRoll || e == ECommand::eDemo ||
+         e == ECommand::eView;
 }
 
 ECommand ParseCommand(const std::string& word)
@@ -70,6 +71,8 @@ ECommand ParseCommand(const std::string& word)
     return ECommand::eRoll;
   if (word == "demo")
     return ECommand::eDemo;
+  if (word == "view")
+    return ECommand::eView;
   if (word == "help" || word == "--help" || word == "-h")
     return ECommand::eHelp;
   throw ClUsageError("unknown command \"" + word + "\"");
@@ -150,6 +153,10 @@ ClCliOptions ParseArguments(int argc, const char* const* argv)
       o.m_dTimeout = ParsePositive(opt, next());
     } else if (opt == "--preview-frames") {
       o.m_nPreviewFrames = static_cast<int>(ParseInteger(opt, next(), 0, 100000));
+    } else if (opt == "--listen" && o.m_eCommand == ECommand::eView) {
+      o.m_sListen = next();
+    } else if (opt == "--listen") {
+      throw ClUsageError("--listen belongs to the view command");
     } else if (opt == "--check" && o.m_eCommand == ECommand::eInfo) {
       o.m_sCheck = next();
       bCaptureOption = false;
@@ -163,11 +170,11 @@ ClCliOptions ParseArguments(int argc, const char* const* argv)
       throw ClUsageError("unknown option \"" + opt + "\"");
     }
     if (bCaptureOption && !IsCaptureCommand(o.m_eCommand))
-      throw ClUsageError(opt + " belongs to the capture, roll and demo commands");
+      throw ClUsageError(opt + " belongs to the capture, roll, demo and view commands");
   }
   if (o.m_eCommand == ECommand::eRoll)
     o.m_aModes = {eModeRoll};
-  else if (o.m_eCommand == ECommand::eDemo) {
+  else if (o.m_eCommand == ECommand::eDemo || o.m_eCommand == ECommand::eView) {
     o.m_aModes = {eModePlain, eModeRoll};
     o.m_bShiftAreas = true;
   } else if (o.m_eCommand == ECommand::eCapture && !bModeGiven)
@@ -184,7 +191,9 @@ const char* UsageText()
          "  capture   plain capture with live progress (or --mode)\n"
          "  roll      rolled capture with live progress\n"
          "  demo      a plain capture and a roll\n"
-         "capture options (capture, roll, demo):\n"
+         "  view      live view in a browser, with plain and rolled captures\n"
+         "            [--listen ADDR:PORT] (default 127.0.0.1 and a free port)\n"
+         "capture options (capture, roll, demo, view):\n"
          "  --scanner NAME          scanner to open (default: the first attached)\n"
          "  --mode MODE             plain, roll, liveness, single, triggered, preview\n"
          "  --count N               captures per mode (default 1)\n"

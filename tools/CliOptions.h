@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-enum class ECommand { eHelp, eList, eInfo, eCapture, eRoll, eDemo };
+enum class ECommand { eHelp, eList, eInfo, eCapture, eRoll, eDemo, eView };
 
 // Public capture modes, numbered as LS_KX2SetCaptureMode takes them.
 enum ECaptureMode : uint32_t {
@@ -38,10 +38,11 @@ struct ClCliOptions
   std::string m_sOutDir = "out";
   // Handle properties set before the first capture, in order; --mask-sensitivity adds one.
   std::vector<std::pair<std::string, std::string>> m_aProperties;
-  std::string m_sScannerDataFile; // JSON written with extended access id 7
-  bool m_bShiftAreas = false;     // rolls outline their shift areas
-  double m_dTimeout = 60.0;       // seconds to wait for a finger or a roll
-  int m_nPreviewFrames = 40;      // frames shown before a preview mode capture
+  std::string m_sScannerDataFile;        // JSON written with extended access id 7
+  bool m_bShiftAreas = false;            // rolls outline their shift areas
+  double m_dTimeout = 60.0;              // seconds to wait for a finger or a roll
+  int m_nPreviewFrames = 40;             // frames shown before a preview mode capture
+  std::string m_sListen = "127.0.0.1:0"; // view: address and port (0: any free one)
   std::string m_sCheck = "1.4";
   std::vector<int32_t> m_aErrors;
 };

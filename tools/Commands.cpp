@@ -13,8 +13,6 @@
 #include <filesystem>
 #include <fstream>
 
-namespace {
-
 double SteadySeconds()
 {
   using namespace std::chrono;
@@ -28,7 +26,6 @@ void Fail(const std::string& what, int32_t nCode)
                LS_KX2GetErrorDescriptionA(nCode));
 }
 
-// Explains why no scanner could be opened; returns the exit status.
 int OpenFailure(int32_t rc, const std::string& name)
 {
   if (rc == nNoScanner) {
@@ -54,7 +51,6 @@ int OpenFailure(int32_t rc, const std::string& name)
   return ExitStatus(rc);
 }
 
-// Earlier runs' captures and report, so that a folder holds one run only.
 void RemoveEarlierRun(const std::string& dir)
 {
   namespace fs = std::filesystem;
@@ -73,6 +69,8 @@ void RemoveEarlierRun(const std::string& dir)
       fs::remove(e.path(), ec);
   }
 }
+
+namespace {
 
 std::string Today()
 {
@@ -102,6 +100,8 @@ std::string VersionText(LS_KX2_HANDLE h, int32_t* pnCode)
   return *pnCode == 0 ? std::string(text) : std::string();
 }
 
+} // namespace
+
 bool SaveCapture(const std::string& dir, ClCaptureRecord* r, const std::vector<uint8_t>& image)
 {
   std::string error;
@@ -123,8 +123,6 @@ bool SaveCapture(const std::string& dir, ClCaptureRecord* r, const std::vector<u
   }
   return true;
 }
-
-} // namespace
 
 int ExitStatus(int32_t nCode)
 {

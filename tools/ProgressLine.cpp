@@ -27,6 +27,8 @@ std::string ClProgressLine::Format(const ClProgressState& s)
 
 void ClProgressLine::Update(const ClProgressState& state)
 {
+  if (!m_pOut)
+    return;
   if (m_bTerminal) {
     // Back to the start of the line and clear what was there.
     std::fprintf(m_pOut, "\r%s\033[K", Format(state).c_str());
@@ -41,6 +43,8 @@ void ClProgressLine::Update(const ClProgressState& state)
 
 void ClProgressLine::End()
 {
+  if (!m_pOut)
+    return;
   if (m_bOpen)
     std::fputc('\n', m_pOut);
   m_bOpen = false;

@@ -19,6 +19,7 @@ struct ClProgressState
 class ClProgressLine
 {
 public:
+  // pOut nullptr: silent.
   ClProgressLine(FILE* pOut, bool bTerminal) : m_pOut(pOut), m_bTerminal(bTerminal) {}
   ~ClProgressLine() { End(); }
 

@@ -78,13 +78,15 @@ std::string Figures(const ClCaptureRecord& r)
   out += Row("score", Number("%.3f", r.m_dScore));
   out += Row("condition", std::to_string(r.m_nCondition));
   if (!r.m_sImageFile.empty())
-    out += Row("image", std::to_string(r.m_nWidth) + " &times; " + std::to_string(r.m_nHeight) +
-                            ", " + std::to_string(r.m_nDpi) + " dpi");
+    out += Row("image", "<a href=\"" + HtmlEscape(r.m_sImageFile) + "\" download>" +
+                            HtmlEscape(r.m_sImageFile) + "</a>, " + std::to_string(r.m_nWidth) +
+                            " &times; " + std::to_string(r.m_nHeight) + ", " +
+                            std::to_string(r.m_nDpi) + " dpi");
   out += Row("frames", std::to_string(r.m_nFrames) + " in " + Number("%.1f", r.m_dSeconds) + " s");
   if (!r.m_aPolygons.empty())
     out += Row("shift areas", std::to_string(r.m_aPolygons.size()));
-  out += Row("figures", "<a href=\"" + HtmlEscape(r.m_sName) + ".json\">" + HtmlEscape(r.m_sName) +
-                            ".json</a>");
+  out += Row("figures", "<a href=\"" + HtmlEscape(r.m_sName) + ".json\" download>" +
+                            HtmlEscape(r.m_sName) + ".json</a>");
   out += "</table>";
   if (r.m_ScannerData.Type() == ClJson::eObject)
     out += "<details><summary>scanner data</summary><pre>" + HtmlEscape(r.m_ScannerData.Dump()) +

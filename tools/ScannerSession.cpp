@@ -125,7 +125,7 @@ int32_t ClScannerSession::SetMode(uint32_t nMode)
 }
 
 void ClScannerSession::Show(const std::string& label, const char* finger, uint64_t nFrames,
-                            double dArea, int nWidth, double dStart)
+                            double dArea, int nWidth, double dStart, const uint8_t* pImage)
 {
   ClProgressState s;
   s.m_sCapture = label;
@@ -135,6 +135,8 @@ void ClScannerSession::Show(const std::string& label, const char* finger, uint64
   s.m_nRollWidth = nWidth;
   s.m_dSeconds = m_pfnNow() - dStart;
   m_Progress.Update(s);
+  if (m_pSink && pImage)
+    m_pSink->OnFrame(s, pImage, m_nWidth, m_nHeight);
 }
 
 int32_t ClScannerSession::PreviewStep(double* pdArea, bool* pbFinger)
@@ -166,7 +168,7 @@ int32_t ClScannerSession::Previews(const std::string& label, double dTimeout, in
       return rc;
     ++*pnFrames;
     const char* word = judge(finger, area, &bDone);
-    Show(label, word, *pnFrames, area, -1, start);
+    Show(label, word, *pnFrames, area, -1, start, m_aImage.data());
   }
   return 0;
 }
@@ -195,6 +197,20 @@ int32_t ClScannerSession::WaitForLift(const std::string& label, double dTimeout)
   return rc;
 }
 
+int32_t ClScannerSession::Preview(const std::string& label, const std::function<bool()>& pfnDone)
+{
+  if (int32_t rc = SetMode(eModePlain))
+    return rc;
+  uint64_t frames = 0;
+  int32_t rc = Previews(label, std::numeric_limits<double>::infinity(), 0, &frames,
+                        [&](bool finger, double area, bool* pbDone) {
+                          *pbDone = pfnDone();
+                          return finger ? "still" : area >= dEmptyAreaPercent ? "moving" : "none";
+                        });
+  m_Progress.End();
+  return rc;
+}
+
 int32_t ClScannerSession::ShowPreviews(const std::string& label, int nFrames, uint64_t* pnFrames)
 {
   if (nFrames <= 0)
@@ -212,13 +228,15 @@ namespace {
 class ClRollProgress : public ClRollListener
 {
 public:
-  ClRollProgress(ClProgressLine& progress, const std::string& label)
-    : m_Progress(progress), m_sLabel(label)
+  ClRollProgress(ClProgressLine& progress, const std::string& label, ClFrameSink* pSink)
+    : m_Progress(progress), m_sLabel(label), m_pSink(pSink)
   {}
   void OnPrompt(ERollPrompt ePrompt) override
   {
     m_Progress.End();
     std::printf("%s: %s\n", m_sLabel.c_str(), RollPromptText(ePrompt));
+    if (m_pSink)
+      m_pSink->OnPrompt(RollPromptText(ePrompt));
   }
   void OnFrame(const ClRollFrame& f) override
   {
@@ -232,18 +250,21 @@ public:
     s.m_nRollWidth = f.m_nRollWidth;
     s.m_dSeconds = f.m_dSeconds;
     m_Progress.Update(s);
+    if (m_pSink)
+      m_pSink->OnFrame(s, f.m_pImage, f.m_nWidth, f.m_nHeight);
   }
 
 private:
   ClProgressLine& m_Progress;
   std::string m_sLabel;
+  ClFrameSink* m_pSink;
 };
 
 } // namespace
 
 int32_t ClScannerSession::Roll(const std::string& label, const ClCliOptions& o, ClCaptureRecord* r)
 {
-  ClRollProgress progress(m_Progress, label);
+  ClRollProgress progress(m_Progress, label, m_pSink);
   ClRollLoop loop(m_hScanner, m_bStop, m_pfnNow);
   int32_t rc = loop.Run(o.m_dTimeout, progress);
   m_nMode = eModeRoll;

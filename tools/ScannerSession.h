@@ -6,6 +6,7 @@
 #include "tools/CliOptions.h"
 #include "tools/ProgressLine.h"
 #include "tools/CaptureRecord.h"
+#include "tools/FrameSink.h"
 #include "tools/RollLoop.h"
 #include "livescannerkx2.h"
 
@@ -57,6 +58,12 @@ public:
   // with a new finger.
   int32_t WaitForLift(const std::string& label, double dTimeout);
 
+  // Previews in plain mode until pfnDone says so or the stop flag is set (nInterrupted).
+  int32_t Preview(const std::string& label, const std::function<bool()>& pfnDone);
+
+  // Also shows every frame and prompt to pSink (none: nullptr).
+  void SetFrameSink(ClFrameSink* pSink) { m_pSink = pSink; }
+
   // Triggers a few frames in plain mode and reads the platen's condition.
   int32_t MeasureCondition(uint32_t* pnCondition);
 
@@ -79,10 +86,11 @@ private:
   int32_t WriteScannerData(std::string text);
   int32_t PreviewStep(double* pdArea, bool* pbFinger);
   void Show(const std::string& label, const char* finger, uint64_t nFrames, double dArea,
-            int nWidth, double dStart);
+            int nWidth, double dStart, const uint8_t* pImage = nullptr);
 
   const std::atomic<bool>& m_bStop;
   ClProgressLine& m_Progress;
+  ClFrameSink* m_pSink = nullptr;
   FnNow m_pfnNow;
   LS_KX2_HANDLE m_hScanner = nullptr;
   std::string m_sName;

@@ -87,6 +87,9 @@ int main(int argc, char** argv)
   case ECommand::eInfo:
     status = RunInfo(options, g_bStop);
     break;
+  case ECommand::eView:
+    status = RunView(options, g_bStop);
+    break;
   default:
     status = RunCaptures(options, g_bStop, isatty(STDOUT_FILENO) != 0);
   }

@@ -24,6 +24,8 @@ TEST(Lskx2Args, CommandsChooseTheirCaptures)
   EXPECT_FALSE(Parse({"roll"}).m_bShiftAreas);
   EXPECT_TRUE(Parse({"roll", "--shift-areas"}).m_bShiftAreas);
   EXPECT_EQ(Parse({"list"}).m_eCommand, ECommand::eList);
+  EXPECT_EQ(Parse({"view"}).m_sListen, "127.0.0.1:0");
+  EXPECT_EQ(Parse({"view", "--listen", "0.0.0.0:8080"}).m_sListen, "0.0.0.0:8080");
   EXPECT_EQ(Parse({"roll", "--help"}).m_eCommand, ECommand::eHelp);
   EXPECT_STREQ(ModeName(eModePreview), "preview");
   EXPECT_STREQ(ModeName(eModeSingleShot), "single");
@@ -66,6 +68,7 @@ TEST(Lskx2Args, RefusesWhatItCannotFollow)
       {"capture", "--check", "1.4"},
       {"info", "--count", "2"},
       {"list", "--out", "x"},
+      {"capture", "--listen", "127.0.0.1:80"},
   };
   for (const auto& args : bad)
     EXPECT_THROW(Parse(args), ClUsageError) << (args.empty() ? "(none)" : args.back());
