@@ -9,6 +9,7 @@
 //   KXSIM_LIB_MAJOR=n       library version n.0.0.1 (default 10)
 #include "simulator/device/ScanApiRecords.h"
 #include "simulator/device/SimLibrary.h"
+#include "simulator/device/SimReplay.h"
 #include "simulator/kxsim.h"
 
 #include <array>
@@ -142,6 +143,7 @@ int Image(void* h, int nDose, void* pBuffer, bool bRaw, EEntry e)
 {
   const auto start = std::chrono::steady_clock::now();
   ClFrameTiming timing;
+  int64_t recordedUs = -1;
   {
     ClDeviceCall call(h, e);
     if (call.Error())
@@ -152,6 +154,13 @@ int Image(void* h, int nDose, void* pBuffer, bool bRaw, EEntry e)
     if (err)
       return Fail(err);
     timing = call.Device().Config().script.TimingAt(call.Device().Frames() - 1);
+    if (const ClReplayFrame* f = call.Device().Replayed())
+      recordedUs = f->nDurationUs;
+  }
+  // A replayed frame takes as long as it took when recorded, unless a pace is given.
+  if (recordedUs >= 0 && !Lib().FrameIntervalGiven()) {
+    std::this_thread::sleep_until(start + std::chrono::microseconds(recordedUs));
+    return Succeed();
   }
   // An exposure takes its time; the device lock is not held while waiting.
   const int interval = timing.IntervalMs(Lib().FrameIntervalMs());

@@ -13,6 +13,8 @@
 
 namespace kxsim {
 
+struct ClReplayFrame;
+
 class ClSimDevice
 {
 public:
@@ -41,6 +43,8 @@ public:
   ClFrameRenderer& Renderer() { return m_Renderer; }
   int LastDose() const { return m_nLastDose; }
   int LastMode() const { return m_nLastMode; }
+  // The recorded frame the last image came from, null when it was rendered.
+  const ClReplayFrame* Replayed() const { return m_pReplayed; }
 
   void SetDiodes(uint8_t n1, uint8_t n2) { m_aDiodes = {{n1, n2}}; }
   const std::array<uint8_t, 2>& Diodes() const { return m_aDiodes; }
@@ -72,6 +76,7 @@ private:
   int m_nControlFlag = -1;
   std::vector<uint8_t> m_aMemory;
   int m_nOpenHandles = 0;
+  const ClReplayFrame* m_pReplayed = nullptr;
 };
 
 } // namespace kxsim
