@@ -116,10 +116,17 @@ ClRecordWriter::ClRecordWriter(const std::string& sPath, const std::string& sInf
   if (::write(m_nFd, head.data(), head.size()) != ssize_t(head.size()))
     throw std::runtime_error(sPath + ": " + std::strerror(errno));
   Append(kChunkInfo, std::vector<uint8_t>(sInfoJson.begin(), sInfoJson.end()));
+  m_Thread = std::thread(&ClRecordWriter::Run, this);
 }
 
 ClRecordWriter::~ClRecordWriter()
 {
+  {
+    std::lock_guard<std::mutex> lock(m_Mutex);
+    m_bStop = true;
+  }
+  m_Changed.notify_all();
+  m_Thread.join();
   ZSTD_freeCCtx(static_cast<ZSTD_CCtx*>(m_pContext));
   if (m_nFd >= 0)
     ::close(m_nFd);
@@ -146,12 +153,50 @@ void ClRecordWriter::Append(uint32_t nKind, const std::vector<uint8_t>& payload)
 
 void ClRecordWriter::Write(ClCallRecord r, const uint8_t* pData, size_t nData, bool bCompress)
 {
-  std::lock_guard<std::mutex> lock(m_Mutex);
+  r.aData.assign(pData, pData + nData);
+  std::unique_lock<std::mutex> lock(m_Mutex);
+  // A writer that falls far behind holds the caller up rather than fill the memory.
+  m_Changed.wait(lock, [&] { return m_nQueuedBytes < (64u << 20) || m_bStop; });
+  m_nQueuedBytes += nData;
+  m_Queue.push_back(ClJob{std::move(r), bCompress});
+  m_Changed.notify_all();
+}
+
+void ClRecordWriter::Flush()
+{
+  std::unique_lock<std::mutex> lock(m_Mutex);
+  m_Changed.wait(lock, [&] { return m_Queue.empty() && !m_bBusy; });
+}
+
+void ClRecordWriter::Run()
+{
+  std::unique_lock<std::mutex> lock(m_Mutex);
+  for (;;) {
+    m_Changed.wait(lock, [&] { return !m_Queue.empty() || m_bStop; });
+    if (m_Queue.empty())
+      return;
+    ClJob job = std::move(m_Queue.front());
+    m_Queue.pop_front();
+    m_bBusy = true;
+    lock.unlock();
+    Store(job);
+    lock.lock();
+    m_bBusy = false;
+    m_nQueuedBytes -= job.record.aData.size();
+    m_Changed.notify_all();
+  }
+}
+
+void ClRecordWriter::Store(ClJob& job)
+{
+  ClCallRecord& r = job.record;
+  const uint8_t* pData = r.aData.data();
+  const size_t nData = r.aData.size();
   r.nFlags = 0;
   r.nDataBytes = uint32_t(nData);
   const uint8_t* stored = pData;
   size_t nStored = nData;
-  if (bCompress && nData > 0) {
+  if (job.bCompress && nData > 0) {
     m_aPacked.resize(ZSTD_compressBound(nData));
     const size_t n = ZSTD_compressCCtx(static_cast<ZSTD_CCtx*>(m_pContext), m_aPacked.data(),
                                        m_aPacked.size(), pData, nData, m_nLevel);

@@ -7,11 +7,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <condition_variable>
 #include <cstdio>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace kxrec {
@@ -38,11 +41,11 @@ constexpr uint8_t kDataZstd = 1; // the data are one zstd frame
 struct ClCallRecord
 {
   uint16_t nEntry = 0;
-  uint8_t nFlags = 0;       // kData...
-  int32_t nInterface = -1;  // the device the call went to; -1 for none or unknown
-  int32_t nResult = 0;      // the truth value returned (handles: 1 or 0)
-  uint32_t nLastError = 0;  // read after a failure, 0 after success
-  int64_t nStartNs = 0;     // monotonic clock, before and after the call
+  uint8_t nFlags = 0;      // kData...
+  int32_t nInterface = -1; // the device the call went to; -1 for none or unknown
+  int32_t nResult = 0;     // the truth value returned (handles: 1 or 0)
+  uint32_t nLastError = 0; // read after a failure, 0 after success
+  int64_t nStartNs = 0;    // monotonic clock, before and after the call
   int64_t nEndNs = 0;
   int64_t aArgs[4] = {0, 0, 0, 0}; // scalar arguments, per entry (README)
   uint32_t nDataBytes = 0;         // the data's size once decoded
@@ -74,17 +77,32 @@ public:
   ClRecordWriter(const ClRecordWriter&) = delete;
   ClRecordWriter& operator=(const ClRecordWriter&) = delete;
 
-  // pData: what the call exchanged; bCompress packs it with zstd. Thread-safe.
+  // pData: what the call exchanged; bCompress packs it with zstd. Thread-safe. The caller
+  // pays for a copy; a thread of the writer compresses and writes, in the order of calls.
   void Write(ClCallRecord r, const uint8_t* pData, size_t nData, bool bCompress);
+  // Returns once everything written so far is in the file.
+  void Flush();
 
 private:
+  struct ClJob
+  {
+    ClCallRecord record;
+    bool bCompress;
+  };
+  void Run();
+  void Store(ClJob& job);
   void Append(uint32_t nKind, const std::vector<uint8_t>& payload);
 
   std::mutex m_Mutex;
+  std::condition_variable m_Changed;
+  std::deque<ClJob> m_Queue;
+  size_t m_nQueuedBytes = 0;
+  bool m_bBusy = false, m_bStop = false;
   int m_nFd = -1;
   int m_nLevel;
-  void* m_pContext = nullptr; // ZSTD_CCtx, used under m_Mutex
+  void* m_pContext = nullptr; // ZSTD_CCtx, used by the writer's thread only
   std::vector<uint8_t> m_aPacked;
+  std::thread m_Thread;
 };
 
 class ClRecordReader

@@ -9,6 +9,7 @@
 #include "recorder/RecordFile.h"
 #include "simulator/device/ScanApiRecords.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -46,8 +47,7 @@ bool SameFile(const std::string& a, const std::string& b)
 std::string SelfPath()
 {
   Dl_info info{};
-  return dladdr(reinterpret_cast<void*>(&SelfPath), &info) && info.dli_fname ? info.dli_fname
-                                                                                : "";
+  return dladdr(reinterpret_cast<void*>(&SelfPath), &info) && info.dli_fname ? info.dli_fname : "";
 }
 
 // The next libkxScanAPI.so on LD_LIBRARY_PATH and the system folders that is not us.
@@ -129,6 +129,11 @@ public:
     if (m_pWriter)
       m_pWriter->Write(r, static_cast<const uint8_t*>(pData), n, bCompress);
   }
+  void Flush()
+  {
+    if (m_pWriter)
+      m_pWriter->Flush();
+  }
 
 private:
   void Say(const std::string& s)
@@ -140,15 +145,14 @@ private:
   void OpenFile()
   {
     const char* env = std::getenv("KXREC_FILE");
-    const std::string path =
-        env && *env ? env : "kxrec-" + std::to_string(::getpid()) + ".kxrec";
+    const std::string path = env && *env ? env : "kxrec-" + std::to_string(::getpid()) + ".kxrec";
     const char* level = std::getenv("KXREC_ZSTD_LEVEL");
     std::ostringstream info;
     info << "{\"writer\": \"kxScanAPI recorder\", \"device_library\": \"" << m_sLibrary
          << "\", \"pid\": " << ::getpid() << ", \"started_unix\": " << std::time(nullptr) << "}";
     try {
-      m_pWriter = std::make_unique<kxrec::ClRecordWriter>(path, info.str(),
-                                                          level ? std::atoi(level) : 1);
+      m_pWriter =
+          std::make_unique<kxrec::ClRecordWriter>(path, info.str(), level ? std::atoi(level) : 1);
       if (!env || !*env)
         Say("recording to " + path);
     } catch (const std::exception& e) {
@@ -165,14 +169,31 @@ private:
   std::map<std::pair<int, bool>, size_t> m_FrameBytes;
 };
 
+std::atomic<ClRecorder*> g_pRecorder{nullptr};
+
 ClRecorder& Rec()
 {
   // Never destroyed: the caller may still call in from its own exit handlers.
   static ClRecorder* recorder = new ClRecorder;
+  g_pRecorder.store(recorder);
   return *recorder;
 }
 
-template <class Fn> Fn Real(EEntry e) { return reinterpret_cast<Fn>(Rec().Entry(e)); }
+// What the writer's thread still holds goes to the file before the process ends.
+struct ClFlushAtExit
+{
+  ~ClFlushAtExit()
+  {
+    if (ClRecorder* r = g_pRecorder.load())
+      r->Flush();
+  }
+} g_FlushAtExit;
+
+template <class Fn>
+Fn Real(EEntry e)
+{
+  return reinterpret_cast<Fn>(Rec().Entry(e));
+}
 
 // One call being recorded: the start time now, the rest when it returns.
 class ClCall
@@ -221,21 +242,24 @@ private:
 };
 
 // An entry the system does not call: forwarded and recorded without its data.
-template <class... A> int Pass(EEntry e, void* h, A... a)
+template <class... A>
+int Pass(EEntry e, void* h, A... a)
 {
   ClCall call(e, h);
   auto fn = Real<int (*)(A...)>(e);
   return fn ? call.Done(fn(a...)) : call.Absent();
 }
 
-template <class... A> int Out(EEntry e, void* h, const void* pOut, size_t n, A... a)
+template <class... A>
+int Out(EEntry e, void* h, const void* pOut, size_t n, A... a)
 {
   ClCall call(e, h);
   auto fn = Real<int (*)(A...)>(e);
   return fn ? call.Done(fn(a...), pOut, n) : call.Absent();
 }
 
-template <class A> void* Open(EEntry e, int nInterface, A arg)
+template <class A>
+void* Open(EEntry e, int nInterface, A arg)
 {
   ClCall call(e);
   call.SetInterface(nInterface);

@@ -143,7 +143,8 @@ int Image(void* h, int nDose, void* pBuffer, bool bRaw, EEntry e)
 {
   const auto start = std::chrono::steady_clock::now();
   ClFrameTiming timing;
-  int64_t recordedUs = -1;
+  std::chrono::steady_clock::time_point replayUntil{};
+  bool replayed = false;
   {
     ClDeviceCall call(h, e);
     if (call.Error())
@@ -154,12 +155,17 @@ int Image(void* h, int nDose, void* pBuffer, bool bRaw, EEntry e)
     if (err)
       return Fail(err);
     timing = call.Device().Config().script.TimingAt(call.Device().Frames() - 1);
-    if (const ClReplayFrame* f = call.Device().Replayed())
-      recordedUs = f->nDurationUs;
+    if (const ClReplayFrame* f = call.Device().Replayed()) {
+      // Frames of a replay come as far apart as they came when recorded.
+      auto& last = call.Device().ReplayedAt();
+      const auto gap = std::chrono::microseconds(f->nGapUs);
+      replayUntil = last.time_since_epoch().count() ? std::max(last + gap, start) : start + gap;
+      last = replayUntil;
+      replayed = true;
+    }
   }
-  // A replayed frame takes as long as it took when recorded, unless a pace is given.
-  if (recordedUs >= 0 && !Lib().FrameIntervalGiven()) {
-    std::this_thread::sleep_until(start + std::chrono::microseconds(recordedUs));
+  if (replayed && !Lib().FrameIntervalGiven()) {
+    std::this_thread::sleep_until(replayUntil);
     return Succeed();
   }
   // An exposure takes its time; the device lock is not held while waiting.

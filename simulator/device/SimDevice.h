@@ -7,6 +7,7 @@
 #include "simulator/render/FrameRenderer.h"
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 #include <vector>
@@ -45,6 +46,8 @@ public:
   int LastMode() const { return m_nLastMode; }
   // The recorded frame the last image came from, null when it was rendered.
   const ClReplayFrame* Replayed() const { return m_pReplayed; }
+  // When the last replayed frame was handed out, as the pace of a replay counts it.
+  std::chrono::steady_clock::time_point& ReplayedAt() { return m_ReplayedAt; }
 
   void SetDiodes(uint8_t n1, uint8_t n2) { m_aDiodes = {{n1, n2}}; }
   const std::array<uint8_t, 2>& Diodes() const { return m_aDiodes; }
@@ -77,6 +80,7 @@ private:
   std::vector<uint8_t> m_aMemory;
   int m_nOpenHandles = 0;
   const ClReplayFrame* m_pReplayed = nullptr;
+  std::chrono::steady_clock::time_point m_ReplayedAt{};
 };
 
 } // namespace kxsim

@@ -38,7 +38,8 @@ int ChooseInterface(const std::vector<kxrec::ClCallRecord>& calls, int nWanted)
   return first;
 }
 
-template <class T> bool Data(const kxrec::ClCallRecord& r, T& out)
+template <class T>
+bool Data(const kxrec::ClCallRecord& r, T& out)
 {
   if (!r.nResult || r.nDataBytes < sizeof(T))
     return false;
@@ -126,6 +127,7 @@ void ApplyRecording(const std::string& sPath, const std::string& sWhere, ClDevic
   d.ext.aContent.clear();
   std::map<EEntry, int64_t> counts, global;
   bool control = false, gone = false;
+  int64_t lastEnd = -1;
   try {
     for (const kxrec::ClCallRecord& r : calls) {
       if (r.nEntry >= kEntryCount)
@@ -150,7 +152,8 @@ void ApplyRecording(const std::string& sPath, const std::string& sWhere, ClDevic
       if (IsImage(e) && r.nResult) {
         ClReplayFrame f;
         f.bRaw = e == EEntry::eGetRawImageByVariableDose;
-        f.nDurationUs = (r.nEndNs - r.nStartNs) / 1000;
+        f.nGapUs = (r.nEndNs - (lastEnd < 0 ? r.nStartNs : lastEnd)) / 1000;
+        lastEnd = r.nEndNs;
         f.record = r;
         replay->aFrames.push_back(std::move(f));
       } else if (IsImage(e) && r.nLastError == kErrBusy) {

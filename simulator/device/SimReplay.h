@@ -19,8 +19,8 @@ struct ClDeviceConfig;
 struct ClReplayFrame
 {
   bool bRaw = false;
-  int64_t nDurationUs = 0;     // how long the recorded image call took
-  kxrec::ClCallRecord record;  // the frame, still compressed
+  int64_t nGapUs = 0;         // from the end of the frame before (the first: its call)
+  kxrec::ClCallRecord record; // the frame, still compressed
 };
 
 class ClReplay
