@@ -42,7 +42,7 @@ ClRecordingArgs ParseRecordingArgs(int argc, char** argv)
   int i = 3;
   const std::string word = i < argc ? argv[i] : "";
   a.m_aCapture.push_back(word == "capture" || word == "roll" || word == "demo" ? argv[i++]
-                                                                                : "capture");
+                                                                               : "capture");
   for (; i < argc; ++i)
     a.m_aCapture.push_back(argv[i]);
   std::vector<const char*> check = {"lskx2"};
@@ -87,10 +87,16 @@ int RunChild(const std::vector<std::string>& capture, const std::vector<std::str
   args.insert(args.end(), capture.begin(), capture.end());
   std::vector<std::string> vars;
   std::string path = sLibraryDir;
+  auto replaced = [&](const char* var) {
+    for (const std::string& v : env)
+      if (std::strncmp(var, v.c_str(), v.find('=') + 1) == 0)
+        return true;
+    return false;
+  };
   for (char** e = environ; *e; ++e) {
     if (std::strncmp(*e, "LD_LIBRARY_PATH=", 16) == 0)
       path += std::string(":") + (*e + 16);
-    else if (std::strncmp(*e, "KXREC_", 6) && std::strncmp(*e, "KXSIM_CONFIG=", 13))
+    else if (!replaced(*e))
       vars.push_back(*e);
   }
   vars.push_back("LD_LIBRARY_PATH=" + path);
@@ -168,8 +174,8 @@ int Replay(const ClRecordingArgs& a)
   }
   ClJson devices = ClJson::Array();
   for (int i : interfaces)
-    devices.Push(ClJson::Object().Set("interface", ClJson::Integer(i)).Set("replay",
-                                                                             ClJson::String(file)));
+    devices.Push(
+        ClJson::Object().Set("interface", ClJson::Integer(i)).Set("replay", ClJson::String(file)));
   char dir[] = "/tmp/lskx2-replay-XXXXXX";
   if (!mkdtemp(dir)) {
     std::perror("lskx2: a folder for the replay");
@@ -177,8 +183,8 @@ int Replay(const ClRecordingArgs& a)
   }
   const std::string config = std::string(dir) + "/replay.json";
   std::ofstream(config) << ClJson::Object().Set("devices", devices).Dump() << "\n";
-  const int status = RunChild(a.m_aCapture, {"KXSIM_CONFIG=" + config},
-                              PrivateDir("", LSKX2_SIMULATOR_FROM_BIN));
+  const int status =
+      RunChild(a.m_aCapture, {"KXSIM_CONFIG=" + config}, PrivateDir("", LSKX2_SIMULATOR_FROM_BIN));
   fs::remove_all(dir);
   return status;
 }
@@ -214,8 +220,8 @@ int Frames(int argc, char** argv)
       origin = origin < 0 ? r.nStartNs : origin;
       const auto e = kxsim::EEntry(r.nEntry);
       const char* name = kxsim::EntryName(e);
-      const bool raw = e == kxsim::EEntry::eGetRawImageByVariableDose ||
-                       e == kxsim::EEntry::eGetRawImageSize;
+      const bool raw =
+          e == kxsim::EEntry::eGetRawImageByVariableDose || e == kxsim::EEntry::eGetRawImageSize;
       if (!r.nResult) {
         failures.Push(ClJson::Object()
                           .Set("call", ClJson::String(name))
@@ -266,15 +272,13 @@ int Frames(int argc, char** argv)
     std::fprintf(stderr, "lskx2: %s: %s\n", file.c_str(), e.what());
     return 1;
   }
-  std::ofstream(out + "/index.json")
-      << ClJson::Object()
-             .Set("recording", ClJson::String(file))
-             .Set("frames", frames)
-             .Set("failed_calls", failures)
-             .Dump()
-      << "\n";
-  std::printf("%llu frames in %s/ (index.json)\n", static_cast<unsigned long long>(n),
-              out.c_str());
+  std::ofstream(out + "/index.json") << ClJson::Object()
+                                            .Set("recording", ClJson::String(file))
+                                            .Set("frames", frames)
+                                            .Set("failed_calls", failures)
+                                            .Dump()
+                                     << "\n";
+  std::printf("%llu frames in %s/ (index.json)\n", static_cast<unsigned long long>(n), out.c_str());
   return 0;
 }
 
