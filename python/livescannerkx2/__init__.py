@@ -12,10 +12,12 @@ named by LIVESCANNERKX2_LIBRARY. The device library is found by the loader: run 
 from ._errors import Error, error_text, error_text_w
 from ._lib import LIBRARY_ENV, SIGNATURES
 from ._png import save_png
+from ._recording import Recording, RecordingError
 from ._scanner import (CaptureMode, Image, Scanner, check_compatibility, initialize,
                        query_scanners, uninitialize)
 
 __version__ = "1.8.1"
-__all__ = ["CaptureMode", "Error", "Image", "LIBRARY_ENV", "SIGNATURES", "Scanner",
+__all__ = ["CaptureMode", "Error", "Image", "LIBRARY_ENV", "Recording", "RecordingError",
+           "SIGNATURES", "Scanner",
            "check_compatibility", "error_text", "error_text_w", "initialize",
            "query_scanners", "save_png", "uninitialize"]
