@@ -3,9 +3,8 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
-#include <fstream>
-#include <iterator>
-#include <sstream>
+#include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <zstd.h>
 
@@ -227,13 +226,40 @@ void ClRecordWriter::Store(ClJob& job)
 
 ClRecordReader::ClRecordReader(const std::string& sPath)
 {
-  std::ifstream in(sPath, std::ios::binary);
-  if (!in)
-    throw ClRecordError(0, sPath + " cannot be read: " + std::strerror(errno));
-  m_aOwned.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  m_pData = m_aOwned.data();
-  m_nSize = m_aOwned.size();
-  ReadHeader();
+  // Mapped rather than read: a long session runs to gigabytes, and a replay keeps only
+  // its frames.
+  const int fd = ::open(sPath.c_str(), O_RDONLY | O_CLOEXEC);
+  struct stat st;
+  if (fd < 0 || ::fstat(fd, &st) != 0) {
+    const std::string why = std::strerror(errno);
+    if (fd >= 0)
+      ::close(fd);
+    throw ClRecordError(0, sPath + " cannot be read: " + why);
+  }
+  m_nSize = size_t(st.st_size);
+  if (m_nSize > 0) {
+    m_pMapped = ::mmap(nullptr, m_nSize, PROT_READ, MAP_PRIVATE, fd, 0);
+    if (m_pMapped == MAP_FAILED) {
+      m_pMapped = nullptr;
+      ::close(fd);
+      throw ClRecordError(0, sPath + " cannot be mapped: " + std::strerror(errno));
+    }
+  }
+  ::close(fd);
+  m_pData = static_cast<const uint8_t*>(m_pMapped);
+  try {
+    ReadHeader();
+  } catch (...) {
+    if (m_pMapped)
+      ::munmap(m_pMapped, m_nSize);
+    throw;
+  }
+}
+
+ClRecordReader::~ClRecordReader()
+{
+  if (m_pMapped)
+    ::munmap(m_pMapped, m_nSize);
 }
 
 ClRecordReader::ClRecordReader(const uint8_t* p, size_t n) : m_pData(p), m_nSize(n)

@@ -108,10 +108,13 @@ private:
 class ClRecordReader
 {
 public:
-  // Reads the whole file; throws ClRecordError (offset 0) when it cannot be read.
+  // Maps the file; throws ClRecordError (offset 0) when it cannot be read.
   explicit ClRecordReader(const std::string& sPath);
   // Over bytes in memory (the fuzz target, tests).
   ClRecordReader(const uint8_t* p, size_t n);
+  ~ClRecordReader();
+  ClRecordReader(const ClRecordReader&) = delete;
+  ClRecordReader& operator=(const ClRecordReader&) = delete;
 
   const std::string& Info() const { return m_sInfo; }
   // The next call; false at the end of the file. Throws ClRecordError for a damaged or
@@ -121,7 +124,7 @@ public:
 private:
   void ReadHeader();
 
-  std::vector<uint8_t> m_aOwned;
+  void* m_pMapped = nullptr; // the file, when read from one
   const uint8_t* m_pData = nullptr;
   size_t m_nSize = 0;
   size_t m_nPos = 0;

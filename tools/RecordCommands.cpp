@@ -68,6 +68,9 @@ std::string PrivateDir(const std::string& sBuildName, const char* szFromBin)
 std::string DeviceLibraryPath()
 {
   void* h = dlopen("libkxScanAPI.so", RTLD_LAZY | RTLD_LOCAL);
+  // A sanitizer's dlopen searches without our RUNPATH: the build's folder, as it names.
+  if (!h)
+    h = dlopen((ProgramDir() + "/libkxScanAPI.so").c_str(), RTLD_LAZY | RTLD_LOCAL);
   if (!h)
     return "";
   struct link_map* map = nullptr;

@@ -8,6 +8,8 @@
 import ctypes
 import ctypes.util
 import json
+import mmap
+import os
 import struct
 import zlib
 from typing import Iterator, NamedTuple, Optional
@@ -80,7 +82,9 @@ class Recording:
 
     def __init__(self, path: str):
         with open(path, "rb") as f:
-            self._bytes = f.read()
+            # Mapped, not read: a long session runs to gigabytes.
+            size = os.fstat(f.fileno()).st_size
+            self._bytes = mmap.mmap(f.fileno(), 0, access=mmap.ACCESS_READ) if size else b""
         if len(self._bytes) < 12:
             raise RecordingError(0, "truncated: a header of 12 bytes expected")
         if self._bytes[:8] != MAGIC:

@@ -24,7 +24,7 @@ def recording(tmp_path_factory):
     path = folder / "session.kxrec"
     env = dict(os.environ, KXSIM_CONFIG=str(config))
     run = subprocess.run([program, "record", str(path), "--out", str(folder / "out"),
-                          "--timeout", "5"], env=env, capture_output=True, text=True)
+                          "--timeout", "60"], env=env, capture_output=True, text=True)
     assert run.returncode == 60, run.stdout + run.stderr
     return path
 

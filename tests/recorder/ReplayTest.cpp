@@ -132,14 +132,14 @@ TEST_F(Replay, TransientFaultAndDisconnectReplayAsTheSameCodes)
       {"call": "ftrScanGetImage", "at": 3, "error": 121},
       {"call": "ftrScanGetRawImageByVariableDose", "at": 3, "error": 121},
       {"disconnect_at_frame": 12}]}]})";
-  const int recorded = Run({"record", file, "--out", a, "--timeout", "5"}, config);
+  const int recorded = Run({"record", file, "--out", a}, config);
   EXPECT_EQ(recorded, 60) << ReadText(m_sDir + "/log"); // the scanner was disconnected
   const std::vector<std::string> failed = Failures(file);
   ASSERT_GE(failed.size(), 2u);
   EXPECT_NE(failed.front().find(":121"), std::string::npos) << failed.front();
   EXPECT_NE(failed.back().find(":170"), std::string::npos) << failed.back();
   // The replay's own configuration has no faults: they come from the recording.
-  EXPECT_EQ(Run({"replay", file, "--out", b, "--timeout", "5"}, ""), recorded);
+  EXPECT_EQ(Run({"replay", file, "--out", b}, ""), recorded);
   EXPECT_EQ(Document(a + "/plain_1.json"), Document(b + "/plain_1.json"));
   // The frames come out as pictures, the failures in the index beside them.
   ASSERT_EQ(Run({"frames", file, "--out", m_sDir + "/frames"}, ""), 0);
