@@ -5,6 +5,7 @@
 #   include/livescannerkx2.h, lib/<triplet>/liblivescannerkx2.so,
 #   lib/<triplet>/cmake/livescannerkx2/, lib/<triplet>/pkgconfig/    liblivescannerkx2-dev
 #   lib/<triplet>/livescannerkx2/simulator/, bin/livescannerkx2-sim   livescannerkx2-simulator
+#   lib/<triplet>/livescannerkx2/recorder/                    livescannerkx2-simulator
 #   bin/lskx2                                                 livescannerkx2-tools
 #   lib/python3/dist-packages/livescannerkx2/                 python3-livescannerkx2
 #
@@ -59,6 +60,10 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/
 
 install(TARGETS kxScanAPI veltranofakefingerdetectionkx2
   LIBRARY DESTINATION ${LSKX2_SIMULATOR_INSTALL_DIR} COMPONENT simulator)
+# The recording device library bears the vendor library's name too: a private folder of
+# its own, which lskx2 record puts first on the loader's path of its capture.
+install(TARGETS kxrecorder
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/livescannerkx2/recorder COMPONENT simulator)
 file(RELATIVE_PATH LSKX2_SIMULATOR_FROM_BIN
      /${CMAKE_INSTALL_BINDIR} /${LSKX2_SIMULATOR_INSTALL_DIR})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/livescannerkx2-sim.in
@@ -156,11 +161,13 @@ set(CPACK_DEBIAN_SIMULATOR_PACKAGE_NAME livescannerkx2-simulator)
 set(CPACK_DEBIAN_SIMULATOR_DESCRIPTION "Live scanner SDK for KX2 fingerprint scanners: scanner simulator
 A stand-in for the device library and the liveness library that renders
 live-scan frames of a scripted finger, in a private folder off the loader's
-path; livescannerkx2-sim runs a program with it.")
+path; livescannerkx2-sim runs a program with it. Also the recording device
+library, with which lskx2 record and replay keep a scanner session in a file.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME livescannerkx2-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_COMPONENT_TOOLS_DEPENDS runtime)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS livescannerkx2-simulator)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "Live scanner SDK for KX2 fingerprint scanners: command-line program
 lskx2 lists the attached scanners and captures plain and rolled fingerprints
 into PNG images, JSON figures and an HTML report, guiding the operator through

@@ -4,7 +4,8 @@
 # Layers, bottom to top; folders of one rank may include each other:
 #   base < model < parameters < imaging < masks, device < roll < capture
 #   < sdk (with the public header in include/) < tools
-# The simulator stands apart: it includes nothing of ours, and only tools may include it.
+# The simulator and the recorder stand apart: they include nothing of ours but each other,
+# and only tools may include them.
 # Tests, benchmarks, fuzz targets, examples and the Python package may include anything.
 #
 #   scripts/check-layers.sh              check the tree this script lives in
@@ -12,7 +13,7 @@
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-folders="base model parameters imaging masks device roll capture sdk tools simulator"
+folders="base model parameters imaging masks device roll capture sdk tools simulator recorder"
 
 # Reads "file:line:text" records (grep -n output, paths from the root) on stdin and
 # prints every upward include; exits 1 when there was one.
@@ -21,7 +22,7 @@ check() {
     BEGIN {
       # The first folder of a path is its layer.
       n = split("base:0 model:1 parameters:2 imaging:3 masks:4 device:4 " \
-                "roll:5 capture:6 include:7 sdk:7 tools:8 simulator:-1", pairs, " ")
+                "roll:5 capture:6 include:7 sdk:7 tools:8 simulator:-1 recorder:-1", pairs, " ")
       for (i = 1; i <= n; ++i) {
         split(pairs[i], kv, ":")
         prefix[i] = kv[1]; rank[i] = kv[2]
@@ -79,6 +80,8 @@ base/Exceptions.cpp:2:#include "livescannerkx2.h"
 masks/IpKX2DevelMask.cpp:4:#include "roll/IpAutoRoll5.h"
 simulator/SimRender.cpp:1:#include "base/Exceptions.h"
 capture/KX2FramePrep.cpp:1:#include "simulator/SimRender.h"
+device/RDKXScanAPIWrapper.cpp:1:#include "recorder/RecordFile.h"
+recorder/RecordFile.cpp:1:#include "base/Exceptions.h"
 sdk/KX2Handle.cpp:1:#include "tools/CliOptions.h"'
   fine='model/FpImage.cpp:1:#include "base/Exceptions.h"
 masks/IpKX2DevelMask.cpp:2:#include "device/KXScanAPI.h"
@@ -88,6 +91,9 @@ sdk/ExportsLibrary.cpp:1:#include "livescannerkx2.h"
 sdk/KX2Handle.cpp:1:#include <boost/property_tree/ptree.hpp>
 tools/roll_pictures.cpp:1:#include "simulator/SimRender.h"
 simulator/JsonTree.cpp:1:#include "simulator/JsonTree.h"
+simulator/device/SimReplay.h:1:#include "recorder/RecordFile.h"
+recorder/ScanApiRecorder.cpp:1:#include "simulator/device/ScanApiRecords.h"
+tools/RecordCommands.cpp:1:#include "recorder/RecordFile.h"
 tests/sdk/SdkObjectTest.cpp:1:#include "tools/CliOptions.h"'
   found=$(check "$(public_headers)" <<<"$up" || true)
   if [[ $(wc -l <<<"$found") -ne $(wc -l <<<"$up") ]]; then

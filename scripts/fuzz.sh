@@ -18,7 +18,7 @@ if command -v ccache >/dev/null; then
   export CCACHE_BASEDIR="${CCACHE_BASEDIR:-$(dirname "$PWD")}" CCACHE_NOHASHDIR=1
   opts+=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
 fi
-targets=(scanner_json properties sequence bitmap sim_config)
+targets=(scanner_json properties sequence bitmap sim_config record_file)
 cmake -S . -B "$dir" "${opts[@]}" >/dev/null
 cmake --build "$dir" -j"$(nproc)" --target "${targets[@]/#/fuzz_}" >/dev/null
 export VELTRANO_SDK_LOCK_DIR=${VELTRANO_SDK_LOCK_DIR:-$(mktemp -d)}

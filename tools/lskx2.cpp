@@ -2,6 +2,7 @@
 // C interface, as an application would, into PNG, JSON and an HTML report.
 #include "tools/CliOptions.h"
 #include "tools/Commands.h"
+#include "tools/RecordCommands.h"
 #include "livescannerkx2.h"
 
 #include <atomic>
@@ -50,6 +51,9 @@ bool DeviceLibraryLoads(std::string* pWhy)
 
 int main(int argc, char** argv)
 {
+  // These run a capture in a child process with another device library in place.
+  if (argc >= 2 && IsRecordingCommand(argv[1]))
+    return RunRecordingCommand(argc, argv);
   ClCliOptions options;
   try {
     options = ParseArguments(argc, argv);

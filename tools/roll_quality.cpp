@@ -35,7 +35,7 @@
 namespace {
 
 constexpr int kW = 800, kH = 750;
-constexpr int kLead = 2; // empty frames before the finger
+constexpr int kLead = 2;  // empty frames before the finger
 constexpr int kRest = 10; // frames the finger rests on its side before it rolls
 // A serial of its own: the claim on a scanner is machine-wide, and test runs elsewhere on
 // the machine claim the default one.
@@ -55,7 +55,7 @@ struct StCase
 
 struct StOutcome
 {
-  int32_t nCode = 0;     // result code of the roll, or the failing call's code
+  int32_t nCode = 0; // result code of the roll, or the failing call's code
   bool bFinished = false;
   double dMsPerFrame = 0.0;
   int nFrames = 0;
@@ -162,15 +162,23 @@ StExtent Extent(ClSimulator& sim, const StCase& c)
 // Rolls whose print runs over an edge by nBy pixels: the course is placed from where the
 // print of the same roll well inside the platen reaches, since the faint rim of the
 // contact leaves no print.
-void AddOverruns(ClSimulator& sim, const std::string& sName, const std::string& sFinger,
-                 int nBy, std::vector<StCase>& a)
+void AddOverruns(ClSimulator& sim, const std::string& sName, const std::string& sFinger, int nBy,
+                 std::vector<StCase>& a)
 {
   const std::string by = std::to_string(nBy);
-  StCase c{sName + "/overrun-left-" + by, sFinger + "}", R"("from_x":420,"to_x":300)", 36, -806,
+  StCase c{sName + "/overrun-left-" + by,
+           sFinger + "}",
+           R"("from_x":420,"to_x":300)",
+           36,
+           -806,
            "departure"};
   c.sRoll = R"("from_x":420,"to_x":)" + std::to_string(300 - Extent(sim, c).nLeft - nBy);
   a.push_back(c);
-  c = {sName + "/overrun-right-" + by, sFinger + "}", R"("from_x":380,"to_x":500)", 36, -806,
+  c = {sName + "/overrun-right-" + by,
+       sFinger + "}",
+       R"("from_x":380,"to_x":500)",
+       36,
+       -806,
        "departure"};
   c.sRoll = R"("from_x":380,"to_x":)" + std::to_string(500 + kW - 1 - Extent(sim, c).nRight + nBy);
   a.push_back(c);
@@ -232,9 +240,9 @@ std::string Config(const StCase& c, int nIntervalMs)
 {
   return R"({"frame_interval_ms":)" + std::to_string(nIntervalMs) +
          R"(,"devices":[{"interface":0,"serial":")" + kSerial +
-         R"(","loop":false,"script":[{"empty":)" + std::to_string(kLead) +
-         R"(},{"roll":)" + std::to_string(c.nFrames) + R"(,"settle":)" + std::to_string(kRest) +
-         "," + c.sRoll + R"(,"finger":)" + c.sFinger + R"(},{"lift":4},{"empty":6}]}]})";
+         R"(","loop":false,"script":[{"empty":)" + std::to_string(kLead) + R"(},{"roll":)" +
+         std::to_string(c.nFrames) + R"(,"settle":)" + std::to_string(kRest) + "," + c.sRoll +
+         R"(,"finger":)" + c.sFinger + R"(},{"lift":4},{"empty":6}]}]})";
 }
 
 // Median over the 32 by 32 blocks lying inside the print of the correlation of rolled image
@@ -363,8 +371,8 @@ bool Roll(ClSimulator& sim, const StCase& c, int nMode, int nIntervalMs, StOutco
       int32_t status = 0;
       const auto t0 = std::chrono::steady_clock::now();
       o.nCode = LS_KX2GetRollImage(h, o.aImage.data(), &score, &finger, &status);
-      dMs += std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0)
-                 .count();
+      dMs +=
+          std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
       ++o.nFrames;
       if (o.nCode != 0)
         break;
@@ -456,18 +464,18 @@ int main(int argc, char** argv)
     const char* aModes[] = {"exact", "registered"};
     std::vector<StCase> aCases = Matrix(sim);
     if (!sOnly.empty())
-      aCases.erase(std::remove_if(aCases.begin(), aCases.end(),
-                                  [&](const StCase& c) {
-                                    return c.sName.find(sOnly) == std::string::npos;
-                                  }),
-                   aCases.end());
+      aCases.erase(
+          std::remove_if(aCases.begin(), aCases.end(),
+                         [&](const StCase& c) { return c.sName.find(sOnly) == std::string::npos; }),
+          aCases.end());
     std::vector<StOutcome> aOutcomes;
     aOutcomes.reserve(aCases.size() * 2);
     std::vector<const StOutcome*> aSheet;
     std::map<std::string, StTally> tally; // by mode and group
     bool aAvailable[2] = {true, true};
-    std::printf("| case | mode | result | expected | correlation | ghosting | coverage | ms/frame |\n"
-                "| --- | --- | --- | --- | --- | --- | --- | --- |\n");
+    std::printf(
+        "| case | mode | result | expected | correlation | ghosting | coverage | ms/frame |\n"
+        "| --- | --- | --- | --- | --- | --- | --- | --- |\n");
     for (int mode = 0; mode < 2; ++mode)
       for (const StCase& c : aCases) {
         if (!aAvailable[mode])
@@ -493,8 +501,9 @@ int main(int argc, char** argv)
         aSheet.push_back(&o);
       }
     LS_KX2Uninitialize();
-    std::printf("\n| mode | group | cases | expected result | median correlation | median ghosting |\n"
-                "| --- | --- | --- | --- | --- | --- |\n");
+    std::printf(
+        "\n| mode | group | cases | expected result | median correlation | median ghosting |\n"
+        "| --- | --- | --- | --- | --- | --- |\n");
     for (const auto& [sKey, t] : tally)
       std::printf("| %s | %d | %d | %s | %s |\n", sKey.c_str(), t.nCases, t.nRight,
                   Fixed(Median(t.aCorrelation), 3).c_str(), Fixed(Median(t.aGhosting), 2).c_str());

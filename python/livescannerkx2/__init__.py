@@ -13,11 +13,13 @@ from ._errors import CaptureTimeout, DeviceLibraryError, Error, error_text, erro
 from ._lib import LIBRARY_ENV, SIGNATURES
 from ._png import save_png
 from ._roll import RollPrompt, roll_width
+from ._recording import Recording, RecordingError
 from ._scanner import (CaptureMode, Image, Scanner, check_compatibility, initialize,
                        query_scanners, uninitialize)
 
 __version__ = "1.8.1"
 __all__ = ["CaptureMode", "CaptureTimeout", "DeviceLibraryError", "Error", "RollPrompt",
-           "roll_width", "Image", "LIBRARY_ENV", "SIGNATURES", "Scanner",
+           "roll_width", "Image", "LIBRARY_ENV", "Recording", "RecordingError", "SIGNATURES",
+           "Scanner",
            "check_compatibility", "error_text", "error_text_w", "initialize",
            "query_scanners", "save_png", "uninitialize"]

@@ -9,6 +9,7 @@
 //   KXSIM_LIB_MAJOR=n       library version n.0.0.1 (default 10)
 #include "simulator/device/ScanApiRecords.h"
 #include "simulator/device/SimLibrary.h"
+#include "simulator/device/SimReplay.h"
 #include "simulator/kxsim.h"
 #include "simulator/render/DisplacementField.h"
 
@@ -143,6 +144,8 @@ int Image(void* h, int nDose, void* pBuffer, bool bRaw, EEntry e)
 {
   const auto start = std::chrono::steady_clock::now();
   ClFrameTiming timing;
+  std::chrono::steady_clock::time_point replayUntil{};
+  bool replayed = false;
   {
     ClDeviceCall call(h, e);
     if (call.Error())
@@ -153,6 +156,18 @@ int Image(void* h, int nDose, void* pBuffer, bool bRaw, EEntry e)
     if (err)
       return Fail(err);
     timing = call.Device().Config().script.TimingAt(call.Device().Frames() - 1);
+    if (const ClReplayFrame* f = call.Device().Replayed()) {
+      // Frames of a replay come as far apart as they came when recorded.
+      auto& last = call.Device().ReplayedAt();
+      const auto gap = std::chrono::microseconds(f->nGapUs);
+      replayUntil = last.time_since_epoch().count() ? std::max(last + gap, start) : start + gap;
+      last = replayUntil;
+      replayed = true;
+    }
+  }
+  if (replayed && !Lib().FrameIntervalGiven()) {
+    std::this_thread::sleep_until(replayUntil);
+    return Succeed();
   }
   // An exposure takes its time; the device lock is not held while waiting.
   const int interval = timing.IntervalMs(Lib().FrameIntervalMs());

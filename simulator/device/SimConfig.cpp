@@ -1,6 +1,7 @@
 #include "simulator/device/SimConfig.h"
 
 #include "simulator/JsonTree.h"
+#include "simulator/device/SimReplay.h"
 
 #include <algorithm>
 #include <cstring>
@@ -136,13 +137,20 @@ void Serial(ClDeviceConfig& d, const Tree& node, const std::string& where)
   std::memcpy(d.aSerial.data(), s.data(), s.size());
 }
 
-ClDeviceConfig Device(const Tree& node, const std::string& where)
+ClDeviceConfig Device(const Tree& node, const std::string& where, std::vector<ClFault>& global)
 {
   json::CheckKeys(node, where,
                   {"interface", "compatibility", "serial", "serial_bytes", "normal_size",
                    "raw_size", "pixel_size", "version", "ext_memory", "faults", "fail_open",
-                   "fail_info", "control_bytes", "platen_seed", "loop", "script", "image_bytes"});
+                   "fail_info", "control_bytes", "platen_seed", "loop", "script", "image_bytes",
+                   "replay"});
   ClDeviceConfig d;
+  // A recording sets the device up first; the other keys may still change it.
+  if (auto r = node.get_child_optional("replay")) {
+    if (auto v = node.get_child_optional("interface"))
+      d.nInterface = int(json::Integer(*v, Key(where, "interface"), 0, kInterfaceCount - 1));
+    ApplyRecording(json::Text(*r, Key(where, "replay")), Key(where, "replay"), d, &global);
+  }
   for (const auto& kv : node) {
     const std::string& k = kv.first;
     const std::string w = Key(where, k);
@@ -196,7 +204,8 @@ ClDeviceConfig Device(const Tree& node, const std::string& where)
             int32_t(json::Integer(*r, Key(w, "reported_size"), INT32_MIN, INT32_MAX));
       }
     } else if (k == "faults") {
-      d.aFaults = Faults(v, w, &d.nDisconnectAtFrame);
+      const std::vector<ClFault> f = Faults(v, w, &d.nDisconnectAtFrame);
+      d.aFaults.insert(d.aFaults.end(), f.begin(), f.end());
     } else if (k == "fail_open") {
       d.nOpenError = Error(v, w);
     } else if (k == "fail_info") {
@@ -269,8 +278,10 @@ ClSimConfig ParseConfig(const std::string& sText, const std::string& sSource,
     c.sSource = sSource;
     c.aLibrary = aDefaultLibrary;
     bool library = false;
-    if (auto v = tree.get_child_optional("frame_interval_ms"))
+    if (auto v = tree.get_child_optional("frame_interval_ms")) {
       c.nFrameIntervalMs = int(json::Integer(*v, "frame_interval_ms", 0, 60000));
+      c.bIntervalGiven = true;
+    }
     if (auto v = tree.get_child_optional("library_version")) {
       c.aLibrary = Version(*v, "library_version");
       library = true;
@@ -282,7 +293,7 @@ ClSimConfig ParseConfig(const std::string& sText, const std::string& sSource,
       size_t i = 0;
       for (const auto& child : *v) {
         const std::string w = json::Item("devices", i++);
-        c.aDevices.push_back(Device(child.second, w));
+        c.aDevices.push_back(Device(child.second, w, c.aFaults));
         if (!seen.insert(c.aDevices.back().nInterface).second)
           json::Fail(w, "interface " + std::to_string(c.aDevices.back().nInterface) +
                             " is used twice");
@@ -302,8 +313,10 @@ ClSimConfig ParseConfig(const std::string& sText, const std::string& sSource,
       for (long long n : json::Integers(*v, "interfaces_busy", 0, kInterfaceCount - 1))
         c.aBusy.push_back(int(n));
     }
-    if (auto v = tree.get_child_optional("faults"))
-      c.aFaults = Faults(*v, "faults", nullptr);
+    if (auto v = tree.get_child_optional("faults")) {
+      const std::vector<ClFault> f = Faults(*v, "faults", nullptr);
+      c.aFaults.insert(c.aFaults.end(), f.begin(), f.end());
+    }
     return c;
   } catch (const ClSimConfigError& e) {
     throw ClSimConfigError(sSource + ": " + e.what());

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -33,7 +34,10 @@ struct ClExtMemoryConfig
   int nMarkerOffset = 3;    // stored in byte 20
   bool bReportSize = false; // the size query reports nReportedSize, not the real size
   int32_t nReportedSize = 0;
+  std::vector<uint8_t> aContent; // recorded contents, laid in before the marker
 };
+
+class ClReplay;
 
 struct ClDeviceConfig
 {
@@ -57,6 +61,7 @@ struct ClDeviceConfig
   std::array<uint8_t, kControlBytes> aControl{{0x35, 0x00, 0x08, 0x40, 0x11, 0x22, 0x33}};
   uint32_t nPlatenSeed = 1;
   ClScript script;
+  std::shared_ptr<const ClReplay> pReplay; // frames of a recording instead of the script
 
   ClDeviceConfig(); // the built-in scanner with the demo script
 };
@@ -64,6 +69,7 @@ struct ClDeviceConfig
 struct ClSimConfig
 {
   int nFrameIntervalMs = 30;
+  bool bIntervalGiven = false; // replays keep their recorded pace unless it is given
   std::array<uint16_t, 4> aLibrary{{10, 0, 0, 1}};
   std::vector<ClDeviceConfig> aDevices;
   std::vector<int> aBusy;       // interfaces shown busy

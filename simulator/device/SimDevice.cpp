@@ -1,5 +1,7 @@
 #include "simulator/device/SimDevice.h"
 
+#include "simulator/device/SimReplay.h"
+
 #include <algorithm>
 #include <cstring>
 #include <new>
@@ -13,12 +15,14 @@ ClSimDevice::ClSimDevice(const ClDeviceConfig& config)
   const ClExtMemoryConfig& ext = m_Config.ext;
   if (ext.bPresent) {
     m_aMemory.assign(size_t(ext.nSize), 0);
+    std::copy_n(ext.aContent.begin(), std::min(ext.aContent.size(), m_aMemory.size()),
+                m_aMemory.begin());
     // Byte 20 gives the length of a variable part; the calibration marker follows it.
     if (m_aMemory.size() > 20)
       m_aMemory[20] = uint8_t(ext.nMarkerOffset);
     static const uint8_t marker[8] = {'C', 'A', 'L', 0, 'G', 'E', 'O', 0};
     const size_t at = size_t(ext.nMarkerOffset) + 25;
-    if (ext.bCalibration && at + 8 <= m_aMemory.size())
+    if (ext.bCalibration && ext.aContent.empty() && at + 8 <= m_aMemory.size())
       std::memcpy(&m_aMemory[at], marker, 8);
   }
 }
@@ -50,7 +54,26 @@ uint32_t ClSimDevice::Image(bool bRaw, int nDose, uint8_t* pOut)
     m_bConnected = false;
     return kErrBusy;
   }
-  Peek(m_nFrames, bRaw, nDose, EOrientation::eDevice, pOut);
+  m_pReplayed = nullptr;
+  uint64_t skipped = 0;
+  const ClReplayFrame* f =
+      m_Config.pReplay ? m_Config.pReplay->Pick(m_nFrames, bRaw, m_Config.script.Loop(), &skipped)
+                       : nullptr;
+  if (f) {
+    std::vector<uint8_t> pixels;
+    try {
+      pixels = kxrec::DecodedData(f->record);
+    } catch (const kxrec::ClRecordError&) {
+      return kErrInvalidData; // the reader passed the file, so this is a writer's fault
+    }
+    const int64_t need = bRaw ? int64_t(m_Config.nRawWidth) * m_Config.nRawHeight
+                              : int64_t(m_Config.nNormalWidth) * m_Config.nNormalHeight;
+    std::memcpy(pOut, pixels.data(), size_t(std::min<int64_t>(need, int64_t(pixels.size()))));
+    m_nFrames += skipped;
+    m_pReplayed = f;
+  } else {
+    Peek(m_nFrames, bRaw, nDose, EOrientation::eDevice, pOut);
+  }
   // A device that claims more bytes than its frame has writes them all.
   const int64_t nFrame = bRaw ? int64_t(m_Config.nRawWidth) * m_Config.nRawHeight
                               : int64_t(m_Config.nNormalWidth) * m_Config.nNormalHeight;

@@ -7,11 +7,14 @@
 #include "simulator/render/FrameRenderer.h"
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 #include <vector>
 
 namespace kxsim {
+
+struct ClReplayFrame;
 
 class ClSimDevice
 {
@@ -41,6 +44,10 @@ public:
   ClFrameRenderer& Renderer() { return m_Renderer; }
   int LastDose() const { return m_nLastDose; }
   int LastMode() const { return m_nLastMode; }
+  // The recorded frame the last image came from, null when it was rendered.
+  const ClReplayFrame* Replayed() const { return m_pReplayed; }
+  // When the last replayed frame was handed out, as the pace of a replay counts it.
+  std::chrono::steady_clock::time_point& ReplayedAt() { return m_ReplayedAt; }
 
   void SetDiodes(uint8_t n1, uint8_t n2) { m_aDiodes = {{n1, n2}}; }
   const std::array<uint8_t, 2>& Diodes() const { return m_aDiodes; }
@@ -72,6 +79,8 @@ private:
   int m_nControlFlag = -1;
   std::vector<uint8_t> m_aMemory;
   int m_nOpenHandles = 0;
+  const ClReplayFrame* m_pReplayed = nullptr;
+  std::chrono::steady_clock::time_point m_ReplayedAt{};
 };
 
 } // namespace kxsim

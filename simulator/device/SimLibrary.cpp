@@ -142,6 +142,14 @@ int ClSimLibrary::FrameIntervalMs()
   return m_Config.nFrameIntervalMs;
 }
 
+bool ClSimLibrary::FrameIntervalGiven()
+{
+  std::lock_guard<std::mutex> lock(m_Mutex);
+  EnsureLoaded();
+  return m_nIntervalOverride >= 0 || std::getenv("KXSIM_FRAME_INTERVAL_MS") ||
+         m_Config.bIntervalGiven;
+}
+
 void ClSimLibrary::SetFrameIntervalMs(int nMs)
 {
   std::lock_guard<std::mutex> lock(m_Mutex);

@@ -37,6 +37,8 @@ public:
   void Reset();
 
   int FrameIntervalMs();
+  // Whether the pace was set (configuration, environment, override) rather than defaulted.
+  bool FrameIntervalGiven();
   void SetFrameIntervalMs(int nMs); // negative: the configured value again
   std::array<uint16_t, 4> LibraryVersion();
 
