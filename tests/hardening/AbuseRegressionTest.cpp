@@ -7,6 +7,7 @@
 #include <chrono>
 #include <climits>
 #include <future>
+#include <iostream>
 #include <string>
 #include <thread>
 
@@ -91,30 +92,36 @@ TEST_F(AbuseRegression, ThresholdsAtTheirEndsStillRoll)
   Start();
   ASSERT_EQ(LS_KX2SetCaptureMode(m_h, LS_KX2_MODE_ROLL), 0);
   const std::string sMin = std::to_string(INT_MIN), sMax = std::to_string(INT_MAX);
-  const char* const aKeys[] = {"MERGED_LEN_THRESHOLD",       "MERGED_WIDTH_THRESHOLD",
-                               "SERIES_LEN_THRESHOLD",       "SHIFT_DISTANCE_THRESHOLD",
-                               "ROLL_VELOCITY_THRESHOLD",    "ROLL_SHIFT_AREA_ACTIVATION",
-                               "ROLL_SHIFT_AREA_MODE",       "ROTATION_THRESHOLD"};
+  const char* const aKeys[] = {"MERGED_LEN_THRESHOLD",    "MERGED_WIDTH_THRESHOLD",
+                               "SERIES_LEN_THRESHOLD",    "SHIFT_DISTANCE_THRESHOLD",
+                               "ROLL_VELOCITY_THRESHOLD", "ROLL_SHIFT_AREA_ACTIVATION",
+                               "ROLL_SHIFT_AREA_MODE",    "ROTATION_THRESHOLD"};
   struct StCase
   {
     std::string sKey, sValue;
     int32_t nWrite;
   };
-  std::vector<StCase> cases = {{"BORDER_SIDE", "0", 0},    {"BORDER_SIDE", "300", 0},
-                               {"BORDER_TOP", "0", 0},     {"BORDER_TOP", "550", 0},
-                               {"BORDER_SIDE", "301", -101}, {"BORDER_SIDE", "400", -101},
-                               {"BORDER_TOP", "551", -101},  {"BORDER_SIDE", sMin, -101},
-                               {"BORDER_TOP", sMin, -101},   {"BORDER_TOP", sMax, -101},
+  std::vector<StCase> cases = {{"BORDER_SIDE", "0", 0},
+                               {"BORDER_SIDE", "300", 0},
+                               {"BORDER_TOP", "0", 0},
+                               {"BORDER_TOP", "550", 0},
+                               {"BORDER_SIDE", "301", -101},
+                               {"BORDER_SIDE", "400", -101},
+                               {"BORDER_TOP", "551", -101},
+                               {"BORDER_SIDE", sMin, -101},
+                               {"BORDER_TOP", sMin, -101},
+                               {"BORDER_TOP", sMax, -101},
                                {"ROTATION_THRESHOLD", "-1.7e308", 0},
                                {"ROTATION_THRESHOLD", "1.7e308", 0}};
   for (const char* k : aKeys)
     for (const std::string& v : {sMin, sMax})
       cases.push_back({k, v, 0});
-  const std::string sDefaults = R"({"KX2":{"ROLLFINGER":{"MERGED_LEN_THRESHOLD":"3",)"
-                                R"("MERGED_WIDTH_THRESHOLD":"150","SERIES_LEN_THRESHOLD":"15",)"
-                                R"("SHIFT_DISTANCE_THRESHOLD":"85000","ROTATION_THRESHOLD":"0.1",)"
-                                R"("ROLL_VELOCITY_THRESHOLD":"500","ROLL_SHIFT_AREA_ACTIVATION":"0",)"
-                                R"("ROLL_SHIFT_AREA_MODE":"2","BORDER_SIDE":"0","BORDER_TOP":"0"}}})";
+  const std::string sDefaults =
+      R"({"KX2":{"ROLLFINGER":{"MERGED_LEN_THRESHOLD":"3",)"
+      R"("MERGED_WIDTH_THRESHOLD":"150","SERIES_LEN_THRESHOLD":"15",)"
+      R"("SHIFT_DISTANCE_THRESHOLD":"85000","ROTATION_THRESHOLD":"0.1",)"
+      R"("ROLL_VELOCITY_THRESHOLD":"500","ROLL_SHIFT_AREA_ACTIVATION":"0",)"
+      R"("ROLL_SHIFT_AREA_MODE":"2","BORDER_SIDE":"0","BORDER_TOP":"0"}}})";
   for (const StCase& c : cases) {
     SCOPED_TRACE(c.sKey + " " + c.sValue);
     ASSERT_EQ(Write(m_h, sDefaults), 0);
@@ -175,4 +182,44 @@ TEST_F(AbuseRegression, TriggeredWaitDoesNotBlockTheHandle)
   EXPECT_EQ(LS_KX2SetCaptureMode(m_h, LS_KX2_MODE_PLAIN), 0);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
   EXPECT_EQ(waiting.get(), -50);
+}
+
+// The corners where codes escaped the header: calls before initialise, a handle kept over
+// the last uninitialise, liveness-only refusals. Each answer is one the header lists.
+TEST(DocumentedCodes, CornersOfTheLifecycle)
+{
+  ShortLimits();
+  Sim().Load(Config());
+  LS_KX2_HANDLE h = reinterpret_cast<LS_KX2_HANDLE>(&h);
+  int32_t n = 0;
+  EXPECT_EQ(HARDEN_CALL(LS_KX2GetPropertyLongA, nullptr, "nResetImage", &n), -2);
+  EXPECT_EQ(HARDEN_CALL(LS_KX2SetPropertyLongA, nullptr, "nResetImage", 1), -2);
+  EXPECT_EQ(HARDEN_CALL(LS_KX2GetCaptureMode, nullptr, nullptr), -42);
+  EXPECT_EQ(HARDEN_CALL(LS_KX2OpenScanner, szScanner, &h), -2);
+  EXPECT_EQ(h, reinterpret_cast<LS_KX2_HANDLE>(&h)) << "left as it was before initialise";
+  ASSERT_EQ(LS_KX2Initialize(nullptr), 0);
+  ASSERT_EQ(HARDEN_CALL(LS_KX2OpenScanner, szScanner, &h), 0);
+  EXPECT_EQ(HARDEN_CALL(LS_KX2SetCaptureMode, h, LS_KX2_MODE_LIVENESS), 0);
+  HARDEN_CALL(LS_KX2SetPropertyA, h, "nAverageLivenessScoreMode", "1");
+  HARDEN_CALL(LS_KX2SetPropertyLongA, h, "nAverageLivenessScoreMode", 1);
+  ASSERT_EQ(LS_KX2Uninitialize(), 0);
+  for (int i = 0; i < 2; ++i) {
+    const char* const aNames[] = {"nResetImage", "nUseFastMask", "nAverageLivenessScoreMode",
+                                  "nMaskSensitivity", "Version"};
+    for (const char* szName : aNames) {
+      HARDEN_CALL(LS_KX2SetPropertyLongA, h, szName, 1);
+      HARDEN_CALL(LS_KX2SetPropertyA, h, szName, "1");
+      HARDEN_CALL(LS_KX2SetPropertyDoubleA, h, szName, 1.0);
+      HARDEN_CALL(LS_KX2GetPropertyLongA, h, szName, &n);
+    }
+    HARDEN_CALL(LS_KX2TriggerScanner, h);
+    if (i == 0)
+      ASSERT_EQ(LS_KX2Initialize(nullptr), 0);
+  }
+  EXPECT_EQ(HARDEN_CALL(LS_KX2CloseScanner, &h), 0);
+  EXPECT_EQ(LS_KX2Uninitialize(), 0);
+  for (auto& [sExport, codes] : Ledger().Codes())
+    for (auto& [c, k] : codes)
+      std::cout << sExport << " " << c << " x" << k << "\n";
+  ExpectDocumented();
 }
