@@ -13,11 +13,11 @@ class ClKX2JsonBounds
 {
 public:
   enum : size_t {
-    eMaxDepth = 64,           // objects and arrays inside one another
-    eMaxBytes = 16u << 20,    // the whole text
-    eMaxString = 4u << 20,    // one string, escapes counted as written
-    eMaxNumber = 64,          // one number, true, false or null
-    eMaxItems = 1u << 17      // objects, arrays, strings and numbers in all
+    eMaxDepth = 64,        // objects and arrays inside one another
+    eMaxBytes = 16u << 20, // the whole text
+    eMaxString = 4u << 20, // one string, escapes counted as written
+    eMaxNumber = 64,       // one number, true, false or null
+    eMaxItems = 1u << 17   // objects, arrays, strings and numbers in all
   };
 
   // True when sText stays within every limit; says nothing of whether it is JSON.
