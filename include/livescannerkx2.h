@@ -144,7 +144,7 @@ LS_KX2_EXPORT int32_t LS_KX2QueryScanners(char* pSerials, uint64_t* pnCount);
  * \returns -44 if no attached KX2 scanner has that name.
  * \returns -61 if the scanner is open already, in this or another process.
  * \returns a device library failure while listing or opening the scanner (-101 by
- *          default; -60 for a device that went away).
+ *          default; -202, -103, -204, -60, -601 or -701 by the library's error).
  */
 LS_KX2_EXPORT int32_t LS_KX2OpenScanner(const char* szSerial, LS_KX2_HANDLE* phScanner);
 

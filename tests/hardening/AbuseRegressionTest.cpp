@@ -7,7 +7,6 @@
 #include <chrono>
 #include <climits>
 #include <future>
-#include <iostream>
 #include <string>
 #include <thread>
 
@@ -218,8 +217,5 @@ TEST(DocumentedCodes, CornersOfTheLifecycle)
   }
   EXPECT_EQ(HARDEN_CALL(LS_KX2CloseScanner, &h), 0);
   EXPECT_EQ(LS_KX2Uninitialize(), 0);
-  for (auto& [sExport, codes] : Ledger().Codes())
-    for (auto& [c, k] : codes)
-      std::cout << sExport << " " << c << " x" << k << "\n";
   ExpectDocumented();
 }
