@@ -9,19 +9,23 @@
 
 namespace {
 
-const char* const aKeys[] = {"MERGED_LEN_THRESHOLD",       "MERGED_WIDTH_THRESHOLD",
-                             "SERIES_LEN_THRESHOLD",       "SHIFT_DISTANCE_THRESHOLD",
-                             "ROTATION_THRESHOLD",         "ROLL_VELOCITY_THRESHOLD",
-                             "ROLL_SHIFT_AREA_ACTIVATION", "ROLL_SHIFT_AREA_MODE",
-                             "BORDER_SIDE",                "BORDER_TOP"};
+const char* const aKeys[] = {"MERGED_LEN_THRESHOLD",
+                             "MERGED_WIDTH_THRESHOLD",
+                             "SERIES_LEN_THRESHOLD",
+                             "SHIFT_DISTANCE_THRESHOLD",
+                             "ROTATION_THRESHOLD",
+                             "ROLL_VELOCITY_THRESHOLD",
+                             "ROLL_SHIFT_AREA_ACTIVATION",
+                             "ROLL_SHIFT_AREA_MODE",
+                             "BORDER_SIDE",
+                             "BORDER_TOP"};
 
 // Values where arithmetic on a threshold turns: the ends of int32, the borders' limits,
 // and numbers no int32 holds.
-const char* const aValues[] = {"-2147483648", "-2147483647", "-1",         "0",
-                               "1",           "2",           "3",          "299",
-                               "300",         "301",         "549",        "550",
-                               "551",         "2147483647",  "4294967296", "1e308",
-                               "-1e308",      "nan",         "0.5",        ""};
+const char* const aValues[] = {"-2147483648", "-2147483647", "-1",  "0",          "1",
+                               "2",           "3",           "299", "300",        "301",
+                               "549",         "550",         "551", "2147483647", "4294967296",
+                               "1e308",       "-1e308",      "nan", "0.5",        ""};
 
 std::string Picked(fuzz::ClInput& in)
 {
@@ -33,8 +37,8 @@ std::string Picked(fuzz::ClInput& in)
     if (n >= 10 * nCount)
       continue; // key left out
     // The last entry stands for any 32-bit value the input gives.
-    std::string sValue = n % nCount == nCount - 1 ? std::to_string(int32_t(in.Word()))
-                                                  : aValues[n % nCount];
+    std::string sValue =
+        n % nCount == nCount - 1 ? std::to_string(int32_t(in.Word())) : aValues[n % nCount];
     s += (bFirst ? "\"" : ",\"") + std::string(szKey) + "\":\"" + sValue + "\"";
     bFirst = false;
   }
