@@ -35,7 +35,8 @@ TEST(KX2JsonBounds, EachLimitHoldsAtItsValueAndRefusesOnePast)
   } aCases[] = {
       {"depth", Arrays(B::eMaxDepth), true},
       {"depth", Arrays(B::eMaxDepth + 1), false},
-      {"depth in objects", Repeat("{\"a\":", B::eMaxDepth + 1) + "1" + std::string(B::eMaxDepth + 1, '}'), false},
+      {"depth in objects",
+       Repeat("{\"a\":", B::eMaxDepth + 1) + "1" + std::string(B::eMaxDepth + 1, '}'), false},
       {"closing does not lower below zero", "]]]]" + Arrays(B::eMaxDepth), true},
       {"string", Str(B::eMaxString), true},
       {"string", Str(B::eMaxString + 1), false},

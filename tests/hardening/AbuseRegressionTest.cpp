@@ -51,8 +51,9 @@ protected:
   }
   void TearDown() override
   {
-    if (m_h)
+    if (m_h) {
       EXPECT_EQ(LS_KX2CloseScanner(&m_h), 0);
+    }
     EXPECT_EQ(LS_KX2Uninitialize(), 0);
   }
   // Rolls until the roll reports its end; the last code of the calls.
@@ -212,8 +213,9 @@ TEST(DocumentedCodes, CornersOfTheLifecycle)
       HARDEN_CALL(LS_KX2GetPropertyLongA, h, szName, &n);
     }
     HARDEN_CALL(LS_KX2TriggerScanner, h);
-    if (i == 0)
+    if (i == 0) {
       ASSERT_EQ(LS_KX2Initialize(nullptr), 0);
+    }
   }
   EXPECT_EQ(HARDEN_CALL(LS_KX2CloseScanner, &h), 0);
   EXPECT_EQ(LS_KX2Uninitialize(), 0);

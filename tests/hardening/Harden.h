@@ -166,10 +166,12 @@ inline void ExpectDocumented()
   for (auto& [sExport, codes] : Ledger().Codes()) {
     auto it = documented.find(sExport);
     ASSERT_NE(it, documented.end()) << sExport;
-    for (auto& [nCode, nTimes] : codes)
-      if (nCode != 0)
+    for (auto& [nCode, nTimes] : codes) {
+      if (nCode != 0) {
         EXPECT_TRUE(it->second.count(nCode))
             << sExport << " answered " << nCode << " (" << nTimes << " times), not in the header";
+      }
+    }
   }
 }
 
