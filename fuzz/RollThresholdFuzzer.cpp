@@ -52,7 +52,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize)
   LS_KX2_HANDLE h = fuzz::Scanner();
   fuzz::ClInput in(pData, nSize);
   const uint8_t nHow = in.Byte();
-  const int nFrames = 4 + in.Byte() % 40;
+  // One cycle of the simulated script (17 frames) and the settling before it.
+  const int nFrames = 4 + in.Byte() % 24;
   LS_KX2SetCaptureMode(h, LS_KX2_MODE_ROLL);
   std::string sText = nHow & 1 ? Picked(in) : in.Rest();
   uint64_t n = sText.size() + 1;
