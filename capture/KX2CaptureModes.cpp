@@ -44,6 +44,15 @@ void ClKX2LiveCaptureR2::RawSetUp(uint8_t* pBlock)
   Device().SaveControlBytes(pBlock, false);
 }
 
+void ClKX2LiveCaptureR2::TryRawSetUp(uint8_t* pBlock) noexcept
+{
+  try {
+    RawSetUp(pBlock);
+  } catch (...) {
+    // The failure that brought us here is the one reported.
+  }
+}
+
 void ClKX2LiveCaptureR2::CreateRawFrames()
 {
   int32_t w = 0, h = 0;
@@ -67,6 +76,9 @@ void ClKX2LiveCaptureR2::SetCaptureMode(int32_t nMode)
   boost::lock_guard<boost::mutex> api(m_ApiMutex);
   if (nMode == m_nMode)
     return;
+  // An unknown mode is refused before the workers stop: the old mode stays, and works.
+  if (nMode < eCaptureSingleShot || nMode > eCapturePreview)
+    LSKX2_THROW_MSG("Unknown capture mode.", -103);
   // Whichever way the change ends, a wait for a roll of the old mode ends with it.
   struct ClModeEpoch
   {
@@ -78,6 +90,22 @@ void ClKX2LiveCaptureR2::SetCaptureMode(int32_t nMode)
     }
   } epoch{*this};
   StopWorkers();
+  // A change that fails half-way leaves the single-shot mode, which has no workers, rather
+  // than the old mode without its own.
+  try {
+    SetUpMode(nMode);
+    // The workers read the mode, so it is stored before they start.
+    m_nMode = nMode;
+    StartModeWorkers(nMode);
+  } catch (...) {
+    StopWorkers();
+    m_nMode = eCaptureSingleShot;
+    throw;
+  }
+}
+
+void ClKX2LiveCaptureR2::SetUpMode(int32_t nMode)
+{
   m_nCapturedLife = 0;
   m_nDetectResult = 0;
   ClDeviceClaim device(*this);
@@ -89,7 +117,6 @@ void ClKX2LiveCaptureR2::SetCaptureMode(int32_t nMode)
     break;
   case eCaptureLiveness:
     if (!m_hFakeFinger) {
-      m_nMode = eCaptureSingleShot;
       NormalSetUp(block);
       LSKX2_THROW_MSG("LiveDetection not available in this release.", -103);
     }
@@ -129,11 +156,8 @@ void ClKX2LiveCaptureR2::SetCaptureMode(int32_t nMode)
     ResetRollLocked();
     break;
   default:
-    LSKX2_THROW_MSG("Unknown capture mode.", -103);
+    break;
   }
-  // The workers read the mode, so it is stored before they start.
-  m_nMode = nMode;
-  StartModeWorkers(nMode);
 }
 
 void ClKX2LiveCaptureR2::CaptureNormal(uint8_t* pBlock, StNormalFrame& frame, ClImage& masked,
@@ -159,7 +183,7 @@ void ClKX2LiveCaptureR2::GetImage(ClImage& image, uint32_t* pnStatus, double* pd
 {
   if (!pnStatus || !pdScore)
     LSKX2_THROW(-701);
-  boost::lock_guard<boost::mutex> api(m_ApiMutex);
+  boost::unique_lock<boost::mutex> api(m_ApiMutex);
   const int32_t nMode = m_nMode;
   switch (nMode) {
   case eCaptureSingleShot:
@@ -179,8 +203,15 @@ void ClKX2LiveCaptureR2::GetImage(ClImage& image, uint32_t* pnStatus, double* pd
         return;
       }
       uint8_t block[eBlockSize] = {};
-      Device().RestoreControlBytes(block);
-      CaptureNormal(block, frame, image, mask);
+      try {
+        Device().RestoreControlBytes(block);
+        CaptureNormal(block, frame, image, mask);
+      } catch (...) {
+        // The triggers of these modes need the raw set-up back, whatever failed.
+        if (nMode != eCaptureSingleShot)
+          TryRawSetUp(block);
+        throw;
+      }
       if (nMode == eCaptureSingleShot) {
         *pnStatus = 0;
         *pdScore = 0.0;
@@ -194,7 +225,11 @@ void ClKX2LiveCaptureR2::GetImage(ClImage& image, uint32_t* pnStatus, double* pd
     return;
   }
   case eCaptureTriggered: {
-    WaitResult(m_nResultMs, m_nModeEpoch);
+    // The wait holds no lock that other calls of the handle need; a mode change that
+    // comes meanwhile ends it through the epoch.
+    const uint32_t nModeEpoch = m_nModeEpoch;
+    api.unlock();
+    WaitResult(m_nResultMs, nModeEpoch);
     boost::lock_guard<boost::mutex> result(m_ResultMutex);
     image.Copy(m_Result);
     *pnStatus = 0;

@@ -118,6 +118,11 @@ private:
   // Modes (KX2CaptureModes.cpp).
   void NormalSetUp(uint8_t* pBlock);
   void RawSetUp(uint8_t* pBlock);
+  // RawSetUp on a way out after a failure: a second failure is not reported.
+  void TryRawSetUp(uint8_t* pBlock) noexcept;
+  // The device set-up and the frames of a mode, under the device lock; the workers are
+  // stopped.
+  void SetUpMode(int32_t nMode);
   void CreateRawFrames();
   // A normal frame taken apart from the stream, kept so that repeated captures reuse it.
   struct StNormalFrame

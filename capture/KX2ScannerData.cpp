@@ -1,5 +1,6 @@
 // The JSON document of LS_KX2ExtendedScannerAccess: roll diagnostics and thresholds under
 // "KX2.ROLLFINGER", the fake finger library's own text under "KX2.PAD".
+#include "capture/KX2JsonBounds.h"
 #include "capture/KX2LiveCaptureR2.h"
 #include "device/VeltranoFakeFingerDetectionKX2Wrapper.h"
 #include "base/Exceptions.h"
@@ -27,6 +28,9 @@ bool ReadPadText(ClVeltranoFakeFingerDetectionKX2Wrapper& fd, void* hHandle, std
   if (r == -702) {
     if (nSize == 0)
       return false;
+    // Text this long would be refused unread; so is a size that cannot be allocated.
+    if (nSize > ClKX2JsonBounds::eMaxBytes + 1)
+      throw pt::json_parser_error("fake finger text too long", "", 0);
     std::vector<char>(static_cast<size_t>(nSize)).swap(buffer);
     r = fd.FD_KX2ExtendedAccess(hHandle, 0, buffer.data(), &nSize);
   }
@@ -52,9 +56,8 @@ void ClKX2LiveCaptureR2::GetScannerData(std::ostream& stream)
     std::string text;
     if (m_nMode == eCaptureLiveness && m_pFakeFinger && m_hFakeFinger &&
         m_pFakeFinger->FD_KX2ExtendedAccess && ReadPadText(*m_pFakeFinger, m_hFakeFinger, text)) {
-      std::istringstream in(text);
       pt::ptree pad;
-      pt::read_json(in, pad);
+      ClKX2JsonBounds::Read(text, pad);
       node.add_child("PAD", pad);
     }
     root.add_child("KX2", node);
@@ -67,8 +70,10 @@ void ClKX2LiveCaptureR2::GetScannerData(std::ostream& stream)
 void ClKX2LiveCaptureR2::SetScannerData(std::istream& stream)
 {
   try {
+    std::ostringstream text;
+    text << stream.rdbuf();
     pt::ptree tree;
-    pt::read_json(stream, tree);
+    ClKX2JsonBounds::Read(text.str(), tree);
     if (const boost::optional<pt::ptree&> roll = tree.get_child_optional("KX2.ROLLFINGER"))
       LoadRollThresholds(*roll);
     const boost::optional<pt::ptree&> pad = tree.get_child_optional("KX2.PAD");

@@ -7,7 +7,8 @@
  * Images are 800 by 750 pixels, 8 bits, one byte per pixel, rows top down, 500 dpi.
  *
  * Every function that takes a scanner handle can also return:
- *   -42 for a NULL handle (tested before anything else),
+ *   -42 for a NULL handle (tested before anything else, except in the property
+ *       functions, where -2 comes first when the SDK is not initialised),
  *   -43 for a pointer that is not an open handle of this library (closed, foreign or
  *       damaged),
  *   -2  once the SDK is no longer initialised (LS_KX2Uninitialize with handles open
@@ -158,14 +159,15 @@ LS_KX2_EXPORT int32_t LS_KX2QueryScanners(char* pSerials, uint64_t* pnCount);
  * Opens an attached KX2 scanner by its name and claims it for this process.
  * \param szSerial the scanner name as LS_KX2QueryScanners lists it; only its first 16
  *        characters count.
- * \param phScanner receives the handle; NULL on every failure after the argument tests.
+ * \param phScanner receives the handle; NULL on every failure after the argument tests
+ *        and the test that the SDK is initialised (left untouched on -2).
  * \returns 0 on success.
  * \returns -701 if szSerial or phScanner is NULL.
  * \returns -2 if the SDK is not initialised.
  * \returns -44 if no attached KX2 scanner has that name.
  * \returns -61 if the scanner is open already, in this or another process.
  * \returns a device library failure while listing or opening the scanner (-101 by
- *          default; -60 for a device that went away).
+ *          default; -202, -103, -204, -60, -601 or -701 by the library's error).
  */
 LS_KX2_EXPORT int32_t LS_KX2OpenScanner(const char* szSerial, LS_KX2_HANDLE* phScanner);
 
@@ -187,7 +189,10 @@ LS_KX2_EXPORT int32_t LS_KX2CloseScanner(LS_KX2_HANDLE* phScanner);
  * \returns -103 for a mode above 5.
  * \returns -103 for LS_KX2_MODE_LIVENESS when the fake finger library is not available;
  *          the scanner is then in LS_KX2_MODE_SINGLE_SHOT.
- * \returns -60 if the device went away, or another device library failure.
+ * \returns -60 if the device went away, or another device library failure: -101 or -60
+ *          (-202, -103, -204, -60, -601 or -701 by the library's error).
+ * \returns -102 if the device library lacks the control-byte entry points.
+ * A failure after the old mode's work stopped leaves LS_KX2_MODE_SINGLE_SHOT.
  */
 LS_KX2_EXPORT int32_t LS_KX2SetCaptureMode(LS_KX2_HANDLE hScanner, uint32_t nMode);
 
@@ -205,7 +210,10 @@ LS_KX2_EXPORT int32_t LS_KX2GetCaptureMode(LS_KX2_HANDLE hScanner, uint32_t* pnM
  * the background. Without triggers no new frames arrive.
  * \returns 0 on success.
  * \returns -103 in LS_KX2_MODE_SINGLE_SHOT, which takes its image in LS_KX2GetImage.
- * \returns -60 if the scanner was disconnected, or another device library failure.
+ * \returns -60 if the scanner was disconnected, or another device library failure
+ *          (-202, -103, -204, -60, -601 or -701 by the library's error).
+ * \returns -44 if the device's image size changed under the mode's set-up (a failure
+ *          of that set-up which the device library could not undo).
  */
 LS_KX2_EXPORT int32_t LS_KX2TriggerScanner(LS_KX2_HANDLE hScanner);
 
@@ -221,7 +229,10 @@ LS_KX2_EXPORT int32_t LS_KX2TriggerScanner(LS_KX2_HANDLE hScanner);
  * \returns -701 if any of the four outputs is NULL.
  * \returns -103 in LS_KX2_MODE_ROLL.
  * \returns -60 in LS_KX2_MODE_TRIGGERED when no triggered frame arrives within 30
- *          seconds, or on a device failure.
+ *          seconds, or on a device failure; other device library failures: -101
+ *          (-202, -103, -204, -60, -601 or -701 by the library's error).
+ * \returns -102 if the device library lacks the control-byte entry points.
+ * \returns -50 in LS_KX2_MODE_TRIGGERED when the mode changes during the wait.
  */
 LS_KX2_EXPORT int32_t LS_KX2GetImage(LS_KX2_HANDLE hScanner, uint8_t* pImage, double* pdScore,
                                      uint8_t* pbFinger, int32_t* pnStatus);
@@ -306,7 +317,8 @@ LS_KX2_EXPORT int32_t LS_KX2GetSerialNumber(LS_KX2_HANDLE hScanner, char* pSeria
  * \param nState a mask of the two LEDs, 0 to 3.
  * \returns 0 on success.
  * \returns -35 if nLed is not 0 (the device is not touched) or nState is above 3.
- * \returns -60 if the device went away, or another device library failure.
+ * \returns -60 if the device went away, or another device library failure
+ *          (-202, -103, -204, -60, -601 or -701 by the library's error).
  */
 LS_KX2_EXPORT int32_t LS_KX2SetLED(LS_KX2_HANDLE hScanner, uint8_t nLed, uint8_t nState);
 
@@ -324,7 +336,16 @@ LS_KX2_EXPORT int32_t LS_KX2SetLED(LS_KX2_HANDLE hScanner, uint8_t nLed, uint8_t
  * \returns -702 for id 6 if *pnSize is below the size needed, which is stored first; ask
  *          for the size with a small *pnSize (0), not with a NULL pData.
  * \returns -44 for id 7 if *pnSize is 0 or pData[*pnSize - 1] is not 0.
- * \returns -101 for id 7 if the text is not JSON.
+ * \returns -101 for id 7 if the text is not JSON, or lies beyond what is accepted: more
+ *          than 16 MiB in all, objects and arrays nested more than 64 deep, more than
+ *          131072 objects, arrays, strings and numbers in all, a string of more than
+ *          4 MiB or a number (or true, false, null) of more than 64 characters. The same
+ *          limits hold for the fake finger library's text read with id 6, where they give
+ *          -101 too.
+ * \returns -101 for id 7 if a "KX2.ROLLFINGER" value is not a number of its kind, or
+ *          "BORDER_SIDE" lies outside 0 to 300 or "BORDER_TOP" outside 0 to 550 (the
+ *          borders then keep their values).
+ * \returns -101 for id 6 if the fake finger library's text is not JSON.
  * \returns a fake finger library code for id 7 if that library refuses the "KX2.PAD"
  *          settings.
  * \returns -206 for any other id.
@@ -341,7 +362,8 @@ LS_KX2_EXPORT int32_t LS_KX2ExtendedScannerAccess(LS_KX2_HANDLE hScanner, int32_
  * \returns -702 if the text is longer than *pnSize; its length is stored first. A NULL
  *          pBuffer with *pnSize 0 asks for the length.
  * \returns -701 if pBuffer is NULL while *pnSize suffices.
- * \returns -60 if the device went away, or another device library failure.
+ * \returns -60 if the device went away, or another device library failure: -101 or -60
+ *          (-202, -103, -204, -60, -601 or -701 by the library's error).
  */
 LS_KX2_EXPORT int32_t LS_KX2GetVersionString(LS_KX2_HANDLE hScanner, char* pBuffer,
                                              uint64_t* pnSize);
@@ -398,6 +420,7 @@ LS_KX2_EXPORT int32_t LS_KX2GetPropertyA(LS_KX2_HANDLE hScanner, const char* szN
  * \returns -44 if szValue is not a number.
  * \returns -35 if the value is out of the property's range, or beyond 32 bits; the
  *          value is kept.
+ * \returns -50 for "nAverageLivenessScoreMode" while in LS_KX2_MODE_LIVENESS.
  */
 LS_KX2_EXPORT int32_t LS_KX2SetPropertyA(LS_KX2_HANDLE hScanner, const char* szName,
                                          const char* szValue);
@@ -418,6 +441,7 @@ LS_KX2_EXPORT int32_t LS_KX2GetPropertyLongA(LS_KX2_HANDLE hScanner, const char*
  * \returns -47 for a read-only property.
  * \returns -35 if the value is out of the property's range (or negative for an unsigned
  *          one); the value is kept.
+ * \returns -50 for "nAverageLivenessScoreMode" while in LS_KX2_MODE_LIVENESS.
  */
 LS_KX2_EXPORT int32_t LS_KX2SetPropertyLongA(LS_KX2_HANDLE hScanner, const char* szName,
                                              int32_t nValue);

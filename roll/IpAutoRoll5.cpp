@@ -238,6 +238,9 @@ void ClIpAutoRoll5::TakeFrame()
   const ClImage& in = *m_pInImage;
   const int32_t nWidth = in.Width() - 2 * m_nBorderSide;
   const int32_t nHeight = in.Height() - m_nBorderTop;
+  // Only a frame smaller than the engine's can be eaten up by the borders.
+  if (nWidth < 1 || nHeight < 1)
+    LSKX2_THROW_MSG("Input image smaller than the borders.", -14);
   if (m_Rolled.Width() != nWidth || m_Rolled.Height() != nHeight || !m_Rolled.Data()) {
     // Frames of another size cannot continue a roll: it starts again from idle.
     if (m_Rolled.Data())

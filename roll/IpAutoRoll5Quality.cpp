@@ -181,8 +181,14 @@ void ClIpAutoRoll5::LoadThresholds(const boost::property_tree::ptree& rTree)
     int32_t nMode = m_nRollShiftAreaMode;
     take("ROLL_SHIFT_AREA_MODE", nMode);
     SetRollShiftAreaMode(nMode);
-    take("BORDER_SIDE", m_nBorderSide);
-    take("BORDER_TOP", m_nBorderTop);
+    int32_t nSide = m_nBorderSide, nTop = m_nBorderTop;
+    take("BORDER_SIDE", nSide);
+    take("BORDER_TOP", nTop);
+    // Wider borders would leave no room to roll in, or none at all.
+    if (nSide < 0 || nSide > eMaxBorderSide || nTop < 0 || nTop > eMaxBorderTop)
+      throw boost::property_tree::ptree_bad_data("border out of range", nSide);
+    m_nBorderSide = nSide;
+    m_nBorderTop = nTop;
   } catch (const boost::property_tree::ptree_error&) {
     LSKX2_THROW_MSG("Error while loading roll finger thresholds!", -101);
   }

@@ -18,7 +18,7 @@ if command -v ccache >/dev/null; then
   export CCACHE_BASEDIR="${CCACHE_BASEDIR:-$(dirname "$PWD")}" CCACHE_NOHASHDIR=1
   opts+=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
 fi
-targets=(scanner_json properties sequence bitmap sim_config record_file)
+targets=(scanner_json roll_thresholds properties sequence bitmap sim_config record_file)
 cmake -S . -B "$dir" "${opts[@]}" >/dev/null
 cmake --build "$dir" -j"$(nproc)" --target "${targets[@]/#/fuzz_}" >/dev/null
 export VELTRANO_SDK_LOCK_DIR=${VELTRANO_SDK_LOCK_DIR:-$(mktemp -d)}
@@ -29,7 +29,13 @@ for t in "${targets[@]}"; do
   # The corpus grown by earlier runs is kept beside the build and read with the seeds.
   mkdir -p "$dir/corpus/$t"
   log="$dir/$t.log"
-  if "$dir/bin/fuzz_$t" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2560 -max_len=4096 \
+  # The JSON readers get the dictionary of the document's keys and extreme values.
+  dict=()
+  case $t in scanner_json|roll_thresholds) dict=(-dict=fuzz/json.dict) ;; esac
+  # No input may cost more than a fraction of this: a single allocation above the malloc
+  # limit, or a process above the RSS limit, is a finding.
+  if "$dir/bin/fuzz_$t" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 \
+       -malloc_limit_mb=256 -max_len=4096 "${dict[@]}" \
        -print_final_stats=1 -artifact_prefix="$dir/findings/$t-" "$dir/corpus/$t" "fuzz/corpus/$t" >"$log" 2>&1; then
     echo "fuzz $t: $(grep -o 'stat::number_of_executed_units: [0-9]*' "$log" | grep -o '[0-9]*$') executions in ${seconds} s"
   else

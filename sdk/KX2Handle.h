@@ -76,6 +76,18 @@ private:
   static void SetAverageLiveness(ClKX2Handle* p, const uint32_t* pValue);
   static uint32_t GetResetImage(ClKX2Handle* p);
   static void SetResetImage(ClKX2Handle* p, const uint32_t* pValue);
+  // The engine-field properties of a handle without an engine: -2, as the accessors.
+  template <class T>
+  static T GetUnopened(ClKX2Handle* p)
+  {
+    p->Engine();
+    return T();
+  }
+  template <class T>
+  static void SetUnopened(ClKX2Handle* p, const T*)
+  {
+    p->Engine();
+  }
   static uint32_t GetStartSettling(ClKX2Handle* p);
   static void SetStartSettling(ClKX2Handle* p, const uint32_t* pValue);
   static int32_t GetMergeMode(ClKX2Handle* p);
@@ -91,4 +103,6 @@ private:
   uint32_t m_nResetDefault = 0;
   uint32_t m_nSettlingDefault = 1;
   int32_t m_nMergeModeDefault = 0;
+  uint32_t m_nUnopenedDefault = 0;
+  int32_t m_nUnopenedSensitivity = 3;
 };

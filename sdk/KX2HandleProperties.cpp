@@ -16,10 +16,17 @@ void ClKX2Handle::RegisterParameters(ClParameterContainer* pTable)
   // the plain fields are left unbound and the accessors answer -2.
   ClKX2LiveCaptureR2* pEngine = m_pCapture ? &Engine() : nullptr;
 
-  pTable->CreateNumeric<unsigned int>("nUseFastMask")
-      ->Bind(pEngine ? &pEngine->m_nUseFastMask : nullptr, nReadWrite);
-  pTable->CreateNumeric<unsigned int>("nRolledPostProcess")
-      ->Bind(pEngine ? &pEngine->m_nRolledPostProcess : nullptr, nReadWrite);
+  if (pEngine) {
+    pTable->CreateNumeric<unsigned int>("nUseFastMask")->Bind(&pEngine->m_nUseFastMask, nReadWrite);
+    pTable->CreateNumeric<unsigned int>("nRolledPostProcess")
+        ->Bind(&pEngine->m_nRolledPostProcess, nReadWrite);
+  } else {
+    // Without an engine the fields have nothing to point at: accessors that answer -2.
+    for (const char* szName : {"nUseFastMask", "nRolledPostProcess"})
+      pTable->CreateNumeric<unsigned int, ClKX2Handle>(szName)->Bind(
+          &m_nUnopenedDefault, this, &SetUnopened<unsigned int>, &GetUnopened<unsigned int>,
+          nReadWrite);
+  }
 
   m_nAverageDefault = pEngine ? GetAverageLiveness(this) : 0;
   auto* pAverage = pTable->CreateNumeric<unsigned int, ClKX2Handle>("nAverageLivenessScoreMode");
@@ -31,10 +38,18 @@ void ClKX2Handle::RegisterParameters(ClParameterContainer* pTable)
       ->Bind(&m_nResetDefault, this, &SetResetImage, &GetResetImage, eParamWrite);
 
   // Out of range is refused, not clamped.
-  auto* pSensitivity = pTable->CreateNumeric<int>("nMaskSensitivity");
-  pSensitivity->Bind(pEngine ? &pEngine->m_nMaskSensitivity : nullptr, nReadWrite | eParamStrict);
-  pSensitivity->SetMin(0);
-  pSensitivity->SetMax(5);
+  if (pEngine) {
+    auto* pSensitivity = pTable->CreateNumeric<int>("nMaskSensitivity");
+    pSensitivity->Bind(&pEngine->m_nMaskSensitivity, nReadWrite | eParamStrict);
+    pSensitivity->SetMin(0);
+    pSensitivity->SetMax(5);
+  } else {
+    auto* pSensitivity = pTable->CreateNumeric<int, ClKX2Handle>("nMaskSensitivity");
+    pSensitivity->Bind(&m_nUnopenedSensitivity, this, &SetUnopened<int>, &GetUnopened<int>,
+                       nReadWrite | eParamStrict);
+    pSensitivity->SetMin(0);
+    pSensitivity->SetMax(5);
+  }
 
   m_nSettlingDefault = pEngine ? GetStartSettling(this) : 1;
   pTable->CreateNumeric<unsigned int, ClKX2Handle>("nRollFingerStartMode")

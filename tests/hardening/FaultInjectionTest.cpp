@@ -35,6 +35,8 @@ const char* const aEntries[] = {
     "ftrScanGetExtMemorySize",
     "ftrScanRestoreExtMemory",
     "ftrScanSaveExtMemory",
+    "ftrScanRestore7ControlBytes",
+    "ftrScanSave7ControlBytes",
     "ftrScanGetSerialNumber",
     "ftrScanSetDiodesStatus",
     "ftrScanGetOptions",
@@ -80,7 +82,7 @@ void RunOnce(const std::string& sConfig, bool bPasses, StOutcome& out, bool& bRe
 {
   Sim().Load(sConfig);
   const int nThreads = Threads();
-  int32_t n = LS_KX2Initialize(nullptr);
+  int32_t n = HARDEN_CALL(LS_KX2Initialize, nullptr);
   out.Note(n);
   if (n != 0) {
     ASSERT_EQ(LS_KX2Initialize(nullptr), 0) << "initialise after a failed one";
@@ -98,7 +100,7 @@ void RunOnce(const std::string& sConfig, bool bPasses, StOutcome& out, bool& bRe
     bRecovered = true;
   }
   if (h) {
-    EXPECT_EQ(LS_KX2CloseScanner(&h), 0);
+    EXPECT_EQ(HARDEN_CALL(LS_KX2CloseScanner, &h), 0);
   }
   EXPECT_TRUE(ClaimFree());
   EXPECT_EQ(LS_KX2Uninitialize(), 0);
@@ -174,6 +176,7 @@ TEST(FaultInjection, EveryCallOfEveryEntryPointFailsOnce)
                 << ", codes" << Codes(all.codes) << std::endl;
     }
   }
+  ExpectDocumented();
 }
 
 // The device goes away after N delivered frames, at every point of the sequence.
@@ -202,4 +205,5 @@ TEST(FaultInjection, DisconnectAtEveryFrame)
   }
   std::cout << "disconnect: frames " << nFrames << ", positions " << nPositions << ", codes"
             << Codes(all.codes) << std::endl;
+  ExpectDocumented();
 }

@@ -8,7 +8,13 @@
 
 #include <dirent.h>
 
+#include <gtest/gtest.h>
+
+#include <fstream>
 #include <map>
+#include <mutex>
+#include <regex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -67,6 +73,108 @@ inline bool ClaimFree()
 
 using FnImage = int32_t (*)(LS_KX2_HANDLE, uint8_t*, double*, uint8_t*, int32_t*);
 
+// Every code each export answered in this process, for the check against the header.
+class ClLedger
+{
+public:
+  int32_t Note(const std::string& sExport, int32_t n)
+  {
+    std::lock_guard<std::mutex> lock(m_Mutex);
+    ++m_Codes[sExport][n];
+    return n;
+  }
+  std::map<std::string, std::map<int32_t, int64_t>> Codes()
+  {
+    std::lock_guard<std::mutex> lock(m_Mutex);
+    return m_Codes;
+  }
+
+private:
+  std::mutex m_Mutex;
+  std::map<std::string, std::map<int32_t, int64_t>> m_Codes;
+};
+
+inline ClLedger& Ledger()
+{
+  static ClLedger s;
+  return s;
+}
+
+// Calls an export and notes its answer by the export's name.
+#define HARDEN_CALL(fn, ...) ::harden::Ledger().Note(#fn, fn(__VA_ARGS__))
+
+inline const char* ImageName(FnImage fn)
+{
+  return fn == LS_KX2GetImage          ? "LS_KX2GetImage"
+         : fn == LS_KX2GetPreviewImage ? "LS_KX2GetPreviewImage"
+                                       : "LS_KX2GetRollImage";
+}
+
+// The codes the public header lists for each export: the \returns lines of the comment
+// before it (which a group of exports may share), the handle
+// codes of the file's head for those that take a handle, and for the property functions
+// the codes their common block names.
+inline std::map<std::string, std::set<int32_t>> Documented()
+{
+  std::ifstream in(LSKX2_PUBLIC_HEADER);
+  std::string line, block;
+  std::set<int32_t> head, properties;
+  std::map<std::string, std::set<int32_t>> out;
+  const std::regex code("-[0-9]+"), decl("LS_KX2_EXPORT [a-z0-9_ ]+\\*? ?(LS_KX2[A-Za-z]+)\\(");
+  auto codes = [&](const std::string& s) {
+    std::set<int32_t> c;
+    for (std::sregex_iterator it(s.begin(), s.end(), code), end; it != end; ++it)
+      c.insert(std::stoi(it->str()));
+    return c;
+  };
+  bool bFirst = true;
+  while (std::getline(in, line)) {
+    if (line.rfind("/*", 0) == 0)
+      block.clear();
+    block += line + "\n";
+    // The head's codes stand before its examples.
+    if (bFirst && line.find("A plain capture") != std::string::npos) {
+      head = codes(block);
+      bFirst = false;
+    }
+    if (line.find("Every property function can also return") != std::string::npos)
+      properties = codes(line);
+    std::smatch m;
+    if (std::regex_search(line, m, decl)) {
+      const std::string sName = m[1];
+      std::string sDecl = line;
+      while (sDecl.find(';') == std::string::npos && std::getline(in, line))
+        sDecl += line;
+      const size_t nReturns = block.find("\\returns");
+      std::set<int32_t>& c = out[sName];
+      c = codes(nReturns == std::string::npos ? "" : block.substr(nReturns));
+      c.insert(-49);
+      if (sDecl.find("LS_KX2_HANDLE h") != std::string::npos)
+        c.insert(head.begin(), head.end());
+      if (sName.find("Property") != std::string::npos)
+        c.insert(properties.begin(), properties.end());
+    }
+  }
+  return out;
+}
+
+// Every code noted so far is one the header lists for that export.
+inline void ExpectDocumented()
+{
+  const auto documented = Documented();
+  ASSERT_GE(documented.size(), 31u) << "the header's exports";
+  for (auto& [sExport, codes] : Ledger().Codes()) {
+    auto it = documented.find(sExport);
+    ASSERT_NE(it, documented.end()) << sExport;
+    for (auto& [nCode, nTimes] : codes) {
+      if (nCode != 0) {
+        EXPECT_TRUE(it->second.count(nCode))
+            << sExport << " answered " << nCode << " (" << nTimes << " times), not in the header";
+      }
+    }
+  }
+}
+
 // Codes the exports answered during a run, by code (0 left out).
 struct StOutcome
 {
@@ -89,9 +197,9 @@ inline int32_t CaptureUntilFinger(LS_KX2_HANDLE h, FnImage fn, int nMaxFrames, S
   uint8_t bFinger = 0;
   int32_t nStatus = 0;
   for (int i = 0; i < nMaxFrames; ++i) {
-    int32_t n = LS_KX2TriggerScanner(h);
+    int32_t n = HARDEN_CALL(LS_KX2TriggerScanner, h);
     if (n == 0)
-      n = fn(h, image.data(), &d, &bFinger, &nStatus);
+      n = Ledger().Note(ImageName(fn), fn(h, image.data(), &d, &bFinger, &nStatus));
     out.Note(n);
     if (n != 0 || bFinger)
       return n;
@@ -107,8 +215,8 @@ inline int32_t FreshCapture(LS_KX2_HANDLE h)
   double d = 0;
   uint8_t b = 0;
   int32_t s = 0;
-  int32_t n = LS_KX2SetCaptureMode(h, LS_KX2_MODE_SINGLE_SHOT);
-  return n ? n : LS_KX2GetImage(h, image.data(), &d, &b, &s);
+  int32_t n = HARDEN_CALL(LS_KX2SetCaptureMode, h, LS_KX2_MODE_SINGLE_SHOT);
+  return n ? n : HARDEN_CALL(LS_KX2GetImage, h, image.data(), &d, &b, &s);
 }
 
 // Every mode, a plain capture, a roll, the JSON document read and written. Returns with the
@@ -116,31 +224,33 @@ inline int32_t FreshCapture(LS_KX2_HANDLE h)
 inline LS_KX2_HANDLE Sequence(StOutcome& out)
 {
   LS_KX2_HANDLE h = nullptr;
-  out.Note(LS_KX2OpenScanner(szScanner, &h));
+  out.Note(HARDEN_CALL(LS_KX2OpenScanner, szScanner, &h));
   if (!h)
     return nullptr;
   for (uint32_t m : {LS_KX2_MODE_PREVIEW, LS_KX2_MODE_TRIGGERED, LS_KX2_MODE_SINGLE_SHOT,
                      LS_KX2_MODE_LIVENESS, LS_KX2_MODE_ROLL, LS_KX2_MODE_PLAIN})
-    out.Note(LS_KX2SetCaptureMode(h, m));
+    out.Note(HARDEN_CALL(LS_KX2SetCaptureMode, h, m));
   std::vector<uint8_t> image(800 * 750);
   double d = 0;
   uint8_t b = 0;
   int32_t s = 0;
   if (CaptureUntilFinger(h, LS_KX2GetPreviewImage, 60, out) == 0)
-    out.Note(LS_KX2GetImage(h, image.data(), &d, &b, &s));
-  int32_t n = LS_KX2SetCaptureMode(h, LS_KX2_MODE_ROLL);
+    out.Note(HARDEN_CALL(LS_KX2GetImage, h, image.data(), &d, &b, &s));
+  int32_t n = HARDEN_CALL(LS_KX2SetCaptureMode, h, LS_KX2_MODE_ROLL);
   out.Note(n);
   if (n == 0)
     CaptureUntilFinger(h, LS_KX2GetRollImage, 120, out);
   uint64_t nSize = 0;
-  n = LS_KX2ExtendedScannerAccess(h, 6, nullptr, &nSize);
+  n = HARDEN_CALL(LS_KX2ExtendedScannerAccess, h, 6, nullptr, &nSize);
   if (n != -702)
     out.Note(n == 0 ? -9998 : n);
   std::string text(nSize + 1, '\0');
-  out.Note(LS_KX2ExtendedScannerAccess(h, 6, reinterpret_cast<uint8_t*>(text.data()), &nSize));
+  out.Note(HARDEN_CALL(LS_KX2ExtendedScannerAccess, h, 6, reinterpret_cast<uint8_t*>(text.data()),
+                       &nSize));
   std::string sWrite = R"({"KX2":{"ROLLFINGER":{"MERGED_LEN_THRESHOLD":"40"}}})";
   nSize = sWrite.size() + 1;
-  out.Note(LS_KX2ExtendedScannerAccess(h, 7, reinterpret_cast<uint8_t*>(sWrite.data()), &nSize));
+  out.Note(HARDEN_CALL(LS_KX2ExtendedScannerAccess, h, 7, reinterpret_cast<uint8_t*>(sWrite.data()),
+                       &nSize));
   return h;
 }
 

@@ -44,44 +44,72 @@ void Round(LS_KX2_HANDLE h, int nThread, int nRound, StTally& t, std::vector<uin
   double d = 0;
   uint8_t b = 0;
   int32_t s = 0;
-  switch ((nThread + nRound) % 7) {
+  switch ((nThread + nRound) % 9) {
   case 0:
-    t.Note(LS_KX2SetCaptureMode(h, (nThread + nRound) % 2 ? LS_KX2_MODE_ROLL : LS_KX2_MODE_PLAIN));
+    t.Note(HARDEN_CALL(LS_KX2SetCaptureMode, h,
+                       (nThread + nRound) % 2 ? LS_KX2_MODE_ROLL : LS_KX2_MODE_PLAIN));
     break;
   case 1:
-    t.Note(LS_KX2TriggerScanner(h));
-    t.Note(LS_KX2GetPreviewImage(h, image.data(), &d, &b, &s));
+    t.Note(HARDEN_CALL(LS_KX2TriggerScanner, h));
+    t.Note(HARDEN_CALL(LS_KX2GetPreviewImage, h, image.data(), &d, &b, &s));
     break;
   case 2:
     // A finished roll sends no composite until restarted; without the restart this
     // call would only measure the 30 second wait.
-    t.Note(LS_KX2SetPropertyLongA(h, "nResetImage", 1));
-    t.Note(LS_KX2TriggerScanner(h));
-    t.Note(LS_KX2GetRollImage(h, image.data(), &d, &b, &s));
+    t.Note(HARDEN_CALL(LS_KX2SetPropertyLongA, h, "nResetImage", 1));
+    t.Note(HARDEN_CALL(LS_KX2TriggerScanner, h));
+    t.Note(HARDEN_CALL(LS_KX2GetRollImage, h, image.data(), &d, &b, &s));
     break;
   case 3: {
     int32_t n = 0;
-    t.Note(LS_KX2GetPropertyLongA(h, "nResetImage", &n));
-    t.Note(LS_KX2SetPropertyLongA(h, "nResetImage", 1));
+    t.Note(HARDEN_CALL(LS_KX2GetPropertyLongA, h, "nResetImage", &n));
+    t.Note(HARDEN_CALL(LS_KX2SetPropertyLongA, h, "nResetImage", 1));
     break;
   }
   case 4: {
     uint64_t n = 0;
-    LS_KX2ExtendedScannerAccess(h, 6, nullptr, &n);
+    HARDEN_CALL(LS_KX2ExtendedScannerAccess, h, 6, nullptr, &n);
     std::string text(n + 1, '\0');
-    t.Note(LS_KX2ExtendedScannerAccess(h, 6, reinterpret_cast<uint8_t*>(text.data()), &n));
+    t.Note(HARDEN_CALL(LS_KX2ExtendedScannerAccess, h, 6, reinterpret_cast<uint8_t*>(text.data()),
+                       &n));
     break;
   }
   case 5: {
     uint32_t n = 0;
-    t.Note(LS_KX2GetCaptureMode(h, &n));
-    t.Note(LS_KX2GetScannerCondition(h, &n, &n));
+    t.Note(HARDEN_CALL(LS_KX2GetCaptureMode, h, &n));
+    t.Note(HARDEN_CALL(LS_KX2GetScannerCondition, h, &n, &n));
+    break;
+  }
+  case 6: {
+    // Thresholds at the ends of their range and documents past the reader's limits.
+    static const char* const aDocs[] = {
+        R"({"KX2":{"ROLLFINGER":{"BORDER_SIDE":"300","BORDER_TOP":"550"}}})",
+        R"({"KX2":{"ROLLFINGER":{"BORDER_SIDE":"-2147483648"}}})",
+        R"({"KX2":{"ROLLFINGER":{"SERIES_LEN_THRESHOLD":"2147483647"}}})",
+        R"({"KX2":{"ROLLFINGER":{"ROTATION_THRESHOLD":"-1.7e308","BORDER_TOP":"0"}}})",
+        R"({"KX2":{"ROLLFINGER":{"BORDER_SIDE":"0","MERGED_LEN_THRESHOLD":"3"}}})"};
+    std::string sText =
+        nRound % 6 == 5 ? std::string(5000, '[') + std::string(5000, ']') : aDocs[nRound % 5];
+    uint64_t n = sText.size() + 1;
+    t.Note(
+        HARDEN_CALL(LS_KX2ExtendedScannerAccess, h, 7, reinterpret_cast<uint8_t*>(&sText[0]), &n));
+    break;
+  }
+  case 7: {
+    // Hostile arguments: modes out of range, null outputs, unknown names.
+    uint32_t n = 0;
+    t.Note(HARDEN_CALL(LS_KX2SetCaptureMode, h, 6 + nRound % 3));
+    t.Note(HARDEN_CALL(LS_KX2GetImage, h, image.data(), nullptr, &b, &s));
+    t.Note(HARDEN_CALL(LS_KX2GetPropertyLongA, h, nullptr, &s));
+    t.Note(HARDEN_CALL(LS_KX2SetPropertyA, h, "nAverageLivenessScoreMode", "1"));
+    t.Note(HARDEN_CALL(LS_KX2SetLED, h, 1, 9));
+    t.Note(HARDEN_CALL(LS_KX2GetScannerCondition, h, &n, nullptr));
     break;
   }
   default:
     // Initialise and uninitialise in pairs: the test's own reference keeps the SDK alive.
-    t.Note(LS_KX2Initialize(nullptr));
-    t.Note(LS_KX2Uninitialize());
+    t.Note(HARDEN_CALL(LS_KX2Initialize, nullptr));
+    t.Note(HARDEN_CALL(LS_KX2Uninitialize));
   }
 }
 
@@ -115,8 +143,8 @@ void Stress(int nScanners)
     for (auto& th : threads)
       th.join();
     for (int i = 0; i < nScanners; ++i) {
-      t.Note(LS_KX2CloseScanner(&ah[i]));
-      t.Note(LS_KX2OpenScanner(aszNames[i], &ah[i]));
+      t.Note(HARDEN_CALL(LS_KX2CloseScanner, &ah[i]));
+      t.Note(HARDEN_CALL(LS_KX2OpenScanner, aszNames[i], &ah[i]));
     }
   }
   const double dSeconds =
@@ -137,6 +165,7 @@ void Stress(int nScanners)
   EXPECT_EQ(LS_KX2Uninitialize(), 0);
   EXPECT_TRUE(ClaimFree());
   EXPECT_EQ(Threads(), nThreads) << "threads left running";
+  ExpectDocumented();
 }
 
 } // namespace
