@@ -63,12 +63,12 @@ void ClKX2LiveCaptureR2::DetectWorker()
         UpdateCondition(judge.ConditionSample(*in));
         m_nState = eStateNone;
         m_dScore = 0.0;
-        m_nDetectResult = -15;
+        m_nDetectResult = eErrBitmapNoFinger;
         break;
       case ClKX2FrameJudge::eMoving:
         m_nState = eStateMoving;
         m_dScore = 0.0;
-        m_nDetectResult = -15;
+        m_nDetectResult = eErrBitmapNoFinger;
         break;
       case ClKX2FrameJudge::eStill:
         if (m_nCapturedLife > 0)
@@ -98,7 +98,7 @@ void ClKX2LiveCaptureR2::CheckLiveness(StNormalFrame& normal, ClIpKX10MaskR2& ma
   }
   int32_t nResult;
   if (!m_hFakeFinger) {
-    nResult = -43;
+    nResult = eErrInvalidHandle;
     m_dScore = -1.0;
   } else {
     double dScore = 0.0;

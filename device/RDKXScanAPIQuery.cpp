@@ -53,7 +53,7 @@ std::string ClRDKXScanAPIWrapper::MakeScannerName(uint8_t nCompatibility, KXDevi
 {
   uint8_t buf[eKXSerialBufferSize] = {};
   if (!KXApi().ftrScanGetSerialNumber(hDevice, buf))
-    RaiseLibraryError("GetSerialNumber", -101);
+    RaiseLibraryError("GetSerialNumber", eErrInternal);
   static const uint8_t unprogrammed[8] = {255, 255, 255, 255, 255, 255, 255, 255};
   if (std::memcmp(buf, unprogrammed, 8) == 0)
     std::memcpy(buf, "00000000", 9);
@@ -71,7 +71,7 @@ std::string ClRDKXScanAPIWrapper::MakeScannerName(uint8_t nCompatibility, KXDevi
     if (!KXApi().ftrScanGetVersion)
       RaiseMissingEntry("ftrScanGetVersion");
     if (!KXApi().ftrScanGetVersion(hDevice, &v))
-      RaiseLibraryError("ftrScanGetVersion", -101);
+      RaiseLibraryError("ftrScanGetVersion", eErrInternal);
     prefix = IsQ7Firmware(v.Firmware) ? "Q7 " : "KX1 ";
     break;
   }
@@ -84,14 +84,14 @@ std::string ClRDKXScanAPIWrapper::MakeScannerName(uint8_t nCompatibility, KXDevi
     prefix = "KX10 ";
     break;
   default:
-    LSKX2_THROW_MSG("Device not supported", -101);
+    LSKX2_THROW_MSG("Device not supported", eErrInternal);
   }
 
   const char* text = reinterpret_cast<const char*>(buf) + start;
   std::string serial(text, strnlen(text, sizeof(buf) - start));
   static const boost::regex form("(\\d{7,8})");
   if (!boost::regex_match(serial, form))
-    LSKX2_THROW_MSG("Invalid serial", -35);
+    LSKX2_THROW_MSG("Invalid serial", eErrParamOutOfRange);
   return prefix + serial;
 }
 
@@ -123,7 +123,7 @@ void ClRDKXScanAPIWrapper::QueryScanners(std::list<ScannerEntry>& list, uint32_t
   int32_t ok = KXApi().ftrScanGetInterfaces(interfaces);
   KXTrail("QueryScanners - get done\n");
   if (!ok)
-    RaiseLibraryError("Unable to scan interfaces", -101);
+    RaiseLibraryError("Unable to scan interfaces", eErrInternal);
 
   KXTrail("QueryScanners - iterate\n");
   for (int32_t i = 0; i < eKXInterfaceCount; ++i) {
@@ -136,14 +136,14 @@ void ClRDKXScanAPIWrapper::QueryScanners(std::list<ScannerEntry>& list, uint32_t
       h = KXApi().ftrScanOpenDeviceOnInterface(i);
       KXTrail("QueryScanners - open done\n");
       if (!h)
-        RaiseLibraryError("skip - unable to open device", -101);
+        RaiseLibraryError("skip - unable to open device", eErrInternal);
       KXTrail("QueryScanners - info\n");
       KXDeviceInfo info = {};
       info.nStructSize = sizeof(info);
       int32_t bInfo = KXApi().ftrScanGetDeviceInfo(h, &info);
       KXTrail("QueryScanners - info done\n");
       if (!bInfo)
-        RaiseLibraryError("skip - unable to get device info", -101);
+        RaiseLibraryError("skip - unable to get device info", eErrInternal);
       KXTrail("QueryScanners - serial\n");
       switch (info.nCompatibility) {
       case 7:

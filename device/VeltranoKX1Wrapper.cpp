@@ -27,7 +27,10 @@ struct ClBindingOwner
 
 } // namespace
 
-void KXRaiseUnbound() { LSKX2_THROW_MSG("KXScanAPI - device library not loaded", -2); }
+void KXRaiseUnbound()
+{
+  LSKX2_THROW_MSG("KXScanAPI - device library not loaded", eErrNotInitialized);
+}
 
 void KXTrail(const char* szText)
 {
@@ -38,7 +41,7 @@ void KXTrail(const char* szText)
 std::string KXJoinNumbers(const uint16_t* pNumbers, int nCount)
 {
   if (nCount < 1 || nCount > 4)
-    LSKX2_THROW(-35);
+    LSKX2_THROW(eErrParamOutOfRange);
   std::string s;
   for (int i = 0; i < nCount; ++i) {
     if (i)

@@ -54,6 +54,8 @@
 #include <stdint.h>
 #include <wchar.h>
 
+#include "livescannerkx2_errors.h"
+
 #if defined(LS_KX2_BUILDING)
 #define LS_KX2_EXPORT __attribute__((visibility("default")))
 #else

@@ -51,7 +51,7 @@ public:
     ClParameter::CopyTo(pTarget);
     auto* pCast = dynamic_cast<TpParameterBase*>(pTarget);
     if (!pCast)
-      LSKX2_THROW_MSG("pCast is not set", -701);
+      LSKX2_THROW_MSG("pCast is not set", eErrBadPointer);
     if (pCast == this)
       return;
     pCast->m_pObject = m_pObject;
@@ -99,13 +99,13 @@ public:
   void* GetValuePointer() const override { return *m_ppValue; }
 
 protected:
-  [[noreturn]] static void Abstract() { LSKX2_THROW_MSG("Abstract function", -101); }
+  [[noreturn]] static void Abstract() { LSKX2_THROW_MSG("Abstract function", eErrInternal); }
 
   static const TpParameterBase* Cast(const ClParameterBase* pOther)
   {
     auto* pCast = dynamic_cast<const TpParameterBase*>(pOther);
     if (!pCast)
-      LSKX2_THROW_MSG("pCast is not set", -701);
+      LSKX2_THROW_MSG("pCast is not set", eErrBadPointer);
     return pCast;
   }
 
@@ -114,7 +114,7 @@ protected:
     if (m_pObject && m_pfnGet)
       return m_pfnGet(m_pObject);
     if (!*m_ppValue)
-      LSKX2_THROW_MSG("pValue is not set", -701);
+      LSKX2_THROW_MSG("pValue is not set", eErrBadPointer);
     return **m_ppValue;
   }
 
@@ -125,7 +125,7 @@ protected:
       return;
     }
     if (!*m_ppValue)
-      LSKX2_THROW_MSG("pValue is not set", -701);
+      LSKX2_THROW_MSG("pValue is not set", eErrBadPointer);
     **m_ppValue = value;
   }
 

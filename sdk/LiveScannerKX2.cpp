@@ -31,11 +31,11 @@ void ClLiveScannerKX2::GetVersion(char* szOut, uint64_t* pnSize)
   static const char szTag[] = " Version: ";
   const char* start = std::strstr(szVersion, szTag);
   if (!start)
-    LSKX2_THROW_MSG("szVersion signature not found.", -101);
+    LSKX2_THROW_MSG("szVersion signature not found.", eErrInternal);
   start += sizeof(szTag) - 1;
   const char* end = std::strchr(start, ' ');
   if (!end)
-    LSKX2_THROW_MSG("szVersion signature not found.", -101);
+    LSKX2_THROW_MSG("szVersion signature not found.", eErrInternal);
   uint64_t n = static_cast<uint64_t>(end - start);
   SDKHelper::CopyOut(szOut, pnSize, start, n + 1);
   // The copy took one byte past the number; the terminator replaces it.

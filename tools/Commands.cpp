@@ -33,7 +33,7 @@ int OpenFailure(int32_t rc, const std::string& name)
                          "interface (connect one, or check the device library)\n");
     return 1;
   }
-  if (rc == -44 && !name.empty()) {
+  if (rc == LS_KX2_ERROR_INVALID_PARAMETER && !name.empty()) {
     int32_t query = 0;
     std::string list;
     for (const std::string& n : AttachedScanners(&query))
@@ -93,7 +93,7 @@ int RunList(const ClCliOptions& o, const std::atomic<bool>& bStop)
 {
   int32_t rc = 0;
   std::vector<std::string> names = AttachedScanners(&rc);
-  if (rc != 0 && rc != -702) {
+  if (rc != 0 && rc != LS_KX2_ERROR_SIZE_TOO_SMALL) {
     Fail("listing scanners", rc);
     return ExitStatus(rc);
   }

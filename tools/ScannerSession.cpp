@@ -19,14 +19,18 @@ const char* const szShiftAreasOn =
 
 } // namespace
 
-bool IsCaptureOutcome(int32_t nCode) { return nCode == -15 || (nCode <= -800 && nCode >= -811); }
+bool IsCaptureOutcome(int32_t nCode)
+{
+  return nCode == LS_KX2_ERROR_BITMAP_NO_FINGER ||
+         (nCode <= LS_KX2_ERROR_DRY_FINGERPRINT && nCode >= LS_KX2_ERROR_ROLLED_LIFTED);
+}
 
 std::vector<std::string> AttachedScanners(int32_t* pnCode)
 {
   std::vector<std::string> names;
   uint64_t count = 0;
   *pnCode = LS_KX2QueryScanners(nullptr, &count);
-  if (*pnCode == -702) {
+  if (*pnCode == LS_KX2_ERROR_SIZE_TOO_SMALL) {
     std::vector<char> records(static_cast<size_t>(count) * 16 + 1, 0);
     *pnCode = LS_KX2QueryScanners(records.data(), &count);
     for (uint64_t k = 0; *pnCode == 0 && k < count; ++k)
@@ -93,7 +97,7 @@ int32_t ClScannerSession::Configure(const ClCliOptions& o, std::string* pWhat)
     *pWhat = "scanner data " + o.m_sScannerDataFile;
     std::ifstream in(o.m_sScannerDataFile, std::ios::binary);
     if (!in)
-      return -44;
+      return LS_KX2_ERROR_INVALID_PARAMETER;
     if (int32_t rc = WriteScannerData(
             std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>())))
       return rc;
@@ -167,10 +171,11 @@ int32_t ClScannerSession::Previews(const std::string& label, double dTimeout, in
 int32_t ClScannerSession::WaitForFinger(const std::string& label, const ClCliOptions& o,
                                         uint64_t* pnFrames)
 {
-  return Previews(label, o.m_dTimeout, -15, pnFrames, [](bool finger, double area, bool* pbDone) {
-    *pbDone = finger;
-    return finger ? "still" : area >= dEmptyAreaPercent ? "moving" : "none";
-  });
+  return Previews(label, o.m_dTimeout, LS_KX2_ERROR_BITMAP_NO_FINGER, pnFrames,
+                  [](bool finger, double area, bool* pbDone) {
+                    *pbDone = finger;
+                    return finger ? "still" : area >= dEmptyAreaPercent ? "moving" : "none";
+                  });
 }
 
 int32_t ClScannerSession::WaitForLift(const std::string& label, double dTimeout)
@@ -179,11 +184,12 @@ int32_t ClScannerSession::WaitForLift(const std::string& label, double dTimeout)
     return 0;
   uint64_t frames = 0;
   int empty = 0;
-  int32_t rc = Previews(label, dTimeout, -50, &frames, [&](bool finger, double area, bool* pbDone) {
-    empty = !finger && area < dEmptyAreaPercent ? empty + 1 : 0;
-    *pbDone = empty >= nEmptyFramesForLift;
-    return "lift it";
-  });
+  int32_t rc = Previews(label, dTimeout, LS_KX2_ERROR_INVALID_STATE, &frames,
+                        [&](bool finger, double area, bool* pbDone) {
+                          empty = !finger && area < dEmptyAreaPercent ? empty + 1 : 0;
+                          *pbDone = empty >= nEmptyFramesForLift;
+                          return "lift it";
+                        });
   m_Progress.End();
   return rc;
 }
@@ -209,7 +215,7 @@ int32_t ClScannerSession::Roll(const std::string& label, const ClCliOptions& o, 
     if (m_bStop)
       return nInterrupted;
     if (m_pfnNow() - start > o.m_dTimeout)
-      return -15;
+      return LS_KX2_ERROR_BITMAP_NO_FINGER;
     uint8_t finger = 0;
     if (int32_t rc = LS_KX2TriggerScanner(m_hScanner))
       return rc;
@@ -313,7 +319,7 @@ int32_t ClScannerSession::ReadScannerData(ClJson* pData)
   std::vector<uint8_t> buf(64 * 1024);
   uint64_t size = buf.size();
   int32_t rc = LS_KX2ExtendedScannerAccess(m_hScanner, 6, buf.data(), &size);
-  if (rc == -702) {
+  if (rc == LS_KX2_ERROR_SIZE_TOO_SMALL) {
     buf.resize(static_cast<size_t>(size));
     rc = LS_KX2ExtendedScannerAccess(m_hScanner, 6, buf.data(), &size);
   }
@@ -321,7 +327,7 @@ int32_t ClScannerSession::ReadScannerData(ClJson* pData)
     return rc;
   std::string text(reinterpret_cast<const char*>(buf.data()),
                    strnlen(reinterpret_cast<const char*>(buf.data()), buf.size()));
-  return ClJson::FromScannerText(text, pData) ? 0 : -101;
+  return ClJson::FromScannerText(text, pData) ? 0 : LS_KX2_ERROR_INTERNAL;
 }
 
 int32_t ClScannerSession::MeasureCondition(uint32_t* pnCondition)
