@@ -1,8 +1,12 @@
 # Public headers made by the build, into ${PROJECT_BINARY_DIR}/include beside the
 # hand-written include/livescannerkx2.h, and installed with it:
 #   livescannerkx2_errors.h   the result codes, from the catalogue list base/ErrorCatalogue.def
+#   livescannerkx2_version.h  the version macros, from the project's version
 set(LSKX2_GENERATED_INCLUDE_DIR ${PROJECT_BINARY_DIR}/include)
-set(LSKX2_GENERATED_HEADERS ${LSKX2_GENERATED_INCLUDE_DIR}/livescannerkx2_errors.h)
+set(LSKX2_GENERATED_HEADERS ${LSKX2_GENERATED_INCLUDE_DIR}/livescannerkx2_errors.h
+                            ${LSKX2_GENERATED_INCLUDE_DIR}/livescannerkx2_version.h)
+configure_file(${PROJECT_SOURCE_DIR}/include/livescannerkx2_version.h.in
+  ${LSKX2_GENERATED_INCLUDE_DIR}/livescannerkx2_version.h @ONLY)
 
 set(catalogue ${PROJECT_SOURCE_DIR}/base/ErrorCatalogue.def)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${catalogue})

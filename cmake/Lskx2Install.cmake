@@ -1,7 +1,7 @@
 # Install rules and Debian packages.
 #
 # Layout under the prefix (Debian multiarch libdir when the prefix is /usr):
-#   lib/<triplet>/liblivescannerkx2.so.1.8.1, .so.1          liblivescannerkx2-1
+#   lib/<triplet>/liblivescannerkx2.so.<version>, .so.1         liblivescannerkx2-1
 #   include/livescannerkx2*.h, lib/<triplet>/liblivescannerkx2.so,
 #   lib/<triplet>/cmake/livescannerkx2/, lib/<triplet>/pkgconfig/    liblivescannerkx2-dev
 #   lib/<triplet>/livescannerkx2/simulator/, bin/livescannerkx2-sim   livescannerkx2-simulator

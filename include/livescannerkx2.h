@@ -55,6 +55,7 @@
 #include <wchar.h>
 
 #include "livescannerkx2_errors.h"
+#include "livescannerkx2_version.h"
 
 #if defined(LS_KX2_BUILDING)
 #define LS_KX2_EXPORT __attribute__((visibility("default")))
@@ -329,7 +330,7 @@ LS_KX2_EXPORT int32_t LS_KX2GetVersionString(LS_KX2_HANDLE hScanner, char* pBuff
  * Properties of a scanner handle, by name (case ignored):
  *
  *   name                        kind     access      default  range   meaning
- *   "Version"                   text     read        "1.8.1.1822"     library version
+ *   "Version"                   text     read        the library's version, LS_KX2_VERSION_STRING
  *   "nUseFastMask"              integer  read/write  0        none    non-zero: faster,
  *                                                                     coarser preview mask
  *   "nRolledPostProcess"        integer  read/write  0        none    non-zero: roll

@@ -38,11 +38,7 @@ void GetVersionString(ClKX2Handle& handle, char* pBuffer, uint64_t* pnSize)
   if (!pnSize)
     LSKX2_THROW(eErrBadPointer);
   std::ostringstream out;
-  out << DeviceVersion(handle) << " SAPI:"
-      << "1."
-      << "8."
-      << "1."
-      << "1822";
+  out << DeviceVersion(handle) << " SAPI:" LS_KX2_VERSION_STRING;
   const std::string sText = out.str();
   // The size handed back never counts the terminator, yet the copy writes it.
   const uint64_t nLength = sText.size();

@@ -2,12 +2,14 @@
 
 #include "device/VeltranoKX1Wrapper.h"
 #include "base/SDKHelper.h"
+#include "livescannerkx2_version.h"
 
 #include <cstring>
 
 namespace {
 // The text after the number is free form and never parsed.
-const char szVersion[] = "SDK: VeltranoLiveScannerKX2 Version: 1.8.1.1822 Platform: Linux x86_64";
+const char szVersion[] =
+    "SDK: VeltranoLiveScannerKX2 Version: " LS_KX2_VERSION_STRING " Platform: Linux x86_64";
 } // namespace
 
 const char* ClLiveScannerKX2::Signature() { return szVersion; }

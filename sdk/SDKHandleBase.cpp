@@ -1,6 +1,7 @@
 #include "sdk/SDKHandleBase.h"
 
 #include "base/SDKHelper.h"
+#include "livescannerkx2_version.h"
 
 #include <cstring>
 #include <string>
@@ -8,7 +9,7 @@
 namespace {
 
 // The value of "Version", stored whole; read-only, so the buffer is never written.
-char szHandleVersion[] = "1.8.1.1822";
+char szHandleVersion[] = LS_KX2_VERSION_STRING;
 char* pHandleVersion = szHandleVersion;
 
 void RequireWritable(ClParameter* p)

@@ -15,6 +15,7 @@ from ._png import save_png
 from ._scanner import (CaptureMode, Image, Scanner, check_compatibility, initialize,
                        query_scanners, uninitialize)
 
+# The one place of the version: the build reads it from this line.
 __version__ = "1.8.1"
 __all__ = ["CaptureMode", "Error", "Image", "LIBRARY_ENV", "SIGNATURES", "Scanner",
            "check_compatibility", "error_text", "error_text_w", "initialize",
