@@ -67,56 +67,9 @@ ClVeltranoKX1Wrapper::~ClVeltranoKX1Wrapper() = default;
 void ClVeltranoKX1Wrapper::ResolveTable()
 {
   ClKXScanAPITable& t = g_KXScanAPI;
-  // Entries nothing calls still refuse the library when absent: they mark the oldest
-  // library version this system works with.
-  BindSymbol(t.ftrScanOpenDevice, "ftrScanOpenDevice");
-  BindSymbol(t.ftrScanOpenDeviceOnInterface, "ftrScanOpenDeviceOnInterface");
-  BindSymbol(t.ftrScanCloseDevice, "ftrScanCloseDevice");
-  BindSymbol(t.ftrScanSetOptions, "ftrScanSetOptions");
-  BindSymbol(t.ftrScanGetOptions, "ftrScanGetOptions");
-  BindSymbol(t.ftrScanGetDeviceInfo, "ftrScanGetDeviceInfo");
-  BindSymbol(t.ftrScanGetInterfaces, "ftrScanGetInterfaces");
-  BindSymbol(t.ftrSetBaseInterface, "ftrSetBaseInterface");
-  BindSymbol(t.ftrGetBaseInterfaceNumber, "ftrGetBaseInterfaceNumber");
-  BindSymbol(t.ftrScanGetFakeReplicaInterval, "ftrScanGetFakeReplicaInterval");
-  BindSymbol(t.ftrScanSetFakeReplicaInterval, "ftrScanSetFakeReplicaInterval");
-  BindSymbol(t.ftrScanGetLFDParameters, "ftrScanGetLFDParameters");
-  BindSymbol(t.ftrScanSetLFDParameters, "ftrScanSetLFDParameters");
-  BindSymbol(t.ftrScanGetImageSize, "ftrScanGetImageSize");
-  BindSymbol(t.ftrScanGetImage, "ftrScanGetImage");
-  BindSymbol(t.ftrScanGetFuzzyImage, "ftrScanGetFuzzyImage");
-  BindSymbol(t.ftrScanGetBacklightImage, "ftrScanGetBacklightImage");
-  BindSymbol(t.ftrScanGetDarkImage, "ftrScanGetDarkImage");
-  BindSymbol(t.ftrScanGetImageByVariableDose, "ftrScanGetImageByVariableDose");
-  BindSymbol(t.ftrScanIsFingerPresent, "ftrScanIsFingerPresent");
-  BindSymbol(t.ftrScanGetFrame, "ftrScanGetFrame");
-  BindSymbol(t.ftrScanSetDiodesStatus, "ftrScanSetDiodesStatus");
-  BindSymbol(t.ftrScanGetSerialNumber, "ftrScanGetSerialNumber");
-
-  BindSymbol(t.ftrScanGetVersion, "ftrScanGetVersion", false);
-  BindSymbol(t.ftrScanGetExtMemorySize, "ftrScanGetExtMemorySize", false);
-  BindSymbol(t.ftrScanSaveExtMemory, "ftrScanSaveExtMemory", false);
-  BindSymbol(t.ftrScanRestoreExtMemory, "ftrScanRestoreExtMemory", false);
-  BindSymbol(t.ftrScanGetLastError, "ftrScanGetLastError", false);
-  BindSymbol(t.ftrSetLoggingFacilityLevel, "ftrSetLoggingFacilityLevel", false);
-  BindSymbol(t.ftrScanGetRawImageSize, "ftrScanGetRawImageSize", false);
-  BindSymbol(t.ftrScanGetRawImageByVariableDose, "ftrScanGetRawImageByVariableDose", false);
-  BindSymbol(t.ftrScanRollStart, "ftrScanRollStart", false);
-  BindSymbol(t.ftrScanRollStarWithVariableDose, "ftrScanRollStarWithVariableDose", false);
-  BindSymbol(t.ftrScanRollAbort, "ftrScanRollAbort", false);
-  BindSymbol(t.ftrScanRollGetImage, "ftrScanRollGetImage", false);
-  BindSymbol(t.ftrScanRollGetFrameParameters, "ftrScanRollGetFrameParameters", false);
-  BindSymbol(t.ftrScanGetImage2, "ftrScanGetImage2", false);
-  BindSymbol(t.ftrScanSave7ControlBytes, "ftrScanSave7ControlBytes", false);
-  BindSymbol(t.ftrScanRestore7ControlBytes, "ftrScanRestore7ControlBytes", false);
-  BindSymbol(t.ftrScanChangeSystemNotification, "ftrScanChangeSystemNotification", false);
-  BindSymbol(t.ftrScanControlPin3, "ftrScanControlPin3", false);
-  BindSymbol(t.ftrScanGlobalSetOptions, "ftrScanGlobalSetOptions", false);
-  BindSymbol(t.ftrScanSaveSerialNumber, "ftrScanSaveSerialNumber", false);
-  BindSymbol(t.ftrScanGetImageSizes, "ftrScanGetImageSizes", false);
-  BindSymbol(t.ftrScanGetImageOfSpecificSize, "ftrScanGetImageOfSpecificSize", false);
-  BindSymbol(t.ftrScanGetImageOfSpecificSize2, "ftrScanGetImageOfSpecificSize2", false);
-  BindSymbol(t.ftrScanOpenDeviceWithIoContext, "ftrScanOpenDeviceWithIoContext", false);
+#define LSKX2_KX_BIND(name, mandatory, result, args) BindSymbol(t.name, #name, mandatory);
+  LSKX2_KX_ENTRY_POINTS(LSKX2_KX_BIND)
+#undef LSKX2_KX_BIND
 }
 
 void ClVeltranoKX1Wrapper::Pin()
