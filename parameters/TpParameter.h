@@ -8,6 +8,8 @@
 #include "parameters/Parameter.h"
 #include "base/Exceptions.h"
 
+#include <type_traits>
+
 template <class T, class O>
 class TpParameterBase : public ClParameter
 {
@@ -115,7 +117,13 @@ protected:
       return m_pfnGet(m_pObject);
     if (!*m_ppValue)
       LSKX2_THROW_MSG("pValue is not set", eErrBadPointer);
-    return **m_ppValue;
+    if constexpr (bAtomicAccess) {
+      T value;
+      __atomic_load(*m_ppValue, &value, __ATOMIC_RELAXED);
+      return value;
+    } else {
+      return **m_ppValue;
+    }
   }
 
   void WriteValue(const T& value)
@@ -126,8 +134,17 @@ protected:
     }
     if (!*m_ppValue)
       LSKX2_THROW_MSG("pValue is not set", eErrBadPointer);
-    **m_ppValue = value;
+    if constexpr (bAtomicAccess)
+      __atomic_store(*m_ppValue, const_cast<T*>(&value), __ATOMIC_RELAXED);
+    else
+      **m_ppValue = value;
   }
+
+  // Capture workers read bound settings while an application thread writes them through
+  // a property: plain numbers are loaded and stored atomically on both sides.
+  static constexpr bool bAtomicAccess =
+      std::is_arithmetic_v<T> &&
+      (sizeof(T) == 1 || sizeof(T) == 2 || sizeof(T) == 4 || sizeof(T) == 8);
 
   // Name for messages; a parameter without one still reports.
   const char* NameText() const { return m_pName ? m_pName : ""; }
