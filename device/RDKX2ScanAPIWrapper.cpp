@@ -32,7 +32,7 @@ ClRDKX2ScanAPIWrapper::ClRDKX2ScanAPIWrapper(KXDeviceHandle hDevice) : ClRDKXSca
   if (!hDevice)
     return;
   m_DeviceInfo.nStructSize = sizeof(KXDeviceInfo);
-  if (!KXApi().ftrScanGetDeviceInfo(m_hDevice, &m_DeviceInfo))
+  if (!KXApi()->ftrScanGetDeviceInfo(m_hDevice, &m_DeviceInfo))
     RaiseLibraryError("Unable to get device info", eErrInternal);
   InitDevice();
 }
@@ -43,14 +43,14 @@ void ClRDKX2ScanAPIWrapper::InitDevice()
     LSKX2_THROW_MSG("device not supported", eErrUnsupportedFeature);
   m_nDeviceType = eTypeKX2;
   // Liveness is judged above the device; the library's own check stays off.
-  if (!KXApi().ftrScanSetOptions(m_hDevice, 1, 0))
+  if (!KXApi()->ftrScanSetOptions(m_hDevice, 1, 0))
     RaiseLibraryError("Option failed: FTR_OPTIONS_CHECK_FAKE_REPLICA", eErrInternal);
   KXImageSize normal = {}, raw = {};
-  if (!KXApi().ftrScanGetImageSize(m_hDevice, &normal))
+  if (!KXApi()->ftrScanGetImageSize(m_hDevice, &normal))
     RaiseLibraryError("Unable to get image size", eErrInternal);
-  if (!KXApi().ftrScanGetRawImageSize)
+  if (!KXApi()->ftrScanGetRawImageSize)
     RaiseMissingEntry("ftrScanGetRawImageSize");
-  if (!KXApi().ftrScanGetRawImageSize(m_hDevice, &raw))
+  if (!KXApi()->ftrScanGetRawImageSize(m_hDevice, &raw))
     RaiseLibraryError("Unable to get raw image size", eErrInternal);
   CheckGeometry(normal, "normal");
   CheckGeometry(raw, "raw");
@@ -88,11 +88,11 @@ bool ClRDKX2ScanAPIWrapper::GetImage(ClBitmap* pBitmap, uint8_t nDose, uint32_t 
   const char* szFailure;
   switch (m_nImageMode) {
   case eModeNormal:
-    pfnGet = KXApi().ftrScanGetImage;
+    pfnGet = KXApi()->ftrScanGetImage;
     szFailure = "GetImage";
     break;
   case eModeRaw:
-    pfnGet = KXApi().ftrScanGetRawImageByVariableDose;
+    pfnGet = KXApi()->ftrScanGetRawImageByVariableDose;
     szFailure = "GetImageByVariableDose";
     if (!pfnGet)
       RaiseMissingEntry("ftrScanGetRawImageByVariableDose");
@@ -102,7 +102,7 @@ bool ClRDKX2ScanAPIWrapper::GetImage(ClBitmap* pBitmap, uint8_t nDose, uint32_t 
   }
   if (!pfnGet(m_hDevice, nDose, view.Bits())) {
     // A transient error gets one more exposure, never two.
-    if (!KXApi().ftrScanGetLastError || KXApi().ftrScanGetLastError() != eKXErrorRetry ||
+    if (!KXApi()->ftrScanGetLastError || KXApi()->ftrScanGetLastError() != eKXErrorRetry ||
         !pfnGet(m_hDevice, nDose, view.Bits()))
       RaiseLibraryError(szFailure, eErrDeviceDisconnected);
   }

@@ -28,11 +28,12 @@ struct ClDeviceCloser
   KXDeviceHandle h = nullptr;
   ~ClDeviceCloser()
   {
-    // Read without KXApi(): a destructor must not raise, even after the binding ended.
-    if (!h || !g_KXScanAPI.ftrScanCloseDevice)
+    // A destructor must not raise, even after the binding ended.
+    ClKXCall call;
+    if (!h || !call.Table() || !call->ftrScanCloseDevice)
       return;
     KXTrail("QueryScanners - close\n");
-    g_KXScanAPI.ftrScanCloseDevice(h);
+    call->ftrScanCloseDevice(h);
     KXTrail("QueryScanners - close done\n");
   }
 };
@@ -52,7 +53,7 @@ void Append(std::list<ScannerEntry>& list, uint32_t nWantedType, uint32_t nType,
 std::string ClRDKXScanAPIWrapper::MakeScannerName(uint8_t nCompatibility, KXDeviceHandle hDevice)
 {
   uint8_t buf[eKXSerialBufferSize] = {};
-  if (!KXApi().ftrScanGetSerialNumber(hDevice, buf))
+  if (!KXApi()->ftrScanGetSerialNumber(hDevice, buf))
     RaiseLibraryError("GetSerialNumber", eErrInternal);
   static const uint8_t unprogrammed[8] = {255, 255, 255, 255, 255, 255, 255, 255};
   if (std::memcmp(buf, unprogrammed, 8) == 0)
@@ -68,9 +69,9 @@ std::string ClRDKXScanAPIWrapper::MakeScannerName(uint8_t nCompatibility, KXDevi
   case 13: {
     KXVersionInfo v = {};
     v.nStructSize = sizeof(v);
-    if (!KXApi().ftrScanGetVersion)
+    if (!KXApi()->ftrScanGetVersion)
       RaiseMissingEntry("ftrScanGetVersion");
-    if (!KXApi().ftrScanGetVersion(hDevice, &v))
+    if (!KXApi()->ftrScanGetVersion(hDevice, &v))
       RaiseLibraryError("ftrScanGetVersion", eErrInternal);
     prefix = IsQ7Firmware(v.Firmware) ? "Q7 " : "KX1 ";
     break;
@@ -97,13 +98,13 @@ std::string ClRDKXScanAPIWrapper::MakeScannerName(uint8_t nCompatibility, KXDevi
 
 bool ClRDKXScanAPIWrapper::HasCalibrationData(KXDeviceHandle hDevice)
 {
-  if (!hDevice || !KXApi().ftrScanGetExtMemorySize || !KXApi().ftrScanRestoreExtMemory)
+  if (!hDevice || !KXApi()->ftrScanGetExtMemorySize || !KXApi()->ftrScanRestoreExtMemory)
     return false;
   int32_t nSize = 0;
-  if (!KXApi().ftrScanGetExtMemorySize(hDevice, &nSize) || nSize < eCalibrationMemorySize)
+  if (!KXApi()->ftrScanGetExtMemorySize(hDevice, &nSize) || nSize < eCalibrationMemorySize)
     return false;
   uint8_t m[eCalibrationMemorySize];
-  if (!KXApi().ftrScanRestoreExtMemory(hDevice, m, 0, eCalibrationMemorySize))
+  if (!KXApi()->ftrScanRestoreExtMemory(hDevice, m, 0, eCalibrationMemorySize))
     return false;
   // Byte 20 is the length of a variable part in front of the marker.
   static const uint8_t marker[8] = {'C', 'A', 'L', 0, 'G', 'E', 'O', 0};
@@ -120,7 +121,7 @@ void ClRDKXScanAPIWrapper::QueryScanners(std::list<ScannerEntry>& list, uint32_t
 
   KXTrail("QueryScanners - get\n");
   uint32_t interfaces[eKXInterfaceCount] = {};
-  int32_t ok = KXApi().ftrScanGetInterfaces(interfaces);
+  int32_t ok = KXApi()->ftrScanGetInterfaces(interfaces);
   KXTrail("QueryScanners - get done\n");
   if (!ok)
     RaiseLibraryError("Unable to scan interfaces", eErrInternal);
@@ -133,14 +134,14 @@ void ClRDKXScanAPIWrapper::QueryScanners(std::list<ScannerEntry>& list, uint32_t
       ClDeviceCloser device;
       KXDeviceHandle& h = device.h;
       KXTrail("QueryScanners - open\n");
-      h = KXApi().ftrScanOpenDeviceOnInterface(i);
+      h = KXApi()->ftrScanOpenDeviceOnInterface(i);
       KXTrail("QueryScanners - open done\n");
       if (!h)
         RaiseLibraryError("skip - unable to open device", eErrInternal);
       KXTrail("QueryScanners - info\n");
       KXDeviceInfo info = {};
       info.nStructSize = sizeof(info);
-      int32_t bInfo = KXApi().ftrScanGetDeviceInfo(h, &info);
+      int32_t bInfo = KXApi()->ftrScanGetDeviceInfo(h, &info);
       KXTrail("QueryScanners - info done\n");
       if (!bInfo)
         RaiseLibraryError("skip - unable to get device info", eErrInternal);

@@ -40,12 +40,13 @@ ClRDKXScanAPIWrapper::~ClRDKXScanAPIWrapper() = default;
 void ClRDKXScanAPIWrapper::RaiseLibraryError(const char* szMessage, int32_t nCode)
 {
   std::string text = std::string("KXScanAPI - ") + szMessage + ":";
-  if (!g_KXScanAPI.ftrScanGetLastError) {
+  ClKXCall call;
+  if (!call.Table() || !call->ftrScanGetLastError) {
     text += " VltErr: " + std::to_string(nCode);
     RDDebugOut(szMessage);
     LSKX2_THROW_MSG(text.c_str(), nCode);
   }
-  uint32_t nError = g_KXScanAPI.ftrScanGetLastError();
+  uint32_t nError = call->ftrScanGetLastError();
   text += std::to_string(nError) + "\n";
   RDDebugOut(text.c_str());
   LSKX2_THROW_MSG(text.c_str(), MapLibraryError(nError, nCode));
@@ -59,7 +60,7 @@ void ClRDKXScanAPIWrapper::RaiseMissingEntry(const char* szEntry)
 
 bool ClRDKXScanAPIWrapper::Open(int32_t nInterface)
 {
-  m_hDevice = KXApi().ftrScanOpenDeviceOnInterface(nInterface);
+  m_hDevice = KXApi()->ftrScanOpenDeviceOnInterface(nInterface);
   if (!m_hDevice)
     RaiseLibraryError("Unable to open device", eErrInternal);
   return Identify();
@@ -67,9 +68,9 @@ bool ClRDKXScanAPIWrapper::Open(int32_t nInterface)
 
 bool ClRDKXScanAPIWrapper::OpenWithContext(void* pContext)
 {
-  if (!KXApi().ftrScanOpenDeviceWithIoContext)
+  if (!KXApi()->ftrScanOpenDeviceWithIoContext)
     LSKX2_THROW_MSG("Unsupported KXScanAPI Version", eErrVersion);
-  m_hDevice = KXApi().ftrScanOpenDeviceWithIoContext(pContext);
+  m_hDevice = KXApi()->ftrScanOpenDeviceWithIoContext(pContext);
   if (!m_hDevice)
     RaiseLibraryError("Unable to open device", eErrInternal);
   return Identify();
@@ -80,7 +81,7 @@ bool ClRDKXScanAPIWrapper::Identify()
   m_DeviceInfo = KXDeviceInfo{};
   m_DeviceInfo.nStructSize = sizeof(KXDeviceInfo);
   // On failure here the device stays open; the owner's Close ends it.
-  if (!KXApi().ftrScanGetDeviceInfo(m_hDevice, &m_DeviceInfo))
+  if (!KXApi()->ftrScanGetDeviceInfo(m_hDevice, &m_DeviceInfo))
     RaiseLibraryError("Unable to get device info", eErrInternal);
   m_sSerial = MakeScannerName(m_DeviceInfo.nCompatibility, m_hDevice);
   try {
@@ -102,8 +103,9 @@ bool ClRDKXScanAPIWrapper::Close()
     // A device that is gone cannot switch its LEDs off; closing must still happen.
   }
   // Once the binding has ended there is no library left to close the device with.
-  if (ClVeltranoKX1Wrapper::Instance())
-    g_KXScanAPI.ftrScanCloseDevice(m_hDevice);
+  ClKXCall call;
+  if (call.Table())
+    call->ftrScanCloseDevice(m_hDevice);
   m_hDevice = nullptr;
   return true;
 }
@@ -114,9 +116,9 @@ void ClRDKXScanAPIWrapper::GetVersionRecord(KXVersionInfo* pVersion)
     LSKX2_THROW(eErrBadPointer);
   std::memset(pVersion, 0, sizeof(KXVersionInfo));
   pVersion->nStructSize = sizeof(KXVersionInfo);
-  if (!KXApi().ftrScanGetVersion)
+  if (!KXApi()->ftrScanGetVersion)
     RaiseMissingEntry("ftrScanGetVersion");
-  if (!KXApi().ftrScanGetVersion(m_hDevice, pVersion))
+  if (!KXApi()->ftrScanGetVersion(m_hDevice, pVersion))
     RaiseLibraryError("GetVersion", eErrInternal);
 }
 
@@ -181,11 +183,11 @@ void ClRDKXScanAPIWrapper::SetLed(uint32_t nMask)
 
 void ClRDKXScanAPIWrapper::SetDiodesStatus(uint8_t nStatus1, uint8_t nStatus2)
 {
-  if (KXApi().ftrScanSetDiodesStatus(m_hDevice, nStatus1, nStatus2))
+  if (KXApi()->ftrScanSetDiodesStatus(m_hDevice, nStatus1, nStatus2))
     return;
   // One repeat on a transient error is the whole policy.
-  if (KXApi().ftrScanGetLastError && KXApi().ftrScanGetLastError() == eKXErrorRetry &&
-      KXApi().ftrScanSetDiodesStatus(m_hDevice, nStatus1, nStatus2))
+  if (KXApi()->ftrScanGetLastError && KXApi()->ftrScanGetLastError() == eKXErrorRetry &&
+      KXApi()->ftrScanSetDiodesStatus(m_hDevice, nStatus1, nStatus2))
     return;
   RaiseLibraryError("SetDiodesStatus", eErrDeviceDisconnected);
 }
@@ -203,9 +205,9 @@ void ClRDKXScanAPIWrapper::GetExtMemorySize(uint16_t* pnSize)
   if (!pnSize)
     LSKX2_THROW(eErrBadPointer);
   int32_t n = 0;
-  if (!KXApi().ftrScanGetExtMemorySize)
+  if (!KXApi()->ftrScanGetExtMemorySize)
     RaiseMissingEntry("ftrScanGetExtMemorySize");
-  if (!KXApi().ftrScanGetExtMemorySize(m_hDevice, &n))
+  if (!KXApi()->ftrScanGetExtMemorySize(m_hDevice, &n))
     RaiseLibraryError("ScanGetExtMemorySize", eErrInternal);
   // Only a size above the 16-bit range is refused; a negative one is kept in 16 bits.
   if (n > 65535)
@@ -217,9 +219,9 @@ void ClRDKXScanAPIWrapper::RestoreExtMemory(uint16_t nOffset, uint16_t nLength, 
 {
   if (!pBuffer)
     LSKX2_THROW(eErrBadPointer);
-  if (!KXApi().ftrScanRestoreExtMemory)
+  if (!KXApi()->ftrScanRestoreExtMemory)
     RaiseMissingEntry("ftrScanRestoreExtMemory");
-  if (!KXApi().ftrScanRestoreExtMemory(m_hDevice, pBuffer, nOffset, nLength))
+  if (!KXApi()->ftrScanRestoreExtMemory(m_hDevice, pBuffer, nOffset, nLength))
     RaiseLibraryError("ScanRestoreExtMemory", eErrInternal);
 }
 
@@ -227,28 +229,28 @@ void ClRDKXScanAPIWrapper::SaveExtMemory(uint16_t nOffset, uint16_t nLength, con
 {
   if (!pBuffer)
     LSKX2_THROW(eErrBadPointer);
-  if (!KXApi().ftrScanSaveExtMemory)
+  if (!KXApi()->ftrScanSaveExtMemory)
     RaiseMissingEntry("ftrScanSaveExtMemory");
-  if (!KXApi().ftrScanSaveExtMemory(m_hDevice, const_cast<void*>(pBuffer), nOffset, nLength))
+  if (!KXApi()->ftrScanSaveExtMemory(m_hDevice, const_cast<void*>(pBuffer), nOffset, nLength))
     RaiseLibraryError("ScanSaveExtMemory", eErrInternal);
 }
 
 void ClRDKXScanAPIWrapper::RestoreControlBytes(uint8_t* pBlock)
 {
-  if (!KXApi().ftrScanRestore7ControlBytes)
+  if (!KXApi()->ftrScanRestore7ControlBytes)
     throw ClExBadAlloc();
   if (!pBlock)
     LSKX2_THROW(eErrBadPointer);
-  if (!KXApi().ftrScanRestore7ControlBytes(m_hDevice, pBlock))
+  if (!KXApi()->ftrScanRestore7ControlBytes(m_hDevice, pBlock))
     RaiseLibraryError("Unable to restore control bytes", eErrDeviceDisconnected);
 }
 
 void ClRDKXScanAPIWrapper::SaveControlBytes(const uint8_t* pBlock, bool bFlag)
 {
-  if (!KXApi().ftrScanSave7ControlBytes)
+  if (!KXApi()->ftrScanSave7ControlBytes)
     throw ClExBadAlloc();
   if (!pBlock)
     LSKX2_THROW(eErrBadPointer);
-  if (!KXApi().ftrScanSave7ControlBytes(m_hDevice, const_cast<uint8_t*>(pBlock), bFlag ? 1 : 0))
+  if (!KXApi()->ftrScanSave7ControlBytes(m_hDevice, const_cast<uint8_t*>(pBlock), bFlag ? 1 : 0))
     RaiseLibraryError("Unable to save control bytes", eErrDeviceDisconnected);
 }

@@ -3,9 +3,11 @@
 #include "base/Exceptions.h"
 #include "base/RDLogging.h"
 
+#include <chrono>
 #include <dlfcn.h>
 #include <memory>
 #include <mutex>
+#include <thread>
 
 ClKXScanAPITable g_KXScanAPI = {};
 std::atomic<bool> g_bKXDebugTrail{false};
@@ -17,6 +19,8 @@ namespace {
 
 // Serialises creation and end; once published the binding is read without a lock.
 std::mutex s_StartMutex;
+// How long End waits for calls still inside the library.
+const int32_t nEndWaitMs = 5000;
 bool s_bEnded = false;
 
 // The binding lives until the process ends.
@@ -25,7 +29,31 @@ struct ClBindingOwner
   ~ClBindingOwner() { ClVeltranoKX1Wrapper::End(); }
 } s_BindingOwner;
 
+std::atomic<int32_t> s_nCallsInside{0};
+
 } // namespace
+
+// The count goes up before the binding is looked at, and End clears the binding before it
+// reads the count (both sequentially consistent): a call either sees no binding or is
+// waited for.
+ClKXCall::ClKXCall()
+{
+  s_nCallsInside.fetch_add(1);
+  if (ClVeltranoKX1Wrapper::s_pInstance.load())
+    m_pTable = &g_KXScanAPI;
+}
+
+ClKXCall::~ClKXCall() { s_nCallsInside.fetch_sub(1); }
+
+bool ClKXCall::WaitIdle(int32_t nMs)
+{
+  for (int32_t i = 0; s_nCallsInside.load() != 0; ++i) {
+    if (i >= nMs)
+      return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
+}
 
 void KXRaiseUnbound()
 {
@@ -112,7 +140,11 @@ void ClVeltranoKX1Wrapper::End()
 {
   std::lock_guard<std::mutex> lock(s_StartMutex);
   s_bEnded = true;
-  ClVeltranoKX1Wrapper* p = s_pInstance.exchange(nullptr, std::memory_order_acq_rel);
+  ClVeltranoKX1Wrapper* p = s_pInstance.exchange(nullptr);
+  // A call stuck in the library keeps it loaded for good: better than unmapping code
+  // under a running thread at exit.
+  if (!ClKXCall::WaitIdle(nEndWaitMs))
+    return;
   g_KXScanAPI = ClKXScanAPITable{};
   delete p;
 }
