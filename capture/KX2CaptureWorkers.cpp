@@ -3,6 +3,7 @@
 // the stream of frames.
 #include "capture/KX2FrameJudge.h"
 #include "capture/KX2FramePrep.h"
+#include "capture/KX2PreviewMask.h"
 #include "capture/KX2LiveCaptureR2.h"
 #include "device/RDKXScanAPIWrapper.h"
 #include "device/VeltranoFakeFingerDetectionKX2Wrapper.h"
