@@ -80,6 +80,19 @@ typedef struct LS_KX2_SCANNER* LS_KX2_HANDLE;
 #define LS_KX2_MODE_TRIGGERED 4u /**< one masked image per trigger */
 #define LS_KX2_MODE_PREVIEW 5u   /**< previews without finger detection */
 
+/** Ids of LS_KX2ExtendedScannerAccess. */
+#define LS_KX2_ACCESS_GET_SCANNER_DATA 6 /**< read the JSON document */
+#define LS_KX2_ACCESS_SET_SCANNER_DATA 7 /**< write thresholds and settings as JSON */
+
+/** Property names of a scanner handle (the table before LS_KX2GetPropertyA). */
+#define LS_KX2_PROPERTY_VERSION "Version"
+#define LS_KX2_PROPERTY_USE_FAST_MASK "nUseFastMask"
+#define LS_KX2_PROPERTY_ROLLED_POST_PROCESS "nRolledPostProcess"
+#define LS_KX2_PROPERTY_AVERAGE_LIVENESS_SCORE_MODE "nAverageLivenessScoreMode"
+#define LS_KX2_PROPERTY_RESET_IMAGE "nResetImage"
+#define LS_KX2_PROPERTY_MASK_SENSITIVITY "nMaskSensitivity"
+#define LS_KX2_PROPERTY_ROLL_FINGER_START_MODE "nRollFingerStartMode"
+
 /**
  * Takes one reference on the SDK; the first starts the device library binding.
  * \param pReserved only logged.

@@ -3,6 +3,7 @@
 #include "capture/KX2LiveCaptureR2.h"
 #include "device/InterprocessLock.h"
 #include "model/FpImage.h"
+#include "livescannerkx2.h"
 
 #include <algorithm>
 #include <cstring>
@@ -298,7 +299,7 @@ void ClKX2Handle::ExtendedAccess(int32_t nId, uint8_t* pData, uint64_t* pnSize)
 {
   if (!pnSize)
     LSKX2_THROW(eErrBadPointer);
-  if (nId == 6) {
+  if (nId == LS_KX2_ACCESS_GET_SCANNER_DATA) {
     std::ostringstream out;
     Engine().GetScannerData(out);
     const std::string sText = out.str();
@@ -311,7 +312,7 @@ void ClKX2Handle::ExtendedAccess(int32_t nId, uint8_t* pData, uint64_t* pnSize)
       LSKX2_THROW(eErrBadPointer);
     std::memcpy(pData, sText.c_str(), n);
     *pnSize = n;
-  } else if (nId == 7) {
+  } else if (nId == LS_KX2_ACCESS_SET_SCANNER_DATA) {
     if (!pData)
       LSKX2_THROW(eErrBadPointer);
     if (*pnSize == 0 || pData[*pnSize - 1] != 0)

@@ -1,6 +1,7 @@
 // The properties of a scanner handle and their bindings to the engine.
 #include "capture/KX2LiveCaptureR2.h"
 #include "sdk/KX2Handle.h"
+#include "livescannerkx2.h"
 
 namespace {
 
@@ -14,28 +15,29 @@ void ClKX2Handle::RegisterParameters(ClParameterContainer* pTable)
   // the plain fields are left unbound and the accessors answer -2.
   ClKX2LiveCaptureR2* pEngine = m_pCapture ? &Engine() : nullptr;
 
-  pTable->CreateNumeric<unsigned int>("nUseFastMask")
+  pTable->CreateNumeric<unsigned int>(LS_KX2_PROPERTY_USE_FAST_MASK)
       ->Bind(pEngine ? &pEngine->m_nUseFastMask : nullptr, nReadWrite);
-  pTable->CreateNumeric<unsigned int>("nRolledPostProcess")
+  pTable->CreateNumeric<unsigned int>(LS_KX2_PROPERTY_ROLLED_POST_PROCESS)
       ->Bind(pEngine ? &pEngine->m_nRolledPostProcess : nullptr, nReadWrite);
 
   m_nAverageDefault = pEngine ? GetAverageLiveness(this) : 0;
-  auto* pAverage = pTable->CreateNumeric<unsigned int, ClKX2Handle>("nAverageLivenessScoreMode");
+  auto* pAverage =
+      pTable->CreateNumeric<unsigned int, ClKX2Handle>(LS_KX2_PROPERTY_AVERAGE_LIVENESS_SCORE_MODE);
   pAverage->Bind(&m_nAverageDefault, this, &SetAverageLiveness, &GetAverageLiveness, nReadWrite);
   pAverage->SetMin(0);
   pAverage->SetMax(1);
 
-  pTable->CreateNumeric<unsigned int, ClKX2Handle>("nResetImage")
+  pTable->CreateNumeric<unsigned int, ClKX2Handle>(LS_KX2_PROPERTY_RESET_IMAGE)
       ->Bind(&m_nResetDefault, this, &SetResetImage, &GetResetImage, eParamWrite);
 
   // Out of range is refused, not clamped.
-  auto* pSensitivity = pTable->CreateNumeric<int>("nMaskSensitivity");
+  auto* pSensitivity = pTable->CreateNumeric<int>(LS_KX2_PROPERTY_MASK_SENSITIVITY);
   pSensitivity->Bind(pEngine ? &pEngine->m_nMaskSensitivity : nullptr, nReadWrite | eParamStrict);
   pSensitivity->SetMin(0);
   pSensitivity->SetMax(5);
 
   m_nSettlingDefault = pEngine ? GetStartSettling(this) : 1;
-  pTable->CreateNumeric<unsigned int, ClKX2Handle>("nRollFingerStartMode")
+  pTable->CreateNumeric<unsigned int, ClKX2Handle>(LS_KX2_PROPERTY_ROLL_FINGER_START_MODE)
       ->Bind(&m_nSettlingDefault, this, &SetStartSettling, &GetStartSettling, nReadWrite);
 }
 

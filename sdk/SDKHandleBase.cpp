@@ -1,7 +1,7 @@
 #include "sdk/SDKHandleBase.h"
 
 #include "base/SDKHelper.h"
-#include "livescannerkx2_version.h"
+#include "livescannerkx2.h"
 
 #include <cstring>
 #include <string>
@@ -56,7 +56,7 @@ ClParameterContainer* NewTable()
   if (!pTable)
     throw ClExBadAlloc();
   try {
-    auto* pVersion = pTable->CreateString("Version");
+    auto* pVersion = pTable->CreateString(LS_KX2_PROPERTY_VERSION);
     pVersion->Bind(&pHandleVersion, eParamRead);
     pVersion->SetSize(sizeof(szHandleVersion));
   } catch (...) {
