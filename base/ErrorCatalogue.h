@@ -3,6 +3,13 @@
 #include <cstddef>
 #include <cstdint>
 
+// The codes by their internal names, raised as ClExVeltrano(eErrBadPointer) and so on.
+enum ELsKX2Error : int32_t {
+#define LSKX2_ERROR(code, name, id, text) id = code,
+#include "base/ErrorCatalogue.def"
+#undef LSKX2_ERROR
+};
+
 struct TpErrorCatalogueRow
 {
   int32_t nCode;

@@ -161,7 +161,7 @@ const wchar_t* ClException::GetErrorDescriptionW(int32_t nCode)
 }
 
 ClExBadAlloc::ClExBadAlloc()
-  : ClException(TpStaticText{}, "Memory allocation failed", -102, nullptr, -1)
+  : ClException(TpStaticText{}, "Memory allocation failed", eErrOutOfMemory, nullptr, -1)
 {}
 
 void TrimSystemText(char* szText)
@@ -174,7 +174,7 @@ void TrimSystemText(char* szText)
 }
 
 ClExSystem::ClExSystem(const char* szMessage, const char* szFile, int32_t nLine)
-  : ClException(-105, szFile, nLine)
+  : ClException(eErrFromSystemFunction, szFile, nLine)
 {
   int nError = errno;
   char buf[256];

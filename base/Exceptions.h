@@ -1,6 +1,8 @@
 #pragma once
 // The two exception families of the library. Only ClException and what derives from it
 // carries a catalogue code and is turned into a result at the exported functions.
+#include "base/ErrorCatalogue.h"
+
 #include <cstdarg>
 #include <cstdint>
 #include <exception>

@@ -21,12 +21,12 @@ int ClLoggingNone::Format(char (&buf)[eBufferSize], const char* szFormat, va_lis
 void ClLoggingNone::Check(int nLength, const char* szFormat)
 {
   if (!szFormat)
-    LSKX2_THROW_MSG("szFormat == NULL", -49);
+    LSKX2_THROW_MSG("szFormat == NULL", eErrLogging);
   if (nLength < 0)
-    LSKX2_THROW_MSG(std::strerror(errno), -49);
+    LSKX2_THROW_MSG(std::strerror(errno), eErrLogging);
   // Only the exact size is refused; longer texts are cut and go on.
   if (nLength == eBufferSize)
-    LSKX2_THROW_MSG("Logging Message bigger than 1024 bytes.", -49);
+    LSKX2_THROW_MSG("Logging Message bigger than 1024 bytes.", eErrLogging);
 }
 
 void ClLoggingNone::Log(int32_t nLevel, const char* szFormat, ...)

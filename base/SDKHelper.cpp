@@ -7,11 +7,11 @@
 void SDKHelper::CopyOut(void* pDst, uint64_t* pnSize, const void* pSrc, uint64_t nBytes)
 {
   if (!pnSize)
-    LSKX2_THROW(-24);
+    LSKX2_THROW(eErrTemplateSizePtr);
   uint64_t old = *pnSize;
   *pnSize = nBytes;
   if (old < nBytes)
-    LSKX2_THROW(-21);
+    LSKX2_THROW(eErrTemplateSize);
   if (!pDst)
     return;
   if (nBytes)

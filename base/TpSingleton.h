@@ -46,14 +46,14 @@ public:
   {
     T* p = s_pInstance;
     if (!p)
-      LSKX2_THROW_MSG("No Singleton Instance exist.", -2);
+      LSKX2_THROW_MSG("No Singleton Instance exist.", eErrNotInitialized);
     return p;
   }
 
   static void CheckInUse()
   {
     if (!s_pInstance)
-      LSKX2_THROW(-2);
+      LSKX2_THROW(eErrNotInitialized);
   }
 
   static bool Exists() { return s_pInstance != nullptr; }
@@ -70,7 +70,7 @@ protected:
   static void ReleaseLocked()
   {
     if (s_nRefCount == 0)
-      LSKX2_THROW_MSG("No Singleton Instance exist multiple delete.", -2);
+      LSKX2_THROW_MSG("No Singleton Instance exist multiple delete.", eErrNotInitialized);
     int32_t old = s_nRefCount--;
     if (old == 1 && s_pInstance) {
       T* p = s_pInstance;

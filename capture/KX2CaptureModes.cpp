@@ -78,7 +78,7 @@ void ClKX2LiveCaptureR2::SetCaptureMode(int32_t nMode)
     return;
   // An unknown mode is refused before the workers stop: the old mode stays, and works.
   if (nMode < eCaptureSingleShot || nMode > eCapturePreview)
-    LSKX2_THROW_MSG("Unknown capture mode.", -103);
+    LSKX2_THROW_MSG("Unknown capture mode.", eErrUnsupportedFeature);
   // Whichever way the change ends, a wait for a roll of the old mode ends with it.
   struct ClModeEpoch
   {
@@ -118,7 +118,7 @@ void ClKX2LiveCaptureR2::SetUpMode(int32_t nMode)
   case eCaptureLiveness:
     if (!m_hFakeFinger) {
       NormalSetUp(block);
-      LSKX2_THROW_MSG("LiveDetection not available in this release.", -103);
+      LSKX2_THROW_MSG("LiveDetection not available in this release.", eErrUnsupportedFeature);
     }
     // The library's answer is not looked at: scoring works either way.
     m_pFakeFinger->FD_KX2SetPropertyA(m_hFakeFinger,
@@ -172,7 +172,7 @@ void ClKX2LiveCaptureR2::CaptureNormal(uint8_t* pBlock, StNormalFrame& frame, Cl
     frame.view.Attach(frame.bitmap);
   }
   if (!Device().GetImage(&frame.bitmap, 2, 255))
-    LSKX2_THROW_MSG("scanner disconnected", -60);
+    LSKX2_THROW_MSG("scanner disconnected", eErrDeviceDisconnected);
   frame.view.SetPels(eResolution, eResolution);
   KX2FlipRows(frame.view, frame.flipped);
   mask.m_nSensitivity = Sensitivity();
@@ -182,7 +182,7 @@ void ClKX2LiveCaptureR2::CaptureNormal(uint8_t* pBlock, StNormalFrame& frame, Cl
 void ClKX2LiveCaptureR2::GetImage(ClImage& image, uint32_t* pnStatus, double* pdScore)
 {
   if (!pnStatus || !pdScore)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   boost::unique_lock<boost::mutex> api(m_ApiMutex);
   const int32_t nMode = m_nMode;
   switch (nMode) {
@@ -237,21 +237,22 @@ void ClKX2LiveCaptureR2::GetImage(ClImage& image, uint32_t* pnStatus, double* pd
     return;
   }
   default:
-    LSKX2_THROW_MSG("Current capture mode is not implemented yet. (should never happen)", -103);
+    LSKX2_THROW_MSG("Current capture mode is not implemented yet. (should never happen)",
+                    eErrUnsupportedFeature);
   }
 }
 
 void ClKX2LiveCaptureR2::GetPreviewImage(ClImage& image, uint32_t* pnStatus, double* pdScore)
 {
   if (!pnStatus || !pdScore)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   const int32_t nMode = m_nMode;
   if (nMode != eCaptureLiveness && nMode != eCapturePlain && nMode != eCapturePreview)
-    LSKX2_THROW_MSG("Invalid capture mode.", -50);
+    LSKX2_THROW_MSG("Invalid capture mode.", eErrInvalidState);
   if (!m_bEnding)
     m_PreviewFrames.WaitMs(m_nPreviewMs);
   if (m_bEnding || !m_PreviewFrames.HasNewData())
-    LSKX2_THROW_MSG("device seems to be disconnected", -60);
+    LSKX2_THROW_MSG("device seems to be disconnected", eErrDeviceDisconnected);
   {
     ClTpTripleRead<ClImage> preview(m_PreviewFrames);
     image.Copy(*preview);
@@ -263,10 +264,10 @@ void ClKX2LiveCaptureR2::GetPreviewImage(ClImage& image, uint32_t* pnStatus, dou
 void ClKX2LiveCaptureR2::GetRollImage(ClImage& image, uint32_t* pnStatus, double* pdScore)
 {
   if (!pnStatus || !pdScore)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   const uint32_t nModeEpoch = m_nModeEpoch;
   if (m_nMode != eCaptureRoll)
-    LSKX2_THROW_MSG("Invalid capture mode.", -50);
+    LSKX2_THROW_MSG("Invalid capture mode.", eErrInvalidState);
   WaitResult(m_nResultMs, nModeEpoch);
   boost::lock_guard<boost::mutex> result(m_ResultMutex);
   image.Copy(m_Result);

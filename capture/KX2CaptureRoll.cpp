@@ -20,7 +20,7 @@ void ClKX2LiveCaptureR2::DeleteRoll()
 void ClKX2LiveCaptureR2::ResetRollProcessor()
 {
   m_pRoll->Reset();
-  m_pRoll->m_bEngineFlag = m_nRolledPostProcess != 0;
+  m_pRoll->m_bEngineFlag = __atomic_load_n(&m_nRolledPostProcess, __ATOMIC_RELAXED) != 0;
 }
 
 uint32_t ClKX2LiveCaptureR2::GetStartSettling()

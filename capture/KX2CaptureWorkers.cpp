@@ -3,6 +3,7 @@
 // the stream of frames.
 #include "capture/KX2FrameJudge.h"
 #include "capture/KX2FramePrep.h"
+#include "capture/KX2PreviewMask.h"
 #include "capture/KX2LiveCaptureR2.h"
 #include "device/RDKXScanAPIWrapper.h"
 #include "device/VeltranoFakeFingerDetectionKX2Wrapper.h"
@@ -63,12 +64,12 @@ void ClKX2LiveCaptureR2::DetectWorker()
         UpdateCondition(judge.ConditionSample(*in));
         m_nState = eStateNone;
         m_dScore = 0.0;
-        m_nDetectResult = -15;
+        m_nDetectResult = eErrBitmapNoFinger;
         break;
       case ClKX2FrameJudge::eMoving:
         m_nState = eStateMoving;
         m_dScore = 0.0;
-        m_nDetectResult = -15;
+        m_nDetectResult = eErrBitmapNoFinger;
         break;
       case ClKX2FrameJudge::eStill:
         if (m_nCapturedLife > 0)
@@ -98,7 +99,7 @@ void ClKX2LiveCaptureR2::CheckLiveness(StNormalFrame& normal, ClIpKX10MaskR2& ma
   }
   int32_t nResult;
   if (!m_hFakeFinger) {
-    nResult = -43;
+    nResult = eErrInvalidHandle;
     m_dScore = -1.0;
   } else {
     double dScore = 0.0;

@@ -1,15 +1,11 @@
 #pragma once
-// The per-frame image work of the capture workers, with its scratch kept between frames
-// so that a stream of frames of one size allocates nothing:
-// - ClKX2FramePrep: raw device frame to the 800 by 750 picture the SDK shows (3 by 3
-//   mean, nearest-neighbour rescale, rows reversed);
-// - ClKX2PreviewMask: the finger mask of the preview, the KX10 mask or the fast one.
+// Raw device frame to the 800 by 750 picture the SDK shows (3 by 3 mean, nearest-neighbour
+// rescale, rows reversed), with its scratch kept between frames so that a stream of frames
+// of one size allocates nothing.
 #include "model/FpImage.h"
 #include "imaging/filters/TpIpFilterMid.h"
 #include "imaging/geometry/IpRescale.h"
 #include "imaging/geometry/TpIpFlip.h"
-#include "masks/IpKX10MaskR2.h"
-#include "masks/IpKX2DevelMask.h"
 
 #include <cstdint>
 
@@ -32,17 +28,4 @@ private:
   ClTpIpFlip<unsigned char, unsigned char> m_Flip;
   ClImage m_Smooth;
   ClImage m_Half;
-};
-
-class ClKX2PreviewMask
-{
-public:
-  explicit ClKX2PreviewMask(bool bHighPrecision = false) : m_Kx10(bHighPrecision) {}
-  // bFast picks the global development mask; otherwise the KX10 mask at nSensitivity.
-  void Run(ClImage& in, ClImage& out, bool bFast, int32_t nSensitivity);
-  ClIpKX10MaskR2& Kx10() { return m_Kx10; }
-
-private:
-  ClIpKX10MaskR2 m_Kx10;
-  ClIpKX2DevelMask m_Devel;
 };

@@ -86,7 +86,7 @@ ClRDKXScanAPIWrapper& ClKX2LiveCaptureR2::Device() const
 {
   ClRDKXScanAPIWrapper* p = dynamic_cast<ClRDKXScanAPIWrapper*>(m_pDevice);
   if (!p)
-    LSKX2_THROW_MSG("No KX device attached to the capture engine.", -2);
+    LSKX2_THROW_MSG("No KX device attached to the capture engine.", eErrNotInitialized);
   return *p;
 }
 
@@ -189,13 +189,14 @@ void ClKX2LiveCaptureR2::Trigger()
     nDose = 9;
     break;
   default:
-    LSKX2_THROW_MSG("Current capture mode is not implemented yet. (should never happen)", -103);
+    LSKX2_THROW_MSG("Current capture mode is not implemented yet. (should never happen)",
+                    eErrUnsupportedFeature);
   }
   ClTpTripleWrite<ClBitmap> frame(m_RawFrames);
   const bool bOk = Device().GetImage(&*frame, nDose, 255);
   frame.Publish();
   if (!bOk)
-    LSKX2_THROW_MSG("scanner disconnected", -60);
+    LSKX2_THROW_MSG("scanner disconnected", eErrDeviceDisconnected);
 }
 
 void ClKX2LiveCaptureR2::WaitResult(int32_t nMilliseconds, uint32_t nModeEpoch)
@@ -209,11 +210,11 @@ void ClKX2LiveCaptureR2::WaitResult(int32_t nMilliseconds, uint32_t nModeEpoch)
         !m_bEnding && nModeEpoch == m_nModeEpoch &&
         m_ResultReady.timed_wait(lock, boost::posix_time::milliseconds(nMilliseconds));
     if (m_bEnding)
-      LSKX2_THROW_MSG("timeout getting bitmap", -60);
+      LSKX2_THROW_MSG("timeout getting bitmap", eErrDeviceDisconnected);
     if (nModeEpoch != m_nModeEpoch)
-      LSKX2_THROW_MSG("Invalid capture mode.", -50);
+      LSKX2_THROW_MSG("Invalid capture mode.", eErrInvalidState);
     if (!bWoken)
-      LSKX2_THROW_MSG("timeout getting bitmap", -60);
+      LSKX2_THROW_MSG("timeout getting bitmap", eErrDeviceDisconnected);
   }
   m_bRollFrameReady = false;
 }
@@ -297,7 +298,7 @@ ClKX2LiveCaptureR2::StTuning ClKX2LiveCaptureR2::GetTuning() const
 void ClKX2LiveCaptureR2::CheckArgument(const void* /*pX*/, const void* pY)
 {
   if (!pY)
-    LSKX2_THROW(-44);
+    LSKX2_THROW(eErrInvalidParameter);
 }
 
 void ClKX2LiveCaptureR2::GetRawImage(ClImage& image)
@@ -310,8 +311,9 @@ void ClKX2LiveCaptureR2::GetRawImage(ClImage& image)
 void ClKX2LiveCaptureR2::SetAverageLiveness(uint32_t n)
 {
   if (m_nMode == eCaptureLiveness)
-    LSKX2_THROW_MSG("Mode must not be switched while liveness detection is active.", -50);
+    LSKX2_THROW_MSG("Mode must not be switched while liveness detection is active.",
+                    eErrInvalidState);
   if (n > 1)
-    LSKX2_THROW_MSG("The mode can only be activated (1) or deactivated (0)", -44);
+    LSKX2_THROW_MSG("The mode can only be activated (1) or deactivated (0)", eErrInvalidParameter);
   m_bAverageLiveness = n != 0;
 }

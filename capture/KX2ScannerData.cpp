@@ -25,7 +25,7 @@ bool ReadPadText(ClVeltranoFakeFingerDetectionKX2Wrapper& fd, void* hHandle, std
   std::vector<char> buffer(eFirstBufferSize);
   uint64_t nSize = buffer.size();
   int32_t r = fd.FD_KX2ExtendedAccess(hHandle, 0, buffer.data(), &nSize);
-  if (r == -702) {
+  if (r == eErrSizeTooSmall) {
     if (nSize == 0)
       return false;
     // Text this long would be refused unread; so is a size that cannot be allocated.
@@ -63,7 +63,7 @@ void ClKX2LiveCaptureR2::GetScannerData(std::ostream& stream)
     root.add_child("KX2", node);
     pt::write_json(stream, root, true);
   } catch (const pt::ptree_error&) {
-    LSKX2_THROW_MSG("Error while getting general live scanner KX2 data!", -101);
+    LSKX2_THROW_MSG("Error while getting general live scanner KX2 data!", eErrInternal);
   }
 }
 
@@ -88,6 +88,6 @@ void ClKX2LiveCaptureR2::SetScannerData(std::istream& stream)
         LSKX2_THROW(r);
     }
   } catch (const pt::ptree_error&) {
-    LSKX2_THROW_MSG("Error while setting general live scanner KX2 data!", -101);
+    LSKX2_THROW_MSG("Error while setting general live scanner KX2 data!", eErrInternal);
   }
 }

@@ -23,7 +23,7 @@ public:
   {
     boost::lock_guard<boost::mutex> lock(m_Mutex);
     if (m_bReadLocked || m_bWriteLocked)
-      LSKX2_THROW_MSG("cannot change buffer while it is locked", -50);
+      LSKX2_THROW_MSG("cannot change buffer while it is locked", eErrInvalidState);
     m_apBuffers[0] = pA;
     m_apBuffers[1] = pB;
     m_apBuffers[2] = pC;
@@ -35,7 +35,7 @@ public:
   {
     boost::lock_guard<boost::mutex> lock(m_Mutex);
     if (m_bReadLocked)
-      LSKX2_THROW_MSG("read buffer already locked", -50);
+      LSKX2_THROW_MSG("read buffer already locked", eErrInvalidState);
     m_bReadLocked = true;
     m_nReadPrev = m_nRead;
     m_nRead = m_nLatest;
@@ -59,7 +59,7 @@ public:
   {
     boost::lock_guard<boost::mutex> lock(m_Mutex);
     if (m_bWriteLocked)
-      LSKX2_THROW_MSG("write buffer already locked", -50);
+      LSKX2_THROW_MSG("write buffer already locked", eErrInvalidState);
     m_bWriteLocked = true;
     return m_apBuffers[m_nWrite];
   }

@@ -1,8 +1,8 @@
 # Install rules and Debian packages.
 #
 # Layout under the prefix (Debian multiarch libdir when the prefix is /usr):
-#   lib/<triplet>/liblivescannerkx2.so.1.8.1, .so.1          liblivescannerkx2-1
-#   include/livescannerkx2.h, lib/<triplet>/liblivescannerkx2.so,
+#   lib/<triplet>/liblivescannerkx2.so.<version>, .so.1         liblivescannerkx2-1
+#   include/livescannerkx2*.h, lib/<triplet>/liblivescannerkx2.so,
 #   lib/<triplet>/cmake/livescannerkx2/, lib/<triplet>/pkgconfig/    liblivescannerkx2-dev
 #   lib/<triplet>/livescannerkx2/simulator/, bin/livescannerkx2-sim   livescannerkx2-simulator
 #   lib/<triplet>/livescannerkx2/recorder/                    livescannerkx2-simulator
@@ -23,6 +23,7 @@ set(LSKX2_SIMULATOR_INSTALL_DIR ${CMAKE_INSTALL_LIBDIR}/livescannerkx2/simulator
 # Consumers see the public header folder, nothing of the sections inside.
 target_include_directories(livescannerkx2 INTERFACE
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+  $<BUILD_INTERFACE:${LSKX2_GENERATED_INCLUDE_DIR}>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 # The installed library lives in a system folder: no RUNPATH, the loader's own search
 # finds the device library.
@@ -30,7 +31,7 @@ set_target_properties(livescannerkx2 PROPERTIES INSTALL_RPATH "")
 
 install(TARGETS livescannerkx2 EXPORT livescannerkx2Targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev)
-install(FILES ${PROJECT_SOURCE_DIR}/include/livescannerkx2.h
+install(FILES ${PROJECT_SOURCE_DIR}/include/livescannerkx2.h ${LSKX2_GENERATED_HEADERS}
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev)
 
 install(EXPORT livescannerkx2Targets NAMESPACE livescannerkx2::

@@ -56,7 +56,7 @@ void ClDynamicLibrary::Unload()
   if (!m_hModule)
     return;
   if (dlclose(m_hModule) != 0)
-    LSKX2_THROW_AS(ClExDynamicLibraryLoadFail, m_szFile, -204);
+    LSKX2_THROW_AS(ClExDynamicLibraryLoadFail, m_szFile, eErrIo);
   m_hModule = nullptr;
   std::free(m_szFile);
   m_szFile = nullptr;
@@ -103,7 +103,7 @@ std::string ClDynamicLibraryLoader::SearchPath(const char* szSearchPath, const c
 void ClDynamicLibraryLoader::Load(const char* szSearchPath, const char* szFile)
 {
   if (!szFile)
-    LSKX2_THROW_AS(ClExDynamicLibraryLoadFail, "", -200);
+    LSKX2_THROW_AS(ClExDynamicLibraryLoadFail, "", eErrFileOpenFail);
   std::string found = SearchPath(szSearchPath, szFile);
   const char* name = found.empty() ? szFile : found.c_str();
 
@@ -122,7 +122,7 @@ void ClDynamicLibraryLoader::Load(const char* szSearchPath, const char* szFile)
     }
   }
   if (!h)
-    LSKX2_THROW_AS(ClExDynamicLibraryLoadFail, name, -200);
+    LSKX2_THROW_AS(ClExDynamicLibraryLoadFail, name, eErrFileOpenFail);
   m_hModule = h;
   SetFile(loaded.c_str());
   m_sLoadedName = loaded;
@@ -140,7 +140,7 @@ void* ClDynamicLibraryLoader::LoadSymbol(const char* szName, bool bMandatory)
   dlerror();
   void* p = m_hModule ? dlsym(m_hModule, szName) : nullptr;
   if (!p && bMandatory)
-    LSKX2_THROW_AS(ClExDynamicLibraryLoadFail, szName, -206);
+    LSKX2_THROW_AS(ClExDynamicLibraryLoadFail, szName, eErrUnknownParameter);
   return p;
 }
 

@@ -46,64 +46,67 @@ enum {
   eKXErrorRetry = 121, // transient: the call is repeated once
 };
 
-// One slot per entry point, in the library's table order; null when an optional one is
-// absent. Entries the system never calls keep a generic type: only their presence counts.
+// The library's entry points, in its table order: X(name, mandatory, result, (arguments)).
+// Entries the system never calls keep the generic int32_t () type: only their presence
+// counts, and as mandatory ones they mark the oldest library version this system works with.
+#define LSKX2_KX_ENTRY_POINTS(X)                                                                   \
+  X(ftrScanOpenDevice, true, KXDeviceHandle, ())                                                   \
+  X(ftrScanOpenDeviceOnInterface, true, KXDeviceHandle, (int32_t nInterface))                      \
+  X(ftrScanCloseDevice, true, void, (KXDeviceHandle h))                                            \
+  X(ftrScanSetOptions, true, int32_t, (KXDeviceHandle h, uint32_t nMask, uint32_t nFlags))         \
+  X(ftrScanGetOptions, true, int32_t, ())                                                          \
+  X(ftrScanGetDeviceInfo, true, int32_t, (KXDeviceHandle h, KXDeviceInfo * pInfo))                 \
+  X(ftrScanGetInterfaces, true, int32_t, (uint32_t * pInterfaces))                                 \
+  X(ftrSetBaseInterface, true, int32_t, ())                                                        \
+  X(ftrGetBaseInterfaceNumber, true, int32_t, ())                                                  \
+  X(ftrScanGetFakeReplicaInterval, true, int32_t, ())                                              \
+  X(ftrScanSetFakeReplicaInterval, true, int32_t, ())                                              \
+  X(ftrScanGetLFDParameters, true, int32_t, ())                                                    \
+  X(ftrScanSetLFDParameters, true, int32_t, ())                                                    \
+  X(ftrScanGetImageSize, true, int32_t, (KXDeviceHandle h, KXImageSize * pSize))                   \
+  X(ftrScanGetImage, true, int32_t, (KXDeviceHandle h, int32_t nDose, void* pBuffer))              \
+  X(ftrScanGetFuzzyImage, true, int32_t, ())                                                       \
+  X(ftrScanGetBacklightImage, true, int32_t, ())                                                   \
+  X(ftrScanGetDarkImage, true, int32_t, ())                                                        \
+  X(ftrScanGetImageByVariableDose, true, int32_t, ())                                              \
+  X(ftrScanIsFingerPresent, true, int32_t, ())                                                     \
+  X(ftrScanGetFrame, true, int32_t, ())                                                            \
+  X(ftrScanSetDiodesStatus, true, int32_t, (KXDeviceHandle h, uint8_t nStatus1, uint8_t nStatus2)) \
+  X(ftrScanGetSerialNumber, true, int32_t, (KXDeviceHandle h, void* pBuffer))                      \
+  X(ftrScanGetVersion, false, int32_t, (KXDeviceHandle h, KXVersionInfo * pVersion))               \
+  X(ftrScanGetExtMemorySize, false, int32_t, (KXDeviceHandle h, int32_t * pnSize))                 \
+  X(ftrScanSaveExtMemory, false, int32_t,                                                          \
+    (KXDeviceHandle h, void* pBuffer, int32_t nOffset, int32_t nLength))                           \
+  X(ftrScanRestoreExtMemory, false, int32_t,                                                       \
+    (KXDeviceHandle h, void* pBuffer, int32_t nOffset, int32_t nLength))                           \
+  X(ftrScanGetLastError, false, uint32_t, ())                                                      \
+  X(ftrSetLoggingFacilityLevel, false, int32_t, ())                                                \
+  X(ftrScanGetRawImageSize, false, int32_t, (KXDeviceHandle h, KXImageSize * pSize))               \
+  X(ftrScanGetRawImageByVariableDose, false, int32_t,                                              \
+    (KXDeviceHandle h, int32_t nDose, void* pBuffer))                                              \
+  X(ftrScanRollStart, false, int32_t, ())                                                          \
+  X(ftrScanRollStarWithVariableDose, false, int32_t, ())                                           \
+  X(ftrScanRollAbort, false, int32_t, ())                                                          \
+  X(ftrScanRollGetImage, false, int32_t, ())                                                       \
+  X(ftrScanRollGetFrameParameters, false, int32_t, ())                                             \
+  X(ftrScanGetImage2, false, int32_t, ())                                                          \
+  X(ftrScanSave7ControlBytes, false, int32_t, (KXDeviceHandle h, void* pBlock, int32_t nFlag))     \
+  X(ftrScanRestore7ControlBytes, false, int32_t, (KXDeviceHandle h, void* pBlock))                 \
+  X(ftrScanChangeSystemNotification, false, int32_t, (uint32_t nMask, uint32_t nFlags))            \
+  X(ftrScanControlPin3, false, int32_t, ())                                                        \
+  X(ftrScanGlobalSetOptions, false, int32_t, (uint32_t nOption, void* pValue))                     \
+  X(ftrScanSaveSerialNumber, false, int32_t, ())                                                   \
+  X(ftrScanGetImageSizes, false, int32_t, ())                                                      \
+  X(ftrScanGetImageOfSpecificSize, false, int32_t, ())                                             \
+  X(ftrScanGetImageOfSpecificSize2, false, int32_t, ())                                            \
+  X(ftrScanOpenDeviceWithIoContext, false, KXDeviceHandle, (void* pContext))
+
+// One slot per entry point; null when an optional one is absent.
 struct ClKXScanAPITable
 {
-  typedef int32_t (*TpAnyEntry)();
-
-  // Mandatory.
-  KXDeviceHandle (*ftrScanOpenDevice)();
-  KXDeviceHandle (*ftrScanOpenDeviceOnInterface)(int32_t nInterface);
-  void (*ftrScanCloseDevice)(KXDeviceHandle h);
-  int32_t (*ftrScanSetOptions)(KXDeviceHandle h, uint32_t nMask, uint32_t nFlags);
-  TpAnyEntry ftrScanGetOptions;
-  int32_t (*ftrScanGetDeviceInfo)(KXDeviceHandle h, KXDeviceInfo* pInfo);
-  int32_t (*ftrScanGetInterfaces)(uint32_t* pInterfaces);
-  TpAnyEntry ftrSetBaseInterface;
-  TpAnyEntry ftrGetBaseInterfaceNumber;
-  TpAnyEntry ftrScanGetFakeReplicaInterval;
-  TpAnyEntry ftrScanSetFakeReplicaInterval;
-  TpAnyEntry ftrScanGetLFDParameters;
-  TpAnyEntry ftrScanSetLFDParameters;
-  int32_t (*ftrScanGetImageSize)(KXDeviceHandle h, KXImageSize* pSize);
-  int32_t (*ftrScanGetImage)(KXDeviceHandle h, int32_t nDose, void* pBuffer);
-  TpAnyEntry ftrScanGetFuzzyImage;
-  TpAnyEntry ftrScanGetBacklightImage;
-  TpAnyEntry ftrScanGetDarkImage;
-  TpAnyEntry ftrScanGetImageByVariableDose;
-  TpAnyEntry ftrScanIsFingerPresent;
-  TpAnyEntry ftrScanGetFrame;
-  int32_t (*ftrScanSetDiodesStatus)(KXDeviceHandle h, uint8_t nStatus1, uint8_t nStatus2);
-  int32_t (*ftrScanGetSerialNumber)(KXDeviceHandle h, void* pBuffer);
-
-  // Optional.
-  int32_t (*ftrScanGetVersion)(KXDeviceHandle h, KXVersionInfo* pVersion);
-  int32_t (*ftrScanGetExtMemorySize)(KXDeviceHandle h, int32_t* pnSize);
-  int32_t (*ftrScanSaveExtMemory)(KXDeviceHandle h, void* pBuffer, int32_t nOffset,
-                                  int32_t nLength);
-  int32_t (*ftrScanRestoreExtMemory)(KXDeviceHandle h, void* pBuffer, int32_t nOffset,
-                                     int32_t nLength);
-  uint32_t (*ftrScanGetLastError)();
-  TpAnyEntry ftrSetLoggingFacilityLevel;
-  int32_t (*ftrScanGetRawImageSize)(KXDeviceHandle h, KXImageSize* pSize);
-  int32_t (*ftrScanGetRawImageByVariableDose)(KXDeviceHandle h, int32_t nDose, void* pBuffer);
-  TpAnyEntry ftrScanRollStart;
-  TpAnyEntry ftrScanRollStarWithVariableDose;
-  TpAnyEntry ftrScanRollAbort;
-  TpAnyEntry ftrScanRollGetImage;
-  TpAnyEntry ftrScanRollGetFrameParameters;
-  TpAnyEntry ftrScanGetImage2;
-  int32_t (*ftrScanSave7ControlBytes)(KXDeviceHandle h, void* pBlock, int32_t nFlag);
-  int32_t (*ftrScanRestore7ControlBytes)(KXDeviceHandle h, void* pBlock);
-  int32_t (*ftrScanChangeSystemNotification)(uint32_t nMask, uint32_t nFlags);
-  TpAnyEntry ftrScanControlPin3;
-  int32_t (*ftrScanGlobalSetOptions)(uint32_t nOption, void* pValue);
-  TpAnyEntry ftrScanSaveSerialNumber;
-  TpAnyEntry ftrScanGetImageSizes;
-  TpAnyEntry ftrScanGetImageOfSpecificSize;
-  TpAnyEntry ftrScanGetImageOfSpecificSize2;
-  KXDeviceHandle (*ftrScanOpenDeviceWithIoContext)(void* pContext);
+#define LSKX2_KX_SLOT(name, mandatory, result, args) result(*name) args;
+  LSKX2_KX_ENTRY_POINTS(LSKX2_KX_SLOT)
+#undef LSKX2_KX_SLOT
 };
 
 // Written only before ClVeltranoKX1Wrapper publishes itself; read-only afterwards.

@@ -22,7 +22,7 @@ void CheckGeometry(const KXImageSize& s, const char* szKind)
                    " image size: " + std::to_string(s.nWidth) + " x " + std::to_string(s.nHeight) +
                    ", " + std::to_string(s.nImageSize) + " bytes")
                       .c_str(),
-                  -62);
+                  eErrDeviceInternal);
 }
 
 } // namespace
@@ -32,26 +32,26 @@ ClRDKX2ScanAPIWrapper::ClRDKX2ScanAPIWrapper(KXDeviceHandle hDevice) : ClRDKXSca
   if (!hDevice)
     return;
   m_DeviceInfo.nStructSize = sizeof(KXDeviceInfo);
-  if (!KXApi().ftrScanGetDeviceInfo(m_hDevice, &m_DeviceInfo))
-    RaiseLibraryError("Unable to get device info", -101);
+  if (!KXApi()->ftrScanGetDeviceInfo(m_hDevice, &m_DeviceInfo))
+    RaiseLibraryError("Unable to get device info", eErrInternal);
   InitDevice();
 }
 
 void ClRDKX2ScanAPIWrapper::InitDevice()
 {
   if (m_DeviceInfo.nCompatibility != 7)
-    LSKX2_THROW_MSG("device not supported", -103);
+    LSKX2_THROW_MSG("device not supported", eErrUnsupportedFeature);
   m_nDeviceType = eTypeKX2;
   // Liveness is judged above the device; the library's own check stays off.
-  if (!KXApi().ftrScanSetOptions(m_hDevice, 1, 0))
-    RaiseLibraryError("Option failed: FTR_OPTIONS_CHECK_FAKE_REPLICA", -101);
+  if (!KXApi()->ftrScanSetOptions(m_hDevice, 1, 0))
+    RaiseLibraryError("Option failed: FTR_OPTIONS_CHECK_FAKE_REPLICA", eErrInternal);
   KXImageSize normal = {}, raw = {};
-  if (!KXApi().ftrScanGetImageSize(m_hDevice, &normal))
-    RaiseLibraryError("Unable to get image size", -101);
-  if (!KXApi().ftrScanGetRawImageSize)
+  if (!KXApi()->ftrScanGetImageSize(m_hDevice, &normal))
+    RaiseLibraryError("Unable to get image size", eErrInternal);
+  if (!KXApi()->ftrScanGetRawImageSize)
     RaiseMissingEntry("ftrScanGetRawImageSize");
-  if (!KXApi().ftrScanGetRawImageSize(m_hDevice, &raw))
-    RaiseLibraryError("Unable to get raw image size", -101);
+  if (!KXApi()->ftrScanGetRawImageSize(m_hDevice, &raw))
+    RaiseLibraryError("Unable to get raw image size", eErrInternal);
   CheckGeometry(normal, "normal");
   CheckGeometry(raw, "raw");
   m_NormalSize = normal;
@@ -62,7 +62,7 @@ void ClRDKX2ScanAPIWrapper::InitDevice()
 void ClRDKX2ScanAPIWrapper::SetImageMode(int32_t nMode)
 {
   if (nMode < eModeNormal || nMode > eModeRaw)
-    LSKX2_THROW(-44);
+    LSKX2_THROW(eErrInvalidParameter);
   m_ImageSize = nMode == eModeNormal ? m_NormalSize : m_RawSize;
   m_nImageMode = nMode;
 }
@@ -71,40 +71,40 @@ bool ClRDKX2ScanAPIWrapper::GetImage(ClBitmap* pBitmap, uint8_t nDose, uint32_t 
 {
   std::lock_guard<std::mutex> lock(m_Mutex);
   if (!pBitmap)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   ClBitmap view(*pBitmap);
   if (!view.Header())
-    LSKX2_THROW(-44);
+    LSKX2_THROW(eErrInvalidParameter);
   BITMAPINFOHEADER bih = view.HeaderInfo();
   // Only an 8-bit block of the mode's size, with room for all the device writes, fits.
   if (bih.biWidth != m_ImageSize.nWidth || bih.biHeight != m_ImageSize.nHeight ||
       bih.biBitCount != 8 || !view.Bits())
-    LSKX2_THROW(-44);
+    LSKX2_THROW(eErrInvalidParameter);
   const int64_t nRoom = ClBitmap::Stride(bih.biWidth, 8) * std::abs(int64_t(bih.biHeight));
   if (nRoom < int64_t(m_ImageSize.nWidth) * m_ImageSize.nHeight || nRoom < m_ImageSize.nImageSize)
-    LSKX2_THROW(-44);
+    LSKX2_THROW(eErrInvalidParameter);
 
   int32_t (*pfnGet)(KXDeviceHandle, int32_t, void*);
   const char* szFailure;
   switch (m_nImageMode) {
   case eModeNormal:
-    pfnGet = KXApi().ftrScanGetImage;
+    pfnGet = KXApi()->ftrScanGetImage;
     szFailure = "GetImage";
     break;
   case eModeRaw:
-    pfnGet = KXApi().ftrScanGetRawImageByVariableDose;
+    pfnGet = KXApi()->ftrScanGetRawImageByVariableDose;
     szFailure = "GetImageByVariableDose";
     if (!pfnGet)
       RaiseMissingEntry("ftrScanGetRawImageByVariableDose");
     break;
   default:
-    LSKX2_THROW(-103);
+    LSKX2_THROW(eErrUnsupportedFeature);
   }
   if (!pfnGet(m_hDevice, nDose, view.Bits())) {
     // A transient error gets one more exposure, never two.
-    if (!KXApi().ftrScanGetLastError || KXApi().ftrScanGetLastError() != eKXErrorRetry ||
+    if (!KXApi()->ftrScanGetLastError || KXApi()->ftrScanGetLastError() != eKXErrorRetry ||
         !pfnGet(m_hDevice, nDose, view.Bits()))
-      RaiseLibraryError(szFailure, -60);
+      RaiseLibraryError(szFailure, eErrDeviceDisconnected);
   }
   if (m_nImageMode == eModeNormal) {
     // Raw frames keep whatever resolution the bitmap had.

@@ -26,11 +26,12 @@ struct ClDeviceCloser
   KXDeviceHandle h = nullptr;
   ~ClDeviceCloser()
   {
-    // Read without KXApi(): a destructor must not raise, even after the binding ended.
-    if (!h || !g_KXScanAPI.ftrScanCloseDevice)
+    // A destructor must not raise, even after the binding ended.
+    ClKXCall call;
+    if (!h || !call.Table() || !call->ftrScanCloseDevice)
       return;
     KXTrail("QueryScanners - close\n");
-    g_KXScanAPI.ftrScanCloseDevice(h);
+    call->ftrScanCloseDevice(h);
     KXTrail("QueryScanners - close done\n");
   }
 };
@@ -50,8 +51,8 @@ void Append(std::list<ScannerEntry>& list, uint32_t nWantedType, uint32_t nType,
 std::string ClRDKXScanAPIWrapper::MakeScannerName(uint8_t nCompatibility, KXDeviceHandle hDevice)
 {
   uint8_t buf[eKXSerialBufferSize] = {};
-  if (!KXApi().ftrScanGetSerialNumber(hDevice, buf))
-    RaiseLibraryError("GetSerialNumber", -101);
+  if (!KXApi()->ftrScanGetSerialNumber(hDevice, buf))
+    RaiseLibraryError("GetSerialNumber", eErrInternal);
   static const uint8_t unprogrammed[8] = {255, 255, 255, 255, 255, 255, 255, 255};
   if (std::memcmp(buf, unprogrammed, 8) == 0)
     std::memcpy(buf, "00000000", 9);
@@ -66,10 +67,10 @@ std::string ClRDKXScanAPIWrapper::MakeScannerName(uint8_t nCompatibility, KXDevi
   case 13: {
     KXVersionInfo v = {};
     v.nStructSize = sizeof(v);
-    if (!KXApi().ftrScanGetVersion)
+    if (!KXApi()->ftrScanGetVersion)
       RaiseMissingEntry("ftrScanGetVersion");
-    if (!KXApi().ftrScanGetVersion(hDevice, &v))
-      RaiseLibraryError("ftrScanGetVersion", -101);
+    if (!KXApi()->ftrScanGetVersion(hDevice, &v))
+      RaiseLibraryError("ftrScanGetVersion", eErrInternal);
     prefix = IsQ7Firmware(v.Firmware) ? "Q7 " : "KX1 ";
     break;
   }
@@ -82,13 +83,13 @@ std::string ClRDKXScanAPIWrapper::MakeScannerName(uint8_t nCompatibility, KXDevi
     prefix = "KX10 ";
     break;
   default:
-    LSKX2_THROW_MSG("Device not supported", -101);
+    LSKX2_THROW_MSG("Device not supported", eErrInternal);
   }
 
   const char* text = reinterpret_cast<const char*>(buf) + start;
   std::string serial(text, strnlen(text, sizeof(buf) - start));
   if (!IsSerialForm(serial))
-    LSKX2_THROW_MSG("Invalid serial", -35);
+    LSKX2_THROW_MSG("Invalid serial", eErrParamOutOfRange);
   return prefix + serial;
 }
 
@@ -104,13 +105,13 @@ bool ClRDKXScanAPIWrapper::IsSerialForm(const std::string& sSerial)
 
 bool ClRDKXScanAPIWrapper::HasCalibrationData(KXDeviceHandle hDevice)
 {
-  if (!hDevice || !KXApi().ftrScanGetExtMemorySize || !KXApi().ftrScanRestoreExtMemory)
+  if (!hDevice || !KXApi()->ftrScanGetExtMemorySize || !KXApi()->ftrScanRestoreExtMemory)
     return false;
   int32_t nSize = 0;
-  if (!KXApi().ftrScanGetExtMemorySize(hDevice, &nSize) || nSize < eCalibrationMemorySize)
+  if (!KXApi()->ftrScanGetExtMemorySize(hDevice, &nSize) || nSize < eCalibrationMemorySize)
     return false;
   uint8_t m[eCalibrationMemorySize];
-  if (!KXApi().ftrScanRestoreExtMemory(hDevice, m, 0, eCalibrationMemorySize))
+  if (!KXApi()->ftrScanRestoreExtMemory(hDevice, m, 0, eCalibrationMemorySize))
     return false;
   // Byte 20 is the length of a variable part in front of the marker.
   static const uint8_t marker[8] = {'C', 'A', 'L', 0, 'G', 'E', 'O', 0};
@@ -127,10 +128,10 @@ void ClRDKXScanAPIWrapper::QueryScanners(std::list<ScannerEntry>& list, uint32_t
 
   KXTrail("QueryScanners - get\n");
   uint32_t interfaces[eKXInterfaceCount] = {};
-  int32_t ok = KXApi().ftrScanGetInterfaces(interfaces);
+  int32_t ok = KXApi()->ftrScanGetInterfaces(interfaces);
   KXTrail("QueryScanners - get done\n");
   if (!ok)
-    RaiseLibraryError("Unable to scan interfaces", -101);
+    RaiseLibraryError("Unable to scan interfaces", eErrInternal);
 
   KXTrail("QueryScanners - iterate\n");
   for (int32_t i = 0; i < eKXInterfaceCount; ++i) {
@@ -140,17 +141,17 @@ void ClRDKXScanAPIWrapper::QueryScanners(std::list<ScannerEntry>& list, uint32_t
       ClDeviceCloser device;
       KXDeviceHandle& h = device.h;
       KXTrail("QueryScanners - open\n");
-      h = KXApi().ftrScanOpenDeviceOnInterface(i);
+      h = KXApi()->ftrScanOpenDeviceOnInterface(i);
       KXTrail("QueryScanners - open done\n");
       if (!h)
-        RaiseLibraryError("skip - unable to open device", -101);
+        RaiseLibraryError("skip - unable to open device", eErrInternal);
       KXTrail("QueryScanners - info\n");
       KXDeviceInfo info = {};
       info.nStructSize = sizeof(info);
-      int32_t bInfo = KXApi().ftrScanGetDeviceInfo(h, &info);
+      int32_t bInfo = KXApi()->ftrScanGetDeviceInfo(h, &info);
       KXTrail("QueryScanners - info done\n");
       if (!bInfo)
-        RaiseLibraryError("skip - unable to get device info", -101);
+        RaiseLibraryError("skip - unable to get device info", eErrInternal);
       KXTrail("QueryScanners - serial\n");
       switch (info.nCompatibility) {
       case 7:

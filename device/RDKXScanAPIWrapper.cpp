@@ -12,17 +12,17 @@ int32_t MapLibraryError(uint32_t nError, int32_t nDefault)
 {
   switch (nError) {
   case 19:
-    return -202;
+    return eErrWriteFail;
   case 50:
-    return -103;
+    return eErrUnsupportedFeature;
   case 121:
-    return -204;
+    return eErrIo;
   case 170:
-    return -60;
+    return eErrDeviceDisconnected;
   case 0x20000006:
     return -601;
   case 0x20000010:
-    return -701;
+    return eErrBadPointer;
   default:
     return nDefault;
   }
@@ -40,12 +40,13 @@ ClRDKXScanAPIWrapper::~ClRDKXScanAPIWrapper() = default;
 void ClRDKXScanAPIWrapper::RaiseLibraryError(const char* szMessage, int32_t nCode)
 {
   std::string text = std::string("KXScanAPI - ") + szMessage + ":";
-  if (!g_KXScanAPI.ftrScanGetLastError) {
+  ClKXCall call;
+  if (!call.Table() || !call->ftrScanGetLastError) {
     text += " VltErr: " + std::to_string(nCode);
     RDDebugOut(szMessage);
     LSKX2_THROW_MSG(text.c_str(), nCode);
   }
-  uint32_t nError = g_KXScanAPI.ftrScanGetLastError();
+  uint32_t nError = call->ftrScanGetLastError();
   text += std::to_string(nError) + "\n";
   RDDebugOut(text.c_str());
   LSKX2_THROW_MSG(text.c_str(), MapLibraryError(nError, nCode));
@@ -53,24 +54,25 @@ void ClRDKXScanAPIWrapper::RaiseLibraryError(const char* szMessage, int32_t nCod
 
 void ClRDKXScanAPIWrapper::RaiseMissingEntry(const char* szEntry)
 {
-  LSKX2_THROW_MSG((std::string("KXScanAPI - entry point missing: ") + szEntry).c_str(), -103);
+  LSKX2_THROW_MSG((std::string("KXScanAPI - entry point missing: ") + szEntry).c_str(),
+                  eErrUnsupportedFeature);
 }
 
 bool ClRDKXScanAPIWrapper::Open(int32_t nInterface)
 {
-  m_hDevice = KXApi().ftrScanOpenDeviceOnInterface(nInterface);
+  m_hDevice = KXApi()->ftrScanOpenDeviceOnInterface(nInterface);
   if (!m_hDevice)
-    RaiseLibraryError("Unable to open device", -101);
+    RaiseLibraryError("Unable to open device", eErrInternal);
   return Identify();
 }
 
 bool ClRDKXScanAPIWrapper::OpenWithContext(void* pContext)
 {
-  if (!KXApi().ftrScanOpenDeviceWithIoContext)
-    LSKX2_THROW_MSG("Unsupported KXScanAPI Version", -725);
-  m_hDevice = KXApi().ftrScanOpenDeviceWithIoContext(pContext);
+  if (!KXApi()->ftrScanOpenDeviceWithIoContext)
+    LSKX2_THROW_MSG("Unsupported KXScanAPI Version", eErrVersion);
+  m_hDevice = KXApi()->ftrScanOpenDeviceWithIoContext(pContext);
   if (!m_hDevice)
-    RaiseLibraryError("Unable to open device", -101);
+    RaiseLibraryError("Unable to open device", eErrInternal);
   return Identify();
 }
 
@@ -79,8 +81,8 @@ bool ClRDKXScanAPIWrapper::Identify()
   m_DeviceInfo = KXDeviceInfo{};
   m_DeviceInfo.nStructSize = sizeof(KXDeviceInfo);
   // On failure here the device stays open; the owner's Close ends it.
-  if (!KXApi().ftrScanGetDeviceInfo(m_hDevice, &m_DeviceInfo))
-    RaiseLibraryError("Unable to get device info", -101);
+  if (!KXApi()->ftrScanGetDeviceInfo(m_hDevice, &m_DeviceInfo))
+    RaiseLibraryError("Unable to get device info", eErrInternal);
   m_sSerial = MakeScannerName(m_DeviceInfo.nCompatibility, m_hDevice);
   try {
     InitDevice();
@@ -101,8 +103,9 @@ bool ClRDKXScanAPIWrapper::Close()
     // A device that is gone cannot switch its LEDs off; closing must still happen.
   }
   // Once the binding has ended there is no library left to close the device with.
-  if (ClVeltranoKX1Wrapper::Instance())
-    g_KXScanAPI.ftrScanCloseDevice(m_hDevice);
+  ClKXCall call;
+  if (call.Table())
+    call->ftrScanCloseDevice(m_hDevice);
   m_hDevice = nullptr;
   return true;
 }
@@ -110,13 +113,13 @@ bool ClRDKXScanAPIWrapper::Close()
 void ClRDKXScanAPIWrapper::GetVersionRecord(KXVersionInfo* pVersion)
 {
   if (!pVersion)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   std::memset(pVersion, 0, sizeof(KXVersionInfo));
   pVersion->nStructSize = sizeof(KXVersionInfo);
-  if (!KXApi().ftrScanGetVersion)
+  if (!KXApi()->ftrScanGetVersion)
     RaiseMissingEntry("ftrScanGetVersion");
-  if (!KXApi().ftrScanGetVersion(m_hDevice, pVersion))
-    RaiseLibraryError("GetVersion", -101);
+  if (!KXApi()->ftrScanGetVersion(m_hDevice, pVersion))
+    RaiseLibraryError("GetVersion", eErrInternal);
 }
 
 void ClRDKXScanAPIWrapper::CopyText(const std::string& sText, char* szBuffer, uint64_t* pnSize)
@@ -124,9 +127,9 @@ void ClRDKXScanAPIWrapper::CopyText(const std::string& sText, char* szBuffer, ui
   uint64_t nRoom = *pnSize;
   *pnSize = sText.size();
   if (nRoom < sText.size())
-    LSKX2_THROW(-702);
+    LSKX2_THROW(eErrSizeTooSmall);
   if (!szBuffer)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   // The terminator goes one byte past the count reported: callers allow for it.
   std::memcpy(szBuffer, sText.c_str(), sText.size() + 1);
 }
@@ -135,7 +138,7 @@ void ClRDKXScanAPIWrapper::GetVersionText(char* szBuffer, uint64_t* pnSize)
 {
   std::lock_guard<std::mutex> lock(m_Mutex);
   if (!pnSize)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   KXVersionInfo v;
   GetVersionRecord(&v);
   // The device reports no FPGA number; the field stays for readers that parse it.
@@ -149,7 +152,7 @@ void ClRDKXScanAPIWrapper::GetApiVersionText(char* szBuffer, uint64_t* pnSize)
 {
   std::lock_guard<std::mutex> lock(m_Mutex);
   if (!pnSize)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   KXVersionInfo v;
   GetVersionRecord(&v);
   CopyText(KXJoinNumbers(v.Library.aNumber, 4), szBuffer, pnSize);
@@ -159,7 +162,7 @@ void ClRDKXScanAPIWrapper::GetSerialText(char* szBuffer, uint64_t* pnSize)
 {
   std::lock_guard<std::mutex> lock(m_Mutex);
   if (!pnSize)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   CopyText(m_sSerial, szBuffer, pnSize);
 }
 
@@ -167,7 +170,7 @@ void ClRDKXScanAPIWrapper::SetLed(uint32_t nMask)
 {
   std::lock_guard<std::mutex> lock(m_Mutex);
   if (nMask >= 4)
-    LSKX2_THROW(-35);
+    LSKX2_THROW(eErrParamOutOfRange);
   // The first bit of the mask drives the second status.
   uint8_t s1 = (nMask & 2) ? 255 : 0;
   uint8_t s2 = (nMask & 1) ? 255 : 0;
@@ -180,19 +183,19 @@ void ClRDKXScanAPIWrapper::SetLed(uint32_t nMask)
 
 void ClRDKXScanAPIWrapper::SetDiodesStatus(uint8_t nStatus1, uint8_t nStatus2)
 {
-  if (KXApi().ftrScanSetDiodesStatus(m_hDevice, nStatus1, nStatus2))
+  if (KXApi()->ftrScanSetDiodesStatus(m_hDevice, nStatus1, nStatus2))
     return;
   // One repeat on a transient error is the whole policy.
-  if (KXApi().ftrScanGetLastError && KXApi().ftrScanGetLastError() == eKXErrorRetry &&
-      KXApi().ftrScanSetDiodesStatus(m_hDevice, nStatus1, nStatus2))
+  if (KXApi()->ftrScanGetLastError && KXApi()->ftrScanGetLastError() == eKXErrorRetry &&
+      KXApi()->ftrScanSetDiodesStatus(m_hDevice, nStatus1, nStatus2))
     return;
-  RaiseLibraryError("SetDiodesStatus", -60);
+  RaiseLibraryError("SetDiodesStatus", eErrDeviceDisconnected);
 }
 
 void ClRDKXScanAPIWrapper::GetImageSize(int32_t* pnWidth, int32_t* pnHeight)
 {
   if (!pnWidth || !pnHeight)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   *pnWidth = m_ImageSize.nWidth;
   *pnHeight = m_ImageSize.nHeight;
 }
@@ -200,54 +203,54 @@ void ClRDKXScanAPIWrapper::GetImageSize(int32_t* pnWidth, int32_t* pnHeight)
 void ClRDKXScanAPIWrapper::GetExtMemorySize(uint16_t* pnSize)
 {
   if (!pnSize)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   int32_t n = 0;
-  if (!KXApi().ftrScanGetExtMemorySize)
+  if (!KXApi()->ftrScanGetExtMemorySize)
     RaiseMissingEntry("ftrScanGetExtMemorySize");
-  if (!KXApi().ftrScanGetExtMemorySize(m_hDevice, &n))
-    RaiseLibraryError("ScanGetExtMemorySize", -101);
+  if (!KXApi()->ftrScanGetExtMemorySize(m_hDevice, &n))
+    RaiseLibraryError("ScanGetExtMemorySize", eErrInternal);
   // Only a size above the 16-bit range is refused; a negative one is kept in 16 bits.
   if (n > 65535)
-    LSKX2_THROW(-35);
+    LSKX2_THROW(eErrParamOutOfRange);
   *pnSize = static_cast<uint16_t>(n);
 }
 
 void ClRDKXScanAPIWrapper::RestoreExtMemory(uint16_t nOffset, uint16_t nLength, void* pBuffer)
 {
   if (!pBuffer)
-    LSKX2_THROW(-701);
-  if (!KXApi().ftrScanRestoreExtMemory)
+    LSKX2_THROW(eErrBadPointer);
+  if (!KXApi()->ftrScanRestoreExtMemory)
     RaiseMissingEntry("ftrScanRestoreExtMemory");
-  if (!KXApi().ftrScanRestoreExtMemory(m_hDevice, pBuffer, nOffset, nLength))
-    RaiseLibraryError("ScanRestoreExtMemory", -101);
+  if (!KXApi()->ftrScanRestoreExtMemory(m_hDevice, pBuffer, nOffset, nLength))
+    RaiseLibraryError("ScanRestoreExtMemory", eErrInternal);
 }
 
 void ClRDKXScanAPIWrapper::SaveExtMemory(uint16_t nOffset, uint16_t nLength, const void* pBuffer)
 {
   if (!pBuffer)
-    LSKX2_THROW(-701);
-  if (!KXApi().ftrScanSaveExtMemory)
+    LSKX2_THROW(eErrBadPointer);
+  if (!KXApi()->ftrScanSaveExtMemory)
     RaiseMissingEntry("ftrScanSaveExtMemory");
-  if (!KXApi().ftrScanSaveExtMemory(m_hDevice, const_cast<void*>(pBuffer), nOffset, nLength))
-    RaiseLibraryError("ScanSaveExtMemory", -101);
+  if (!KXApi()->ftrScanSaveExtMemory(m_hDevice, const_cast<void*>(pBuffer), nOffset, nLength))
+    RaiseLibraryError("ScanSaveExtMemory", eErrInternal);
 }
 
 void ClRDKXScanAPIWrapper::RestoreControlBytes(uint8_t* pBlock)
 {
-  if (!KXApi().ftrScanRestore7ControlBytes)
+  if (!KXApi()->ftrScanRestore7ControlBytes)
     throw ClExBadAlloc();
   if (!pBlock)
-    LSKX2_THROW(-701);
-  if (!KXApi().ftrScanRestore7ControlBytes(m_hDevice, pBlock))
-    RaiseLibraryError("Unable to restore control bytes", -60);
+    LSKX2_THROW(eErrBadPointer);
+  if (!KXApi()->ftrScanRestore7ControlBytes(m_hDevice, pBlock))
+    RaiseLibraryError("Unable to restore control bytes", eErrDeviceDisconnected);
 }
 
 void ClRDKXScanAPIWrapper::SaveControlBytes(const uint8_t* pBlock, bool bFlag)
 {
-  if (!KXApi().ftrScanSave7ControlBytes)
+  if (!KXApi()->ftrScanSave7ControlBytes)
     throw ClExBadAlloc();
   if (!pBlock)
-    LSKX2_THROW(-701);
-  if (!KXApi().ftrScanSave7ControlBytes(m_hDevice, const_cast<uint8_t*>(pBlock), bFlag ? 1 : 0))
-    RaiseLibraryError("Unable to save control bytes", -60);
+    LSKX2_THROW(eErrBadPointer);
+  if (!KXApi()->ftrScanSave7ControlBytes(m_hDevice, const_cast<uint8_t*>(pBlock), bFlag ? 1 : 0))
+    RaiseLibraryError("Unable to save control bytes", eErrDeviceDisconnected);
 }

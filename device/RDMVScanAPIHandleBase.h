@@ -22,11 +22,11 @@ public:
   virtual void GetDeviceFlags(uint32_t* pnFlags)
   {
     if (!pnFlags)
-      LSKX2_THROW(-701);
+      LSKX2_THROW(eErrBadPointer);
     *pnFlags = m_nDeviceFlags;
   }
   virtual void SetLed(uint32_t nMask) = 0;
-  virtual void SetImageMode(int32_t nMode) { LSKX2_THROW(-103); }
+  virtual void SetImageMode(int32_t nMode) { LSKX2_THROW(eErrUnsupportedFeature); }
   virtual void GetImageSize(int32_t* pnWidth, int32_t* pnHeight) = 0;
   // One frame into a bitmap of the present mode's size; the third argument is ignored.
   virtual bool GetImage(ClBitmap* pBitmap, uint8_t nDose, uint32_t nIgnored) = 0;
@@ -36,18 +36,18 @@ public:
   virtual void SaveExtMemory(uint16_t nOffset, uint16_t nLength, const void* pBuffer) = 0;
   virtual void GetApiVersionText(char* szBuffer, uint64_t* pnSize)
   {
-    LSKX2_THROW_MSG("No API version available.", -103);
+    LSKX2_THROW_MSG("No API version available.", eErrUnsupportedFeature);
   }
   virtual bool IsConnected() { return true; }
   // The pass-through of the capture engine lands here; no KX device has such a call.
-  virtual void Reserved(uint32_t a, void* b, void* c) { LSKX2_THROW(-103); }
+  virtual void Reserved(uint32_t a, void* b, void* c) { LSKX2_THROW(eErrUnsupportedFeature); }
   virtual void SetPowerSafeMode(uint32_t nMode)
   {
-    LSKX2_THROW_MSG("SetPowerSafeMode not supported", -106);
+    LSKX2_THROW_MSG("SetPowerSafeMode not supported", eErrNotImplemented);
   }
   virtual void GetPowerSafeMode(uint32_t* pnMode)
   {
-    LSKX2_THROW_MSG("GetPowerSafeMode not supported", -106);
+    LSKX2_THROW_MSG("GetPowerSafeMode not supported", eErrNotImplemented);
   }
   virtual bool OpenWithContext(void* pContext) = 0;
   virtual bool Open(int32_t nInterface) = 0;

@@ -3,9 +3,11 @@
 #include "base/Exceptions.h"
 #include "base/RDLogging.h"
 
+#include <chrono>
 #include <dlfcn.h>
 #include <memory>
 #include <mutex>
+#include <thread>
 
 ClKXScanAPITable g_KXScanAPI = {};
 std::atomic<bool> g_bKXDebugTrail{false};
@@ -17,6 +19,8 @@ namespace {
 
 // Serialises creation and end; once published the binding is read without a lock.
 std::mutex s_StartMutex;
+// How long End waits for calls still inside the library.
+const int32_t nEndWaitMs = 5000;
 bool s_bEnded = false;
 
 // The binding lives until the process ends.
@@ -25,9 +29,36 @@ struct ClBindingOwner
   ~ClBindingOwner() { ClVeltranoKX1Wrapper::End(); }
 } s_BindingOwner;
 
+std::atomic<int32_t> s_nCallsInside{0};
+
 } // namespace
 
-void KXRaiseUnbound() { LSKX2_THROW_MSG("KXScanAPI - device library not loaded", -2); }
+// The count goes up before the binding is looked at, and End clears the binding before it
+// reads the count (both sequentially consistent): a call either sees no binding or is
+// waited for.
+ClKXCall::ClKXCall()
+{
+  s_nCallsInside.fetch_add(1);
+  if (ClVeltranoKX1Wrapper::s_pInstance.load())
+    m_pTable = &g_KXScanAPI;
+}
+
+ClKXCall::~ClKXCall() { s_nCallsInside.fetch_sub(1); }
+
+bool ClKXCall::WaitIdle(int32_t nMs)
+{
+  for (int32_t i = 0; s_nCallsInside.load() != 0; ++i) {
+    if (i >= nMs)
+      return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
+}
+
+void KXRaiseUnbound()
+{
+  LSKX2_THROW_MSG("KXScanAPI - device library not loaded", eErrNotInitialized);
+}
 
 void KXTrail(const char* szText)
 {
@@ -38,7 +69,7 @@ void KXTrail(const char* szText)
 std::string KXJoinNumbers(const uint16_t* pNumbers, int nCount)
 {
   if (nCount < 1 || nCount > 4)
-    LSKX2_THROW(-35);
+    LSKX2_THROW(eErrParamOutOfRange);
   std::string s;
   for (int i = 0; i < nCount; ++i) {
     if (i)
@@ -64,56 +95,9 @@ ClVeltranoKX1Wrapper::~ClVeltranoKX1Wrapper() = default;
 void ClVeltranoKX1Wrapper::ResolveTable()
 {
   ClKXScanAPITable& t = g_KXScanAPI;
-  // Entries nothing calls still refuse the library when absent: they mark the oldest
-  // library version this system works with.
-  BindSymbol(t.ftrScanOpenDevice, "ftrScanOpenDevice");
-  BindSymbol(t.ftrScanOpenDeviceOnInterface, "ftrScanOpenDeviceOnInterface");
-  BindSymbol(t.ftrScanCloseDevice, "ftrScanCloseDevice");
-  BindSymbol(t.ftrScanSetOptions, "ftrScanSetOptions");
-  BindSymbol(t.ftrScanGetOptions, "ftrScanGetOptions");
-  BindSymbol(t.ftrScanGetDeviceInfo, "ftrScanGetDeviceInfo");
-  BindSymbol(t.ftrScanGetInterfaces, "ftrScanGetInterfaces");
-  BindSymbol(t.ftrSetBaseInterface, "ftrSetBaseInterface");
-  BindSymbol(t.ftrGetBaseInterfaceNumber, "ftrGetBaseInterfaceNumber");
-  BindSymbol(t.ftrScanGetFakeReplicaInterval, "ftrScanGetFakeReplicaInterval");
-  BindSymbol(t.ftrScanSetFakeReplicaInterval, "ftrScanSetFakeReplicaInterval");
-  BindSymbol(t.ftrScanGetLFDParameters, "ftrScanGetLFDParameters");
-  BindSymbol(t.ftrScanSetLFDParameters, "ftrScanSetLFDParameters");
-  BindSymbol(t.ftrScanGetImageSize, "ftrScanGetImageSize");
-  BindSymbol(t.ftrScanGetImage, "ftrScanGetImage");
-  BindSymbol(t.ftrScanGetFuzzyImage, "ftrScanGetFuzzyImage");
-  BindSymbol(t.ftrScanGetBacklightImage, "ftrScanGetBacklightImage");
-  BindSymbol(t.ftrScanGetDarkImage, "ftrScanGetDarkImage");
-  BindSymbol(t.ftrScanGetImageByVariableDose, "ftrScanGetImageByVariableDose");
-  BindSymbol(t.ftrScanIsFingerPresent, "ftrScanIsFingerPresent");
-  BindSymbol(t.ftrScanGetFrame, "ftrScanGetFrame");
-  BindSymbol(t.ftrScanSetDiodesStatus, "ftrScanSetDiodesStatus");
-  BindSymbol(t.ftrScanGetSerialNumber, "ftrScanGetSerialNumber");
-
-  BindSymbol(t.ftrScanGetVersion, "ftrScanGetVersion", false);
-  BindSymbol(t.ftrScanGetExtMemorySize, "ftrScanGetExtMemorySize", false);
-  BindSymbol(t.ftrScanSaveExtMemory, "ftrScanSaveExtMemory", false);
-  BindSymbol(t.ftrScanRestoreExtMemory, "ftrScanRestoreExtMemory", false);
-  BindSymbol(t.ftrScanGetLastError, "ftrScanGetLastError", false);
-  BindSymbol(t.ftrSetLoggingFacilityLevel, "ftrSetLoggingFacilityLevel", false);
-  BindSymbol(t.ftrScanGetRawImageSize, "ftrScanGetRawImageSize", false);
-  BindSymbol(t.ftrScanGetRawImageByVariableDose, "ftrScanGetRawImageByVariableDose", false);
-  BindSymbol(t.ftrScanRollStart, "ftrScanRollStart", false);
-  BindSymbol(t.ftrScanRollStarWithVariableDose, "ftrScanRollStarWithVariableDose", false);
-  BindSymbol(t.ftrScanRollAbort, "ftrScanRollAbort", false);
-  BindSymbol(t.ftrScanRollGetImage, "ftrScanRollGetImage", false);
-  BindSymbol(t.ftrScanRollGetFrameParameters, "ftrScanRollGetFrameParameters", false);
-  BindSymbol(t.ftrScanGetImage2, "ftrScanGetImage2", false);
-  BindSymbol(t.ftrScanSave7ControlBytes, "ftrScanSave7ControlBytes", false);
-  BindSymbol(t.ftrScanRestore7ControlBytes, "ftrScanRestore7ControlBytes", false);
-  BindSymbol(t.ftrScanChangeSystemNotification, "ftrScanChangeSystemNotification", false);
-  BindSymbol(t.ftrScanControlPin3, "ftrScanControlPin3", false);
-  BindSymbol(t.ftrScanGlobalSetOptions, "ftrScanGlobalSetOptions", false);
-  BindSymbol(t.ftrScanSaveSerialNumber, "ftrScanSaveSerialNumber", false);
-  BindSymbol(t.ftrScanGetImageSizes, "ftrScanGetImageSizes", false);
-  BindSymbol(t.ftrScanGetImageOfSpecificSize, "ftrScanGetImageOfSpecificSize", false);
-  BindSymbol(t.ftrScanGetImageOfSpecificSize2, "ftrScanGetImageOfSpecificSize2", false);
-  BindSymbol(t.ftrScanOpenDeviceWithIoContext, "ftrScanOpenDeviceWithIoContext", false);
+#define LSKX2_KX_BIND(name, mandatory, result, args) BindSymbol(t.name, #name, mandatory);
+  LSKX2_KX_ENTRY_POINTS(LSKX2_KX_BIND)
+#undef LSKX2_KX_BIND
 }
 
 void ClVeltranoKX1Wrapper::Pin()
@@ -156,7 +140,11 @@ void ClVeltranoKX1Wrapper::End()
 {
   std::lock_guard<std::mutex> lock(s_StartMutex);
   s_bEnded = true;
-  ClVeltranoKX1Wrapper* p = s_pInstance.exchange(nullptr, std::memory_order_acq_rel);
+  ClVeltranoKX1Wrapper* p = s_pInstance.exchange(nullptr);
+  // A call stuck in the library keeps it loaded for good: better than unmapping code
+  // under a running thread at exit.
+  if (!ClKXCall::WaitIdle(nEndWaitMs))
+    return;
   g_KXScanAPI = ClKXScanAPITable{};
   delete p;
 }

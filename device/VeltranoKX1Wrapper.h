@@ -30,6 +30,7 @@ public:
   static void* PinnedModule() { return s_hPinned.load(std::memory_order_acquire); }
 
 private:
+  friend class ClKXCall;
   void ResolveTable();
   void Pin();
 
@@ -39,13 +40,33 @@ private:
 
 [[noreturn]] void KXRaiseUnbound();
 
-// The table of the live binding; -2 when there is none (not started, or ended).
-inline const ClKXScanAPITable& KXApi()
+// One call into the device library, counted while it lasts: End waits for the calls that
+// passed the gate before it unloads, so none runs into unmapped code.
+class ClKXCall
 {
-  if (!ClVeltranoKX1Wrapper::Instance())
-    KXRaiseUnbound();
-  return g_KXScanAPI;
-}
+public:
+  ClKXCall();
+  ~ClKXCall();
+  ClKXCall(const ClKXCall&) = delete;
+  ClKXCall& operator=(const ClKXCall&) = delete;
+  // Null when there is no binding (not started, or ended).
+  const ClKXScanAPITable* Table() const { return m_pTable; }
+  // -2 when there is no binding.
+  const ClKXScanAPITable* operator->() const
+  {
+    if (!m_pTable)
+      KXRaiseUnbound();
+    return m_pTable;
+  }
+  // True once no call is inside, false if some still are when the time is up.
+  static bool WaitIdle(int32_t nMs);
+
+private:
+  const ClKXScanAPITable* m_pTable = nullptr;
+};
+
+// The table of the live binding for the length of one call: KXApi()->ftrScan...(...).
+inline ClKXCall KXApi() { return ClKXCall(); }
 
 // Trail of the binding and the enumeration; off unless switched on in a debugger or a
 // test. Lines go to the debug output, which is the SDK's logging.

@@ -10,9 +10,9 @@
 inline void RequireImages(const ClImage* pIn, const ClImage* pOut)
 {
   if (!pIn)
-    LSKX2_THROW_MSG("m_pInImage is not set", -701);
+    LSKX2_THROW_MSG("m_pInImage is not set", eErrBadPointer);
   if (!pOut)
-    LSKX2_THROW_MSG("m_pOutImage is not set", -701);
+    LSKX2_THROW_MSG("m_pOutImage is not set", eErrBadPointer);
 }
 
 // As RequireImages, then -701 "m_pInImage->Data() is not set" for an input without pixels.
@@ -20,7 +20,7 @@ inline void RequireImagesWithData(const ClImage* pIn, const ClImage* pOut)
 {
   RequireImages(pIn, pOut);
   if (!pIn->Data())
-    LSKX2_THROW_MSG("m_pInImage->Data() is not set", -701);
+    LSKX2_THROW_MSG("m_pInImage->Data() is not set", eErrBadPointer);
 }
 
 // The light templates' checks, all -44: both images set, the input's samples nSampleSize
@@ -28,11 +28,12 @@ inline void RequireImagesWithData(const ClImage* pIn, const ClImage* pOut)
 inline void CheckTemplateImages(const ClImage* pIn, const ClImage* pOut, uint32_t nSampleSize)
 {
   if (!pIn)
-    LSKX2_THROW_MSG("Input image must not be NULL.", -44);
+    LSKX2_THROW_MSG("Input image must not be NULL.", eErrInvalidParameter);
   if (!pOut)
-    LSKX2_THROW_MSG("Output image must not be NULL.", -44);
+    LSKX2_THROW_MSG("Output image must not be NULL.", eErrInvalidParameter);
   if (pIn->SampleSize() != nSampleSize)
-    LSKX2_THROW_MSG("Datatype size of input images and processor configuration differs.", -44);
+    LSKX2_THROW_MSG("Datatype size of input images and processor configuration differs.",
+                    eErrInvalidParameter);
   if (pIn->Planes() != 1)
-    LSKX2_THROW_MSG("Only single plane images supported.", -44);
+    LSKX2_THROW_MSG("Only single plane images supported.", eErrInvalidParameter);
 }

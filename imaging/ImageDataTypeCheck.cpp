@@ -32,7 +32,7 @@ void ClImageDataTypeCheck::CheckDataType(const ClImage& image) const
   char szText[128];
   std::snprintf(szText, sizeof(szText), "Input pixel type \"%s\" not supported by processor.",
                 DataTypeName(eType));
-  LSKX2_THROW_MSG(szText, -33);
+  LSKX2_THROW_MSG(szText, eErrFormatNotsupported);
 }
 
 } // namespace NewIpBase

@@ -78,7 +78,7 @@ void ClIp1to1Base::BindParameters(ClParameterContainer& container)
 void ClIp1to1Base::CheckInputType() const
 {
   if (!m_pInImage)
-    LSKX2_THROW_MSG("Input image not assigned", -701);
+    LSKX2_THROW_MSG("Input image not assigned", eErrBadPointer);
   CheckDataType(*m_pInImage);
 }
 
@@ -103,7 +103,7 @@ int32_t ClIp1to1Base::Process()
 int32_t ClIp1to1Base::ProcessImage(ClImage* pIn, ClImage* pOut)
 {
   if (!pIn || !pOut)
-    LSKX2_THROW_MSG("Input image not assigned", -701);
+    LSKX2_THROW_MSG("Input image not assigned", eErrBadPointer);
   // Output typed by its own type: an override of PrepareOutImage may choose another.
   return DispatchTypes(pIn->DataType(), pOut->DataType(), [&](auto in, auto out) {
     using TIn = typename decltype(in)::Type;

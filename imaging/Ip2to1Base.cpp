@@ -132,11 +132,11 @@ bool ClIp2to1Base::IsReady() const
 int32_t ClIp2to1Base::Initialize()
 {
   if (!IsReady())
-    return -37;
+    return eErrParamIsMissing;
   if (m_bSizeMustBeEqual &&
       (m_pInImage1->Width() != m_pInImage2->Width() ||
        m_pInImage1->Height() != m_pInImage2->Height() || m_nOffsetX != 0 || m_nOffsetY != 0))
-    return -44;
+    return eErrInvalidParameter;
   return 0;
 }
 
@@ -152,7 +152,7 @@ int32_t ClIp2to1Base::Setup(ClImage& target)
   const int64_t nOutW = m_nOffsetX >= 0 ? std::max(w1, w2) + nAX : std::max(w1 + nAX, w2);
   const int64_t nOutH = m_nOffsetY >= 0 ? std::max(h1, h2) + nAY : std::max(h1 + nAY, h2);
   if (nOutW > std::numeric_limits<int32_t>::max() || nOutH > std::numeric_limits<int32_t>::max())
-    return -44;
+    return eErrInvalidParameter;
   target.Create(TpDataType<T3>::value, int32_t(nOutW), int32_t(nOutH), in1.Planes(), in1.PelsX(),
                 in1.PelsY(), true);
 
@@ -203,7 +203,7 @@ int32_t ClIp2to1Base::Setup(ClImage& target)
 int32_t ClIp2to1Base::Process()
 {
   if (!IsReady())
-    return -37;
+    return eErrParamIsMissing;
   ClImage temp;
   ClImage* pTarget =
       (m_pOutImage == m_pInImage1 || m_pOutImage == m_pInImage2) ? &temp : m_pOutImage;

@@ -39,7 +39,7 @@ int32_t ClProcessorBase::Run()
 void ClProcessorBase::GetInfoString(char* pBuffer, size_t nSize) const
 {
   if (nSize == 0)
-    LSKX2_THROW_MSG("Unexpected zero-length string", -101);
+    LSKX2_THROW_MSG("Unexpected zero-length string", eErrInternal);
   if (pBuffer)
     pBuffer[0] = 0;
 }
@@ -47,14 +47,14 @@ void ClProcessorBase::GetInfoString(char* pBuffer, size_t nSize) const
 void ClProcessorBase::FormatInfo(char* pBuffer, size_t nSize, const char* szFormat, ...)
 {
   if (nSize == 0 || !pBuffer)
-    LSKX2_THROW_MSG("Unexpected zero-length string", -101);
+    LSKX2_THROW_MSG("Unexpected zero-length string", eErrInternal);
   va_list args;
   va_start(args, szFormat);
   int n = std::vsnprintf(pBuffer, nSize, szFormat, args);
   va_end(args);
   if (n < 0 || static_cast<size_t>(n) >= nSize) {
     pBuffer[0] = 0;
-    LSKX2_THROW_MSG("String-Length exceeded available size", -101);
+    LSKX2_THROW_MSG("String-Length exceeded available size", eErrInternal);
   }
 }
 

@@ -109,7 +109,7 @@ int32_t Dispatch(const EDataType (&aTypes)[N], F& f)
   for (size_t i = 0; i < N; ++i) {
     int nIndex = SampleTypeIndex(aTypes[i]);
     if (nIndex < 0)
-      return -101;
+      return eErrInternal;
     nFlat = nFlat * 8 + static_cast<size_t>(nIndex);
   }
   return TpTable<F, N>::s_aTable[nFlat](f);

@@ -42,7 +42,8 @@ int32_t ClTpIp1To1<Derived>::Process()
   CheckTemplateImages(m_pInImage, m_pOutImage, sizeof(TIn));
   if (m_pInImage == m_pOutImage) {
     if (!std::is_same<TIn, TOut>::value)
-      LSKX2_THROW_MSG("In place processing not possible with different in and out types.", -44);
+      LSKX2_THROW_MSG("In place processing not possible with different in and out types.",
+                      eErrInvalidParameter);
     return DoProcess();
   }
   m_pOutImage->Create(TpDataType<TOut>::value, m_pInImage->Width(), m_pInImage->Height(), 1, 0, 0);

@@ -32,13 +32,13 @@ int32_t ClTpIpFilterSeparable<Derived>::Process()
   using TIn = typename Derived::InType;
   CheckTemplateImages(m_pInImage, m_pOutImage, sizeof(TIn));
   if (m_pInImage == m_pOutImage)
-    LSKX2_THROW_MSG("Processor cannot work inplace.", -44);
+    LSKX2_THROW_MSG("Processor cannot work inplace.", eErrInvalidParameter);
   // 0 counts as odd here.
   if ((m_nFilterWidth % 2 == 0 && m_nFilterWidth != 0) ||
       (m_nFilterHeight % 2 == 0 && m_nFilterHeight != 0))
-    LSKX2_THROW_MSG("Filter size must be odd value.", -44);
+    LSKX2_THROW_MSG("Filter size must be odd value.", eErrInvalidParameter);
   if (m_nFilterWidth > m_pInImage->Width() || m_nFilterHeight > m_pInImage->Height())
-    LSKX2_THROW_MSG("Filter size must be less/equal then image size.", -44);
+    LSKX2_THROW_MSG("Filter size must be less/equal then image size.", eErrInvalidParameter);
   int32_t nStatus = DoProcess();
   Finish();
   return nStatus;

@@ -16,19 +16,19 @@ public:
   int32_t Process()
   {
     if (!m_pInImage || !m_pOutImage)
-      LSKX2_THROW_MSG("Both, input and output image must be supplied.", -44);
+      LSKX2_THROW_MSG("Both, input and output image must be supplied.", eErrInvalidParameter);
     if (m_pInImage == m_pOutImage)
-      LSKX2_THROW_MSG("Inplace processing not possible.", -44);
+      LSKX2_THROW_MSG("Inplace processing not possible.", eErrInvalidParameter);
     if (m_pInImage->Planes() != 1)
-      LSKX2_THROW_MSG("Only single plane images supported.", -44);
+      LSKX2_THROW_MSG("Only single plane images supported.", eErrInvalidParameter);
     if (m_nLeft < 0 || m_nTop < 0 || m_nRight < 0 || m_nBottom < 0)
-      LSKX2_THROW_MSG("Extends must be positive in each direction.", -44);
+      LSKX2_THROW_MSG("Extends must be positive in each direction.", eErrInvalidParameter);
     const ClImage& in = *m_pInImage;
     ClImage& out = *m_pOutImage;
     const int64_t nW = int64_t(in.Width()) + m_nLeft + m_nRight;
     const int64_t nH = int64_t(in.Height()) + m_nTop + m_nBottom;
     if (nW > INT32_MAX || nH > INT32_MAX)
-      LSKX2_THROW_MSG("Image area must be positive", -101);
+      LSKX2_THROW_MSG("Image area must be positive", eErrInternal);
     out.Create(TpDataType<T>::value, int32_t(nW), int32_t(nH), 1);
     out.Fill(static_cast<T>(m_nFillValue));
     out.SetPels(in.PelsX(), in.PelsY());

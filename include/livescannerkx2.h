@@ -78,6 +78,9 @@
 #include <stdint.h>
 #include <wchar.h>
 
+#include "livescannerkx2_errors.h"
+#include "livescannerkx2_version.h"
+
 #if defined(LS_KX2_BUILDING)
 #define LS_KX2_EXPORT __attribute__((visibility("default")))
 #else
@@ -100,6 +103,20 @@ typedef struct LS_KX2_SCANNER* LS_KX2_HANDLE;
                                         of a freshly opened scanner */
 #define LS_KX2_MODE_TRIGGERED 4u /**< one masked image per trigger */
 #define LS_KX2_MODE_PREVIEW 5u   /**< previews without finger detection */
+
+/** Ids of LS_KX2ExtendedScannerAccess. */
+#define LS_KX2_ACCESS_GET_SCANNER_DATA 6 /**< read the JSON document */
+#define LS_KX2_ACCESS_SET_SCANNER_DATA 7 /**< write thresholds and settings as JSON */
+
+/** Property names of a scanner handle (the table before LS_KX2GetPropertyA). */
+#define LS_KX2_PROPERTY_VERSION "Version"
+#define LS_KX2_PROPERTY_USE_FAST_MASK "nUseFastMask"
+#define LS_KX2_PROPERTY_ROLLED_POST_PROCESS "nRolledPostProcess"
+#define LS_KX2_PROPERTY_AVERAGE_LIVENESS_SCORE_MODE "nAverageLivenessScoreMode"
+#define LS_KX2_PROPERTY_RESET_IMAGE "nResetImage"
+#define LS_KX2_PROPERTY_MASK_SENSITIVITY "nMaskSensitivity"
+#define LS_KX2_PROPERTY_ROLL_FINGER_START_MODE "nRollFingerStartMode"
+#define LS_KX2_PROPERTY_ROLL_MERGE_MODE "nRollMergeMode"
 
 /**
  * Takes one reference on the SDK; the first starts the device library binding.
@@ -372,7 +389,7 @@ LS_KX2_EXPORT int32_t LS_KX2GetVersionString(LS_KX2_HANDLE hScanner, char* pBuff
  * Properties of a scanner handle, by name (case ignored):
  *
  *   name                        kind     access      default  range   meaning
- *   "Version"                   text     read        "1.8.1.1822"     library version
+ *   "Version"                   text     read        the library's version, LS_KX2_VERSION_STRING
  *   "nUseFastMask"              integer  read/write  0        none    non-zero: faster,
  *                                                                     coarser preview mask
  *   "nRolledPostProcess"        integer  read/write  0        none    non-zero: roll

@@ -104,16 +104,16 @@ double ClIpKX10MaskR2::VarianceLimit(int32_t nSensitivity)
 {
   static const double s_adLimits[6] = {1000.0, 500.0, 300.0, 150.0, 75.0, 25.0};
   if (nSensitivity < 0 || nSensitivity > 5)
-    LSKX2_THROW_MSG("Invalid mask sensitivity", -44);
+    LSKX2_THROW_MSG("Invalid mask sensitivity", eErrInvalidParameter);
   return s_adLimits[nSensitivity];
 }
 
 int32_t ClIpKX10MaskR2::Process()
 {
   if (!m_pInImage)
-    LSKX2_THROW_MSG("No input image assigned.", -701);
+    LSKX2_THROW_MSG("No input image assigned.", eErrBadPointer);
   if (!m_pOutImage)
-    LSKX2_THROW_MSG("No output image assigned.", -701);
+    LSKX2_THROW_MSG("No output image assigned.", eErrBadPointer);
   m_Faded.Copy(*m_pInImage);
   FadeTop();
 

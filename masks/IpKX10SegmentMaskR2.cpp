@@ -78,17 +78,17 @@ ClIpKX10SegmentMaskR2::ClIpKX10SegmentMaskR2(bool bHighPrecision) : m_bHighPreci
 void ClIpKX10SegmentMaskR2::CheckInputType() const
 {
   if (!m_pInImage)
-    LSKX2_THROW_MSG("No input image provided.", -44);
+    LSKX2_THROW_MSG("No input image provided.", eErrInvalidParameter);
   if (m_pInImage->DataType() != eUInt8)
-    LSKX2_THROW_MSG("Input data must be in uint8 format.", -44);
+    LSKX2_THROW_MSG("Input data must be in uint8 format.", eErrInvalidParameter);
   if (m_pInImage->Width() < 1 || m_pInImage->Height() < 1)
-    LSKX2_THROW_MSG("Dimensions of input image invalid. Must be > 0.", -44);
+    LSKX2_THROW_MSG("Dimensions of input image invalid. Must be > 0.", eErrInvalidParameter);
   if (m_pInImage->PelsX() < 1 || m_pInImage->PelsY() < 1 ||
       m_pInImage->PelsX() != m_pInImage->PelsY())
     LSKX2_THROW_MSG("Input image resolution invalid. Must be > 0 and equal in both dimensions.",
-                    -44);
+                    eErrInvalidParameter);
   if (!m_pOutImage)
-    LSKX2_THROW_MSG("No output image provided.", -44);
+    LSKX2_THROW_MSG("No output image provided.", eErrInvalidParameter);
 }
 
 int32_t ClIpKX10SegmentMaskR2::Compute(ClImage* pIn, ClImage* pOut)

@@ -26,9 +26,9 @@ ClIpKX2DevelMask::ClIpKX2DevelMask()
 int32_t ClIpKX2DevelMask::Process()
 {
   if (!m_pInImage)
-    LSKX2_THROW_MSG("m_pInImage is not set", -701);
+    LSKX2_THROW_MSG("m_pInImage is not set", eErrBadPointer);
   if (!m_pOutImage)
-    LSKX2_THROW_MSG("m_pOutImage is not set", -701);
+    LSKX2_THROW_MSG("m_pOutImage is not set", eErrBadPointer);
   ClImage& in = *m_pInImage;
   ClImage& out = *m_pOutImage;
   const int32_t nWidth = in.Width(), nHeight = in.Height();

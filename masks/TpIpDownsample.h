@@ -19,15 +19,16 @@ public:
   void operator()(const ClImage* pIn, ClImage* pOut) const
   {
     if (!pIn)
-      LSKX2_THROW_MSG("No input image supplied.", -44);
+      LSKX2_THROW_MSG("No input image supplied.", eErrInvalidParameter);
     if (!pOut)
-      LSKX2_THROW_MSG("No output image supplied.", -44);
+      LSKX2_THROW_MSG("No output image supplied.", eErrInvalidParameter);
     if (pIn->Width() % nSampleWidth != 0)
-      LSKX2_THROW_MSG("Input image width is no multiple of sample width.", -44);
+      LSKX2_THROW_MSG("Input image width is no multiple of sample width.", eErrInvalidParameter);
     if (pIn->Height() % nSampleHeight != 0)
-      LSKX2_THROW_MSG("Input image height is no multiple of sample height.", -44);
+      LSKX2_THROW_MSG("Input image height is no multiple of sample height.", eErrInvalidParameter);
     if (pIn->SampleSize() != sizeof(T))
-      LSKX2_THROW_MSG("Datatype size of functor differs from image data type size.", -44);
+      LSKX2_THROW_MSG("Datatype size of functor differs from image data type size.",
+                      eErrInvalidParameter);
     if (pIn == pOut) {
       ClImage temp;
       Sample(*pIn, temp);

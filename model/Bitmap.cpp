@@ -65,16 +65,17 @@ void ClBitmap::Detach()
 void ClBitmap::Validate(const uint8_t* p)
 {
   if (!p)
-    LSKX2_THROW_MSG("ClBitmap::Attach, Pointer is NULL.", -10);
+    LSKX2_THROW_MSG("ClBitmap::Attach, Pointer is NULL.", eErrBitmapPtr);
   if (IsFileHeader(p))
-    LSKX2_THROW_MSG("ClBitmap::Attach, Bitmapfileheader found Bitmapinfoheader expected.", -36);
+    LSKX2_THROW_MSG("ClBitmap::Attach, Bitmapfileheader found Bitmapinfoheader expected.",
+                    eErrBitmapUnexpectedFileheader);
   const BITMAPINFOHEADER bih = ReadHeader(p);
   if (bih.biSize != eInfoHeaderSize)
-    LSKX2_THROW_MSG("ClBitmap::Attach, Bitmap Header size is not known.", -32);
+    LSKX2_THROW_MSG("ClBitmap::Attach, Bitmap Header size is not known.", eErrBitmapHeadersize);
   if (bih.biPlanes != 1)
-    LSKX2_THROW_MSG("ClBitmap::Attach, pBI->biPlanes != 1.", -11);
+    LSKX2_THROW_MSG("ClBitmap::Attach, pBI->biPlanes != 1.", eErrBitmapPlane);
   if (bih.biCompression >= 4)
-    LSKX2_THROW_MSG("ClBitmap::Attach, Not Supported FOCC.", -31);
+    LSKX2_THROW_MSG("ClBitmap::Attach, Not Supported FOCC.", eErrBitmapCompression);
   switch (bih.biBitCount) {
   case 1:
   case 4:
@@ -84,19 +85,20 @@ void ClBitmap::Validate(const uint8_t* p)
   case 32:
     break;
   default:
-    LSKX2_THROW_MSG("The Bitmap format does only support 1, 4, 8, 16, 24 and 32 bit counts!", -12);
+    LSKX2_THROW_MSG("The Bitmap format does only support 1, 4, 8, 16, 24 and 32 bit counts!",
+                    eErrBitmapBitcount);
   }
 }
 
 ClBitmap::StLocation ClBitmap::Locate(void* pData, size_t nSize)
 {
   if (!pData)
-    LSKX2_THROW_MSG("No Bitmap to Attach", -10);
+    LSKX2_THROW_MSG("No Bitmap to Attach", eErrBitmapPtr);
   StLocation loc{static_cast<uint8_t*>(pData), nSize != 0, nSize, 0};
   // One byte cannot hold the two letters of a file header.
   if (nSize != 1 && IsFileHeader(loc.pHeader)) {
     if (loc.bKnown && nSize < eFileHeaderSize)
-      LSKX2_THROW(-10);
+      LSKX2_THROW(eErrBitmapPtr);
     uint32_t nOffBits;
     std::memcpy(&nOffBits, loc.pHeader + 10, sizeof(nOffBits));
     loc.nPixelOffset = static_cast<int64_t>(nOffBits) - eFileHeaderSize;
@@ -105,7 +107,7 @@ ClBitmap::StLocation ClBitmap::Locate(void* pData, size_t nSize)
       loc.nAvail -= eFileHeaderSize;
   }
   if (loc.bKnown && loc.nAvail < eInfoHeaderSize)
-    LSKX2_THROW(-21);
+    LSKX2_THROW(eErrTemplateSize);
   return loc;
 }
 
@@ -116,7 +118,7 @@ uint32_t* ClBitmap::TakeTable(const StLocation& loc, size_t& nRest) const
     return nullptr;
   if (loc.bKnown) {
     if (nBytes > nRest)
-      LSKX2_THROW(-21);
+      LSKX2_THROW(eErrTemplateSize);
     nRest -= static_cast<size_t>(nBytes);
   }
   return reinterpret_cast<uint32_t*>(loc.pHeader + eInfoHeaderSize);
@@ -136,12 +138,12 @@ void ClBitmap::Attach(void* pData, size_t nSize)
     if (loc.nPixelOffset > 0) {
       // Pixels placed by the file header must still lie inside the block.
       if (loc.bKnown && static_cast<uint64_t>(loc.nPixelOffset) > loc.nAvail)
-        LSKX2_THROW(-21);
+        LSKX2_THROW(eErrTemplateSize);
       pBits = loc.pHeader + loc.nPixelOffset;
       nRest = loc.bKnown ? loc.nAvail - static_cast<size_t>(loc.nPixelOffset) : 0;
     }
     if (Exceeds(Stride(bih.biWidth, bih.biBitCount), bih.biHeight, loc.bKnown, nRest))
-      LSKX2_THROW(-21);
+      LSKX2_THROW(eErrTemplateSize);
     m_pBits = boost::shared_ptr<uint8_t>(pBits, BIH_deleter{m_pBIH});
   } catch (...) {
     Detach();
@@ -164,7 +166,7 @@ uint32_t* ClBitmap::AttachOwned(void* pData, size_t nSize)
     size_t nRest = loc.bKnown ? loc.nAvail - eInfoHeaderSize : 0;
     uint32_t* pTable = TakeTable(loc, nRest);
     if (Exceeds(Stride(bih.biWidth, bih.biBitCount), bih.biHeight, loc.bKnown, nRest))
-      LSKX2_THROW(-21);
+      LSKX2_THROW(eErrTemplateSize);
     return pTable;
   } catch (...) {
     Detach();
@@ -183,7 +185,7 @@ void ClBitmap::Create(int32_t nWidth, int32_t nHeight, uint16_t nBitCount, uint3
   const int64_t nStride = Stride(nWidth, nBitCount);
   // biSizeImage has 32 bits; a bigger block could not describe itself.
   if (nWidth < 0 || nHeight < 0 || (nHeight != 0 && nStride > UINT32_MAX / nHeight))
-    LSKX2_THROW_MSG("ClBitmap::Create, size not valid.", -14);
+    LSKX2_THROW_MSG("ClBitmap::Create, size not valid.", eErrBitmapDimension);
   const uint64_t nPixelBytes = static_cast<uint64_t>(nStride) * static_cast<uint64_t>(nHeight);
   const uint64_t nTotal = nPixelBytes + 4ull * nEntries + eInfoHeaderSize;
   uint8_t* p = new (std::nothrow) uint8_t[static_cast<size_t>(nTotal)];

@@ -127,7 +127,7 @@ void ClImage::Create(EDataType eType, int32_t nWidth, int32_t nHeight, uint32_t 
 
   const int32_t nStride = static_cast<int32_t>(StrideOf(eType, nWidth, nPlanes, bAligned));
   if (nHeight < 0 || nStride < 0 || nWidth < 0)
-    LSKX2_THROW_UNPLACED("Image area must be positive", -101);
+    LSKX2_THROW_UNPLACED("Image area must be positive", eErrInternal);
   if (nHeight == 0 || nStride == 0) {
     m_pData.reset();
     return;
@@ -159,7 +159,7 @@ void ClImage::CreateLike(const ClImage& src)
 void ClImage::CreateAsType(const ClImage& src, EDataType eType)
 {
   if (&src == this)
-    LSKX2_THROW_MSG("this function dose not work on the same image.", -44);
+    LSKX2_THROW_MSG("this function dose not work on the same image.", eErrInvalidParameter);
   Create(eType, src.m_nWidth, src.m_nHeight, src.m_nPlanes, src.m_nPelsX, src.m_nPelsY, true);
   m_eContent = src.m_eContent;
   m_nImageTag = src.m_nImageTag;
@@ -168,7 +168,7 @@ void ClImage::CreateAsType(const ClImage& src, EDataType eType)
 void ClImage::CreateSizedAs(const ClImage& src, EDataType eType)
 {
   if (&src == this)
-    LSKX2_THROW_MSG("Resize image with im self is senseless.", -44);
+    LSKX2_THROW_MSG("Resize image with im self is senseless.", eErrInvalidParameter);
   Create(eType, src.m_nWidth, src.m_nHeight, src.m_nPlanes, src.m_nPelsX, src.m_nPelsY, true);
   m_eContent = src.m_eContent;
   m_dMinValue = src.m_dMinValue;
@@ -246,7 +246,7 @@ bool ClImage::Attach(const ClBitmap& bitmap)
 {
   Clear();
   if (!bitmap.Header())
-    LSKX2_THROW_MSG("ClImage::Attach, bitmap is empty.", -10);
+    LSKX2_THROW_MSG("ClImage::Attach, bitmap is empty.", eErrBitmapPtr);
   const BITMAPINFOHEADER bih = bitmap.HeaderInfo();
   if (bih.biCompression != 0) {
     Clear();
@@ -264,7 +264,7 @@ bool ClImage::Attach(const ClBitmap& bitmap)
     nPlanes = 4;
     break;
   default:
-    LSKX2_THROW_MSG("bitmap bit depth not supported\n", -12);
+    LSKX2_THROW_MSG("bitmap bit depth not supported\n", eErrBitmapBitcount);
   }
   m_eDataType = eUInt8;
   m_nWidth = bih.biWidth;
@@ -322,7 +322,7 @@ template <class T>
 void ClImage::FillRows(T value, int32_t nRowStep)
 {
   if (TpDataType<T>::value != DataType())
-    LSKX2_THROW_UNPLACED("Image Type is not the assigned type", -101);
+    LSKX2_THROW_UNPLACED("Image Type is not the assigned type", eErrInternal);
   T* p = Pixels<T>();
   if (!p)
     return;

@@ -15,13 +15,14 @@ ClStream::~ClStream() = default;
 void ClStream::CheckBitState() const
 {
   if (m_nBitsPending != 0)
-    LSKX2_THROW_AS(ClExStream, "the last bit I/O was finish with out bitflush.", -39, true);
+    LSKX2_THROW_AS(ClExStream, "the last bit I/O was finish with out bitflush.", eErrCorruptData,
+                   true);
 }
 
 void ClStream::CheckCount(size_t nCount, size_t nSize) const
 {
   if (m_bThrowOnShortTransfer && nCount != nSize)
-    LSKX2_THROW_AS(ClExStreamUnexpectedEnd, "Unexpected end of stream", -201, true);
+    LSKX2_THROW_AS(ClExStreamUnexpectedEnd, "Unexpected end of stream", eErrUnexpectedEof, true);
 }
 
 size_t ClStream::WriteValue(const void* pValue, size_t nSize, bool bSwappable)
@@ -94,14 +95,14 @@ size_t ClStream::Read(bool& value)
 size_t ClStream::WriteBlock(const void* pData, size_t nBytes)
 {
   if (!pData && nBytes != 0)
-    LSKX2_THROW_AS(ClExStream, "Stream block without buffer.", -701, true);
+    LSKX2_THROW_AS(ClExStream, "Stream block without buffer.", eErrBadPointer, true);
   return WriteValue(pData, nBytes, false);
 }
 
 size_t ClStream::ReadBlock(void* pData, size_t nBytes)
 {
   if (!pData && nBytes != 0)
-    LSKX2_THROW_AS(ClExStream, "Stream block without buffer.", -701, true);
+    LSKX2_THROW_AS(ClExStream, "Stream block without buffer.", eErrBadPointer, true);
   return ReadValue(pData, nBytes, false);
 }
 

@@ -60,7 +60,7 @@ void ClParameter::CopyTo(ClParameterBase* pTarget) const
 {
   ClParameter* pCast = pTarget ? pTarget->AsParameter() : nullptr;
   if (!pCast)
-    LSKX2_THROW_MSG("pCast is not set", -701);
+    LSKX2_THROW_MSG("pCast is not set", eErrBadPointer);
   if (pCast == this)
     return;
   pCast->m_pType = m_pType;
@@ -84,7 +84,7 @@ bool ClParameter::NamesEqual(const char* szA, const char* szB)
 bool ClParameter::GetFullPath(const ClParameter* pParameter, char* pBuffer, uint64_t& nSize)
 {
   if (!pParameter)
-    LSKX2_THROW_MSG("pParameter is not set", -701);
+    LSKX2_THROW_MSG("pParameter is not set", eErrBadPointer);
   const char* szName = pParameter->GetName();
   uint64_t nNeeded = (szName ? std::strlen(szName) : 0) + 1;
   for (const ClParameterContainer* p = pParameter->GetParent(); p; p = p->GetParent()) {
@@ -159,7 +159,7 @@ void ThrowFormatFailure(int nErrno)
       szText = r;
   };
   pick(strerror_r(nErrno, buf, sizeof(buf)));
-  LSKX2_THROW_MSG(szText, -101);
+  LSKX2_THROW_MSG(szText, eErrInternal);
 }
 
 void CutTrailingZeros(char* szText)

@@ -15,7 +15,7 @@ const char* ReadPathPart(const char* p, char (&szPart)[nPathPartMax + 1])
   while (p[n] && p[n] != '.' && n <= nPathPartMax)
     ++n;
   if (n == nPathPartMax)
-    LSKX2_THROW_UNPLACED("Parameter path part was to long max len is 255", -101);
+    LSKX2_THROW_UNPLACED("Parameter path part was to long max len is 255", eErrInternal);
   if (n > nPathPartMax)
     n = nPathPartMax;
   std::memcpy(szPart, p, n);
@@ -48,9 +48,9 @@ void ClParameterContainer::DestroyChildren()
 ClParameter* ClParameterContainer::Add(ClParameter* pParameter)
 {
   if (!pParameter)
-    LSKX2_THROW_MSG("pParameter is not set", -701);
+    LSKX2_THROW_MSG("pParameter is not set", eErrBadPointer);
   if (FindChild(pParameter->GetName()))
-    LSKX2_THROW(-46);
+    LSKX2_THROW(eErrParamValueDuplicate);
   m_Children.Add(pParameter);
   pParameter->SetParent(this);
   return pParameter;
@@ -128,7 +128,7 @@ ClParameter* ClParameterContainer::GetNextLeaf(ClParameter* pCurrent) const
   for (;;) {
     const ClParameterContainer* pNode = pCurrent->GetParent();
     if (!pNode)
-      LSKX2_THROW_MSG("pParent is not set", -701);
+      LSKX2_THROW_MSG("pParent is not set", eErrBadPointer);
     uint32_t nIndex = 0;
     while (nIndex < pNode->m_Children.Size() && pNode->m_Children[nIndex] != pCurrent)
       ++nIndex;
@@ -154,7 +154,7 @@ void ClParameterContainer::CopyTo(ClParameterBase* pTarget) const
 {
   ClParameterContainer* pCast = pTarget ? pTarget->AsContainer() : nullptr;
   if (!pCast)
-    LSKX2_THROW_MSG("pCast is not set", -701);
+    LSKX2_THROW_MSG("pCast is not set", eErrBadPointer);
   if (pCast == this)
     return;
   pCast->SetName(m_pName);
@@ -175,7 +175,7 @@ const ClParameterContainer* ClParameterContainer::Pair(const ClParameterBase* pO
   const ClParameterContainer* pCast =
       pOther ? const_cast<ClParameterBase*>(pOther)->AsContainer() : nullptr;
   if (!pCast)
-    LSKX2_THROW_MSG("pCast is not set", -701);
+    LSKX2_THROW_MSG("pCast is not set", eErrBadPointer);
   return pCast;
 }
 

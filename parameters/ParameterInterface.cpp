@@ -108,7 +108,7 @@ int32_t ClParameterInterface::ClParameter::Read(ClStream& stream)
     TextHolder name;
     stream.ReadString(name.sz);
     if (std::strcmp(name.sz ? name.sz : "", m_pName ? m_pName : "") != 0)
-      return -33;
+      return eErrFormatNotsupported;
   }
   uint8_t nDirection = 0, nFixed = 0, nKind = 0;
   stream.Read(nDirection);

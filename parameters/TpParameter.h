@@ -8,6 +8,8 @@
 #include "parameters/Parameter.h"
 #include "base/Exceptions.h"
 
+#include <type_traits>
+
 template <class T, class O>
 class TpParameterBase : public ClParameter
 {
@@ -51,7 +53,7 @@ public:
     ClParameter::CopyTo(pTarget);
     auto* pCast = dynamic_cast<TpParameterBase*>(pTarget);
     if (!pCast)
-      LSKX2_THROW_MSG("pCast is not set", -701);
+      LSKX2_THROW_MSG("pCast is not set", eErrBadPointer);
     if (pCast == this)
       return;
     pCast->m_pObject = m_pObject;
@@ -99,13 +101,13 @@ public:
   void* GetValuePointer() const override { return *m_ppValue; }
 
 protected:
-  [[noreturn]] static void Abstract() { LSKX2_THROW_MSG("Abstract function", -101); }
+  [[noreturn]] static void Abstract() { LSKX2_THROW_MSG("Abstract function", eErrInternal); }
 
   static const TpParameterBase* Cast(const ClParameterBase* pOther)
   {
     auto* pCast = dynamic_cast<const TpParameterBase*>(pOther);
     if (!pCast)
-      LSKX2_THROW_MSG("pCast is not set", -701);
+      LSKX2_THROW_MSG("pCast is not set", eErrBadPointer);
     return pCast;
   }
 
@@ -114,8 +116,14 @@ protected:
     if (m_pObject && m_pfnGet)
       return m_pfnGet(m_pObject);
     if (!*m_ppValue)
-      LSKX2_THROW_MSG("pValue is not set", -701);
-    return **m_ppValue;
+      LSKX2_THROW_MSG("pValue is not set", eErrBadPointer);
+    if constexpr (bAtomicAccess) {
+      T value;
+      __atomic_load(*m_ppValue, &value, __ATOMIC_RELAXED);
+      return value;
+    } else {
+      return **m_ppValue;
+    }
   }
 
   void WriteValue(const T& value)
@@ -125,9 +133,18 @@ protected:
       return;
     }
     if (!*m_ppValue)
-      LSKX2_THROW_MSG("pValue is not set", -701);
-    **m_ppValue = value;
+      LSKX2_THROW_MSG("pValue is not set", eErrBadPointer);
+    if constexpr (bAtomicAccess)
+      __atomic_store(*m_ppValue, const_cast<T*>(&value), __ATOMIC_RELAXED);
+    else
+      **m_ppValue = value;
   }
+
+  // Capture workers read bound settings while an application thread writes them through
+  // a property: plain numbers are loaded and stored atomically on both sides.
+  static constexpr bool bAtomicAccess =
+      std::is_arithmetic_v<T> &&
+      (sizeof(T) == 1 || sizeof(T) == 2 || sizeof(T) == 4 || sizeof(T) == 8);
 
   // Name for messages; a parameter without one still reports.
   const char* NameText() const { return m_pName ? m_pName : ""; }

@@ -77,7 +77,7 @@ public:
     Base::CopyTo(pTarget);
     auto* pCast = dynamic_cast<TpParameterEnumPointer*>(pTarget);
     if (!pCast)
-      LSKX2_THROW_MSG("pCast is not set", -701);
+      LSKX2_THROW_MSG("pCast is not set", eErrBadPointer);
     if (pCast == this)
       return;
     pCast->m_Entries = m_Entries;
@@ -95,7 +95,7 @@ public:
   {
     for (uint32_t i = 0; i < m_Entries.Size(); ++i) {
       if (ClParameter::NamesEqual(m_Entries[i].pName, szName) && !(m_Entries[i].Value == value))
-        LSKX2_THROW(-46);
+        LSKX2_THROW(eErrParamValueDuplicate);
     }
     ClMapEntry entry;
     entry.Value = value;
@@ -144,21 +144,21 @@ public:
         return;
       }
     }
-    LSKX2_THROW_MSG(EnumIntegerOutOfRangeText(nValue, this->m_pName).c_str(), -35);
+    LSKX2_THROW_MSG(EnumIntegerOutOfRangeText(nValue, this->m_pName).c_str(), eErrParamOutOfRange);
   }
 
   // --- text ---
   void SetFromString(const char* szText) override
   {
     if (!szText)
-      LSKX2_THROW_MSG("value string is NULL pointer!", -20);
+      LSKX2_THROW_MSG("value string is NULL pointer!", eErrTemplatePtr);
     for (uint32_t i = 0; i < m_Entries.Size(); ++i) {
       if (ClParameter::NamesEqual(m_Entries[i].pName, szText)) {
         this->WriteValue(m_Entries[i].Value);
         return;
       }
     }
-    LSKX2_THROW_MSG(EnumOutOfRangeText(szText, this->m_pName).c_str(), -35);
+    LSKX2_THROW_MSG(EnumOutOfRangeText(szText, this->m_pName).c_str(), eErrParamOutOfRange);
   }
 
   bool GetString(char* pBuffer, uint64_t& nSize) const override
@@ -178,7 +178,8 @@ protected:
         return CopyOutText(m_Entries[i].pName ? m_Entries[i].pName : "", pBuffer, nSize);
     }
     if (IsEnum())
-      LSKX2_THROW_MSG(EnumValueNotNamedText(this->m_pName, EnumToInteger(value)).c_str(), -35);
+      LSKX2_THROW_MSG(EnumValueNotNamedText(this->m_pName, EnumToInteger(value)).c_str(),
+                      eErrParamOutOfRange);
     char text[64];
     if (!m_bPointer)
       std::snprintf(text, sizeof(text), "%d", static_cast<int>(EnumToInteger(value)));

@@ -107,7 +107,7 @@ public:
     Base::CopyTo(pTarget);
     auto* pCast = dynamic_cast<TpParameterNumeric*>(pTarget);
     if (!pCast)
-      LSKX2_THROW_MSG("pCast is not set", -701);
+      LSKX2_THROW_MSG("pCast is not set", eErrBadPointer);
     pCast->m_Min = m_Min;
     pCast->m_Max = m_Max;
     pCast->m_bFloat = m_bFloat;
@@ -163,7 +163,7 @@ public:
   void SetFromString(const char* szText) override
   {
     if (!szText)
-      LSKX2_THROW_MSG("value string is NULL pointer!", -20);
+      LSKX2_THROW_MSG("value string is NULL pointer!", eErrTemplatePtr);
     const char* pX = std::strchr(szText, 'X');
     const char* px = std::strchr(szText, 'x');
     const char* pHex = (pX && px) ? (pX > px ? pX : px) : (pX ? pX : px);
@@ -173,7 +173,8 @@ public:
       errno = 0;
       unsigned long long n = std::strtoull(pHex + 1, &pEnd, 16);
       if (*pEnd)
-        LSKX2_THROW_MSG(ParameterSetFailedText(this->m_pName, szText).c_str(), -44);
+        LSKX2_THROW_MSG(ParameterSetFailedText(this->m_pName, szText).c_str(),
+                        eErrInvalidParameter);
       // A 32-bit unsigned conversion: a magnitude beyond 32 bits saturates, a sign negates
       // within 32 bits ("0x-2" is 0xFFFFFFFE); the result is sign-extended afterwards.
       const char* pDigits = pHex + 1;
@@ -193,13 +194,13 @@ public:
     char* pEnd = nullptr;
     double d = std::strtod(szText, &pEnd);
     if (*pEnd)
-      LSKX2_THROW_MSG(ParameterSetFailedText(this->m_pName, szText).c_str(), -44);
+      LSKX2_THROW_MSG(ParameterSetFailedText(this->m_pName, szText).c_str(), eErrInvalidParameter);
     if constexpr (std::is_floating_point<T>::value) {
       TestDomain(d);
       WriteChecked(static_cast<T>(d));
     } else {
       if (std::isinf(d))
-        LSKX2_THROW_MSG(ParameterSetFailedText(this->m_pName, szText).c_str(), -35);
+        LSKX2_THROW_MSG(ParameterSetFailedText(this->m_pName, szText).c_str(), eErrParamOutOfRange);
       // Stops silently at the first unfit character: "3.7" gives 3, "1e2" gives 1.
       int64_t n = std::strtoll(szText, nullptr, 10);
       TestDomain(n);
@@ -241,7 +242,8 @@ protected:
   void TestDomain(double dValue) const
   {
     if (dValue < Traits::dLow || dValue > Traits::dHigh)
-      LSKX2_THROW_AS(ClExRange, ParameterRangeText(this->m_pName).c_str(), -35, true);
+      LSKX2_THROW_AS(ClExRange, ParameterRangeText(this->m_pName).c_str(), eErrParamOutOfRange,
+                     true);
   }
   void TestDomain(int64_t nValue) const { TestDomain(static_cast<double>(nValue)); }
 
@@ -256,7 +258,8 @@ protected:
           value = m_Max;
       }
       if ((this->m_nFlags & eParamStrict) && (value < m_Min || m_Max < value))
-        LSKX2_THROW_AS(ClExRange, ParameterRangeText(this->m_pName).c_str(), -35, true);
+        LSKX2_THROW_AS(ClExRange, ParameterRangeText(this->m_pName).c_str(), eErrParamOutOfRange,
+                       true);
     }
     this->WriteValue(value);
   }

@@ -30,13 +30,13 @@ public:
   void SetFromString(const char* szText) override
   {
     if (!szText)
-      LSKX2_THROW_MSG("Point is Null", -701);
+      LSKX2_THROW_MSG("Point is Null", eErrBadPointer);
     size_t n = std::strlen(szText) + 1;
     if (n > m_nSize)
-      LSKX2_THROW_MSG("String memory ar too small", -21);
+      LSKX2_THROW_MSG("String memory ar too small", eErrTemplateSize);
     char* pTarget = this->ReadValue();
     if (!pTarget)
-      LSKX2_THROW_MSG("Point is Null", -701);
+      LSKX2_THROW_MSG("Point is Null", eErrBadPointer);
     std::memmove(pTarget, szText, n);
   }
 
@@ -52,7 +52,7 @@ public:
     if (nAvailable < nNeeded)
       return false;
     if (!pBuffer)
-      LSKX2_THROW_MSG("Point is Null", -701);
+      LSKX2_THROW_MSG("Point is Null", eErrBadPointer);
     std::memcpy(pBuffer, szValue, nNeeded);
     return true;
   }

@@ -65,13 +65,13 @@ void ClIpAutoRoll5::CheckInputType() const
 {
   ClIp1to1Base::CheckInputType();
   if (m_pInImage && m_pInImage->Width() == 0)
-    LSKX2_THROW_MSG("Input image's width not valid.", -14);
+    LSKX2_THROW_MSG("Input image's width not valid.", eErrBitmapDimension);
   if (m_pInImage && m_pInImage->Height() == 0)
-    LSKX2_THROW_MSG("Input image's height not valid.", -14);
+    LSKX2_THROW_MSG("Input image's height not valid.", eErrBitmapDimension);
   if (!m_pInImage)
-    LSKX2_THROW_MSG("Input image pointer not assigned.", -701);
+    LSKX2_THROW_MSG("Input image pointer not assigned.", eErrBadPointer);
   if (!m_pOutImage)
-    LSKX2_THROW_MSG("Output image pointer not assigned.", -701);
+    LSKX2_THROW_MSG("Output image pointer not assigned.", eErrBadPointer);
 }
 
 int64_t ClIpAutoRoll5::MillisecondsSince(int64_t tFrom) const
@@ -144,7 +144,8 @@ int32_t ClIpAutoRoll5::GetResultCode()
   if (m_nReturnCode != 0)
     return m_nReturnCode;
   // -807 to -810 only come with -806 and stay details of the diagnostics.
-  for (int32_t nCode : {-803, -802, -805, -801, -806}) {
+  for (int32_t nCode : {eErrRolledBackroll, eErrRolledTooFast, eErrRolledSizeTooSmall,
+                        eErrRolledShifted, eErrRolledOutOfRegion}) {
     if (HasDefect(nCode)) {
       m_nReturnCode = nCode;
       break;
@@ -200,17 +201,17 @@ int32_t ClIpAutoRoll5::Process()
     if (m_nReturnCode == 0)
       CheckRollQuality();
     if (nPrevious == eRolling) {
-      const bool bShifted = HasDefect(-801);
+      const bool bShifted = HasDefect(eErrRolledShifted);
       boost::property_tree::ptree areas;
       const bool bShift = m_ShiftDetection.Detect(areas, bShifted, m_nRollShiftAreaActivation >= 1);
       if (bShift && !bShifted)
-        m_lDefects.push_back(-801);
+        m_lDefects.push_back(eErrRolledShifted);
       std::unique_lock<std::shared_mutex> lock(m_AreaLock);
       m_ShiftAreas.clear();
       m_ShiftAreas.swap(areas);
     }
     lap(&StPhaseTimes::dChecks);
-  } else if (!HasDefect(-803)) {
+  } else if (!HasDefect(eErrRolledBackroll)) {
     if (Merge()) {
       ClTpIpOr<uint8_t> orMasks;
       orMasks.m_pInImage1 = &m_RolledMask;
@@ -240,7 +241,7 @@ void ClIpAutoRoll5::TakeFrame()
   const int32_t nHeight = in.Height() - m_nBorderTop;
   // Only a frame smaller than the engine's can be eaten up by the borders.
   if (nWidth < 1 || nHeight < 1)
-    LSKX2_THROW_MSG("Input image smaller than the borders.", -14);
+    LSKX2_THROW_MSG("Input image smaller than the borders.", eErrBitmapDimension);
   if (m_Rolled.Width() != nWidth || m_Rolled.Height() != nHeight || !m_Rolled.Data()) {
     // Frames of another size cannot continue a roll: it starts again from idle.
     if (m_Rolled.Data())

@@ -221,7 +221,7 @@ bool ClIpAutoRoll5::Merge()
         ++m_nCountLeft;
     } else if (m_nDirection != eUndecided) {
       if (d != eUndecided && d != m_nDirection) {
-        m_lDefects.push_back(-803);
+        m_lDefects.push_back(eErrRolledBackroll);
         return false;
       }
     } else {

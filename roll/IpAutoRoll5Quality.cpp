@@ -61,18 +61,18 @@ int32_t ClIpAutoRoll5::GetVelocityMeasure() const
 void ClIpAutoRoll5::CheckRollQuality()
 {
   if (m_nMergedLen < m_nMergedLenThreshold || m_nMergedWidth < m_nMergedWidthThreshold)
-    m_lDefects.push_back(-805);
+    m_lDefects.push_back(eErrRolledSizeTooSmall);
   if (m_RolledMask.Data()) {
     m_Histogram.Create(m_RolledMask);
     if (m_Histogram.TrimmedMean(0.1, 0.9) < kLeastMaskMean)
-      m_lDefects.push_back(-805);
+      m_lDefects.push_back(eErrRolledSizeTooSmall);
   }
   if (m_nSeriesLen < m_nSeriesLenThreshold)
-    m_lDefects.push_back(-802);
+    m_lDefects.push_back(eErrRolledTooFast);
   if (GetVelocityMeasure() > m_nRollVelocityThreshold)
-    m_lDefects.push_back(-802);
+    m_lDefects.push_back(eErrRolledTooFast);
   if (StreakTest())
-    m_lDefects.push_back(-801);
+    m_lDefects.push_back(eErrRolledShifted);
   CheckRollRegion();
 }
 
@@ -119,13 +119,13 @@ void ClIpAutoRoll5::CheckRollRegion()
       bOut = true;
     }
   };
-  check(count(w - m_nBorderSide - 1, 0, w, h) > v, -810);
-  check(count(0, 0, m_nBorderSide + 1, h) > v, -809);
+  check(count(w - m_nBorderSide - 1, 0, w, h) > v, eErrRolledOutOfRegionRight);
+  check(count(0, 0, m_nBorderSide + 1, h) > v, eErrRolledOutOfRegionLeft);
   // The end of the rows is the upper boundary of the capture area, as the device sees it.
-  check(count(0, h - m_nBorderTop - 1, w, h) > hz, -807);
-  check(count(0, static_cast<int32_t>(h * 0.4), w, h) == 0, -808);
+  check(count(0, h - m_nBorderTop - 1, w, h) > hz, eErrRolledOutOfRegionTop);
+  check(count(0, static_cast<int32_t>(h * 0.4), w, h) == 0, eErrRolledOutOfRegionBottom);
   if (bOut)
-    m_lDefects.push_back(-806);
+    m_lDefects.push_back(eErrRolledOutOfRegion);
 }
 
 void ClIpAutoRoll5::GetDiagnostics(boost::property_tree::ptree& rTree)
@@ -133,10 +133,16 @@ void ClIpAutoRoll5::GetDiagnostics(boost::property_tree::ptree& rTree)
   try {
     rTree.put("RETURNCODE", GetResultCode());
     const std::pair<const char*, int32_t> aFlags[] = {
-        {"BACKROLL", -803},        {"OUT_OF_REGION", -806},   {"OUT_OF_REGION_T", -807},
-        {"OUT_OF_REGION_B", -808}, {"OUT_OF_REGION_L", -809}, {"OUT_OF_REGION_R", -810},
-        {"ROTATED", -804},         {"SHIFTED", -801},         {"TOO_SMALL", -805},
-        {"TOO_FAST", -802}};
+        {"BACKROLL", eErrRolledBackroll},
+        {"OUT_OF_REGION", eErrRolledOutOfRegion},
+        {"OUT_OF_REGION_T", eErrRolledOutOfRegionTop},
+        {"OUT_OF_REGION_B", eErrRolledOutOfRegionBottom},
+        {"OUT_OF_REGION_L", eErrRolledOutOfRegionLeft},
+        {"OUT_OF_REGION_R", eErrRolledOutOfRegionRight},
+        {"ROTATED", eErrRolledRotated},
+        {"SHIFTED", eErrRolledShifted},
+        {"TOO_SMALL", eErrRolledSizeTooSmall},
+        {"TOO_FAST", eErrRolledTooFast}};
     for (const auto& flag : aFlags)
       rTree.put(flag.first, HasDefect(flag.second) ? 1 : 0);
     rTree.put("MERGED_LEN", m_nMergedLen);
@@ -158,7 +164,7 @@ void ClIpAutoRoll5::GetDiagnostics(boost::property_tree::ptree& rTree)
     rTree.put("ROLL_SHIFT_DISTANCE", m_ShiftDetection.CountShiftPixels());
     rTree.put("ROTATION", DoubleText(m_dAngleMax - m_dAngleMin));
   } catch (const boost::property_tree::ptree_error&) {
-    LSKX2_THROW_MSG("Error while getting roll finger diagnostic data!", -101);
+    LSKX2_THROW_MSG("Error while getting roll finger diagnostic data!", eErrInternal);
   }
 }
 
@@ -190,7 +196,7 @@ void ClIpAutoRoll5::LoadThresholds(const boost::property_tree::ptree& rTree)
     m_nBorderSide = nSide;
     m_nBorderTop = nTop;
   } catch (const boost::property_tree::ptree_error&) {
-    LSKX2_THROW_MSG("Error while loading roll finger thresholds!", -101);
+    LSKX2_THROW_MSG("Error while loading roll finger thresholds!", eErrInternal);
   }
   Reset();
 }

@@ -204,6 +204,6 @@ void ClRollShiftAreaDetection::WriteTree(boost::property_tree::ptree& rTree, boo
       rTree.push_back(std::make_pair(std::string(), area));
     }
   } catch (const boost::property_tree::ptree_error&) {
-    LSKX2_THROW_MSG("Error while generating shift area!", -101);
+    LSKX2_THROW_MSG("Error while generating shift area!", eErrInternal);
   }
 }

@@ -25,7 +25,7 @@ std::string DeviceVersion(ClKX2Handle& handle)
   try {
     handle.GetDeviceVersion(text.data(), &n);
   } catch (const ClException& e) {
-    if (e.GetCode() != -702)
+    if (e.GetCode() != eErrSizeTooSmall)
       throw;
     text.assign(static_cast<size_t>(n) + 1, 0);
     handle.GetDeviceVersion(text.data(), &n);
@@ -36,22 +36,18 @@ std::string DeviceVersion(ClKX2Handle& handle)
 void GetVersionString(ClKX2Handle& handle, char* pBuffer, uint64_t* pnSize)
 {
   if (!pnSize)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   std::ostringstream out;
-  out << DeviceVersion(handle) << " SAPI:"
-      << "1."
-      << "8."
-      << "1."
-      << "1822";
+  out << DeviceVersion(handle) << " SAPI:" LS_KX2_VERSION_STRING;
   const std::string sText = out.str();
   // The size handed back never counts the terminator, yet the copy writes it.
   const uint64_t nLength = sText.size();
   const uint64_t nRoom = *pnSize;
   *pnSize = nLength;
   if (nLength > nRoom)
-    LSKX2_THROW(-702);
+    LSKX2_THROW(eErrSizeTooSmall);
   if (!pBuffer)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   std::memcpy(pBuffer, sText.c_str(), nLength + 1);
 }
 

@@ -24,12 +24,12 @@ LS_KX2_EXPORT int32_t LS_KX2CompatibilityCheck(const char* szVersion)
       __func__, "%s%s",
       [&] {
         if (!szVersion)
-          LSKX2_THROW(-701);
+          LSKX2_THROW(eErrBadPointer);
         int major = 0, minor = 0;
         if (std::sscanf(szVersion, "%d.%d", &major, &minor) < 2)
-          LSKX2_THROW(-44);
+          LSKX2_THROW(eErrInvalidParameter);
         if (major < 1 || (major == 1 && minor < 4))
-          LSKX2_THROW(-103);
+          LSKX2_THROW(eErrUnsupportedFeature);
       },
       "");
 }

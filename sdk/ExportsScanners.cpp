@@ -23,7 +23,7 @@ int32_t InterfaceOf(const std::string& sSerial)
     if (e.sName == sSerial)
       return e.nInterface;
   }
-  LSKX2_THROW(-44);
+  LSKX2_THROW(eErrInvalidParameter);
 }
 
 } // namespace
@@ -36,17 +36,17 @@ LS_KX2_EXPORT int32_t LS_KX2QueryScanners(char* pSerials, uint64_t* pnCount)
       __func__, "%s%s",
       [&] {
         if (!pnCount)
-          LSKX2_THROW(-701);
+          LSKX2_THROW(eErrBadPointer);
         std::list<ScannerEntry> list;
         ClRDKXScanAPIWrapper::QueryScanners(list, ClRDKXScanAPIWrapper::eTypeKX2, true);
         uint64_t nRoom = *pnCount;
         *pnCount = list.size();
         if (list.size() > nRoom)
-          LSKX2_THROW(-702);
+          LSKX2_THROW(eErrSizeTooSmall);
         if (list.empty())
           return;
         if (!pSerials)
-          LSKX2_THROW(-701);
+          LSKX2_THROW(eErrBadPointer);
         std::memset(pSerials, 0, list.size() * nSerialRecordSize);
         char* p = pSerials;
         for (const ScannerEntry& e : list) {
@@ -67,7 +67,7 @@ LS_KX2_EXPORT int32_t LS_KX2OpenScanner(const char* szSerial, LS_KX2_HANDLE* phS
   return ClExportShell::RunLines(
       __func__, "%s%s", std::make_tuple(sSerial.c_str()), "%s%s", std::make_tuple(""), [&] {
         if (!szSerial || !phScanner)
-          LSKX2_THROW(-701);
+          LSKX2_THROW(eErrBadPointer);
         ClKX2Handle::CreateHandle(phScanner);
         try {
           const int32_t nInterface = InterfaceOf(sSerial);
@@ -91,7 +91,7 @@ LS_KX2_EXPORT int32_t LS_KX2CloseScanner(LS_KX2_HANDLE* phScanner)
       __func__, "%s%s",
       [&] {
         if (!phScanner)
-          LSKX2_THROW(-701);
+          LSKX2_THROW(eErrBadPointer);
         ClKX2Handle::CloseExport(phScanner);
       },
       "");

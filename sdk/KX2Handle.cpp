@@ -3,6 +3,7 @@
 #include "capture/KX2LiveCaptureR2.h"
 #include "device/InterprocessLock.h"
 #include "model/FpImage.h"
+#include "livescannerkx2.h"
 
 #include <algorithm>
 #include <cstring>
@@ -17,7 +18,7 @@ namespace {
 const int32_t aEngineModes[] = {3, 4, 2, 1, 5, 6};
 // The engine's finger state that means a still finger or a finished roll.
 const uint32_t nStateDone = 2;
-const int32_t nStatusNoFinger = -15;
+const int32_t nStatusNoFinger = eErrBitmapNoFinger;
 
 template <class T>
 T* New()
@@ -46,14 +47,14 @@ ClKX2Handle::~ClKX2Handle()
 TpHandleLease<ClKX2Handle> ClKX2Handle::FromExport(LS_KX2_HANDLE h)
 {
   if (!h)
-    LSKX2_THROW(-42);
+    LSKX2_THROW(eErrNoHandle);
   return LeaseHandle(h);
 }
 
 void ClKX2Handle::CloseExport(LS_KX2_HANDLE* pRef)
 {
   if (!*pRef)
-    LSKX2_THROW(-42);
+    LSKX2_THROW(eErrNoHandle);
   ClLiveScannerKX2::CheckInUse();
   auto* p = static_cast<ClKX2Handle*>(ClSafeHandle::Retire(*pRef));
   SafeHandle* pBlock = ClSafeHandle::Block(*pRef);
@@ -106,7 +107,7 @@ void ClKX2Handle::WakeWaiters()
 ClKX2LiveCaptureR2& ClKX2Handle::Engine() const
 {
   if (!m_pCapture)
-    LSKX2_THROW_MSG("Component not initialized yet.", -2);
+    LSKX2_THROW_MSG("Component not initialized yet.", eErrNotInitialized);
   return *static_cast<ClKX2LiveCaptureR2*>(m_pCapture);
 }
 
@@ -120,7 +121,7 @@ void ClKX2Handle::Open(uint32_t nDevice, const char* szSerial)
   if (!m_pLock->TryLock()) {
     delete m_pLock;
     m_pLock = nullptr;
-    LSKX2_THROW(-61);
+    LSKX2_THROW(eErrDeviceOpenFail);
   }
   m_Scanner.Open(static_cast<int32_t>(nDevice));
   ClMVLiveCaptureBase* pCapture = New<ClKX2LiveCaptureR2>();
@@ -148,14 +149,14 @@ void ClKX2Handle::Close()
 void ClKX2Handle::SetCaptureMode(uint32_t nMode)
 {
   if (nMode >= sizeof(aEngineModes) / sizeof(aEngineModes[0]))
-    LSKX2_THROW_MSG("Capture mode not supported.", -103);
+    LSKX2_THROW_MSG("Capture mode not supported.", eErrUnsupportedFeature);
   Engine().SetCaptureMode(aEngineModes[nMode]);
 }
 
 void ClKX2Handle::GetCaptureMode(uint32_t* pnMode)
 {
   if (!pnMode)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   // Triggered and preview modes have no way back: a fact of the interface.
   switch (Engine().GetCaptureMode()) {
   case 1:
@@ -171,7 +172,7 @@ void ClKX2Handle::GetCaptureMode(uint32_t* pnMode)
     *pnMode = 1;
     break;
   default:
-    LSKX2_THROW_MSG("Unexpected capture mode.", -103);
+    LSKX2_THROW_MSG("Unexpected capture mode.", eErrUnsupportedFeature);
   }
 }
 
@@ -181,7 +182,7 @@ void ClKX2Handle::CopyImage(EImageKind eKind, uint8_t* pImage, double* pdScore, 
                             int32_t* pnStatus)
 {
   if (!pImage || !pdScore || !pbFinger || !pnStatus)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   ClKX2LiveCaptureR2& engine = Engine();
   ClImage image;
   uint32_t nStatus = 0;
@@ -236,7 +237,7 @@ void ClKX2Handle::GetRollImage(uint8_t* pImage, double* pdScore, uint8_t* pbFing
 void ClKX2Handle::GetImageSize(uint64_t* pnWidth, uint64_t* pnHeight) const
 {
   if (!pnWidth || !pnHeight)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   *pnWidth = eImageWidth;
   *pnHeight = eImageHeight;
 }
@@ -244,7 +245,7 @@ void ClKX2Handle::GetImageSize(uint64_t* pnWidth, uint64_t* pnHeight) const
 void ClKX2Handle::GetImageDPI(uint64_t* pnX, uint64_t* pnY) const
 {
   if (!pnX || !pnY)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   *pnX = eImageDpi;
   *pnY = eImageDpi;
 }
@@ -252,7 +253,7 @@ void ClKX2Handle::GetImageDPI(uint64_t* pnX, uint64_t* pnY) const
 void ClKX2Handle::GetScannerCondition(uint32_t* pnCondition, uint32_t* pnReserved)
 {
   if (!pnCondition || !pnReserved)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   ClKX2LiveCaptureR2& engine = Engine();
   // Only the modes that watch the empty platen judge its condition.
   int32_t nMode = engine.GetCaptureMode();
@@ -264,7 +265,7 @@ void ClKX2Handle::GetScannerCondition(uint32_t* pnCondition, uint32_t* pnReserve
 void ClKX2Handle::GetSerialNumber(char* pSerial)
 {
   if (!pSerial)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   // The wrapper writes a terminator past the count; the caller has 16 bytes, so a name
   // of 16 characters arrives without one, as in the list of LS_KX2QueryScanners.
   char text[eSerialRecordSize + 1] = {};
@@ -276,14 +277,14 @@ void ClKX2Handle::GetSerialNumber(char* pSerial)
 void ClKX2Handle::SetLED(uint8_t nLed, uint8_t nState)
 {
   if (nLed != 0)
-    LSKX2_THROW(-35);
+    LSKX2_THROW(eErrParamOutOfRange);
   m_Scanner.SetLed(nState);
 }
 
 void ClKX2Handle::GetDeviceVersion(char* pText, uint32_t* pnSize)
 {
   if (!pnSize)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   uint64_t n = *pnSize;
   try {
     m_Scanner.GetVersionText(pText, &n);
@@ -297,28 +298,28 @@ void ClKX2Handle::GetDeviceVersion(char* pText, uint32_t* pnSize)
 void ClKX2Handle::ExtendedAccess(int32_t nId, uint8_t* pData, uint64_t* pnSize)
 {
   if (!pnSize)
-    LSKX2_THROW(-701);
-  if (nId == 6) {
+    LSKX2_THROW(eErrBadPointer);
+  if (nId == LS_KX2_ACCESS_GET_SCANNER_DATA) {
     std::ostringstream out;
     Engine().GetScannerData(out);
     const std::string sText = out.str();
     const uint64_t n = sText.size() + 1;
     if (*pnSize < n) {
       *pnSize = n;
-      LSKX2_THROW(-702);
+      LSKX2_THROW(eErrSizeTooSmall);
     }
     if (!pData)
-      LSKX2_THROW(-701);
+      LSKX2_THROW(eErrBadPointer);
     std::memcpy(pData, sText.c_str(), n);
     *pnSize = n;
-  } else if (nId == 7) {
+  } else if (nId == LS_KX2_ACCESS_SET_SCANNER_DATA) {
     if (!pData)
-      LSKX2_THROW(-701);
+      LSKX2_THROW(eErrBadPointer);
     if (*pnSize == 0 || pData[*pnSize - 1] != 0)
-      LSKX2_THROW(-44);
+      LSKX2_THROW(eErrInvalidParameter);
     std::istringstream in(std::string(reinterpret_cast<const char*>(pData)));
     Engine().SetScannerData(in);
   } else {
-    LSKX2_THROW(-206);
+    LSKX2_THROW(eErrUnknownParameter);
   }
 }

@@ -3,6 +3,7 @@
 #include "sdk/KX2Handle.h"
 #include "base/Exceptions.h"
 #include "roll/IpAutoRoll5.h"
+#include "livescannerkx2.h"
 
 namespace {
 
@@ -17,34 +18,36 @@ void ClKX2Handle::RegisterParameters(ClParameterContainer* pTable)
   ClKX2LiveCaptureR2* pEngine = m_pCapture ? &Engine() : nullptr;
 
   if (pEngine) {
-    pTable->CreateNumeric<unsigned int>("nUseFastMask")->Bind(&pEngine->m_nUseFastMask, nReadWrite);
-    pTable->CreateNumeric<unsigned int>("nRolledPostProcess")
+    pTable->CreateNumeric<unsigned int>(LS_KX2_PROPERTY_USE_FAST_MASK)
+        ->Bind(&pEngine->m_nUseFastMask, nReadWrite);
+    pTable->CreateNumeric<unsigned int>(LS_KX2_PROPERTY_ROLLED_POST_PROCESS)
         ->Bind(&pEngine->m_nRolledPostProcess, nReadWrite);
   } else {
     // Without an engine the fields have nothing to point at: accessors that answer -2.
-    for (const char* szName : {"nUseFastMask", "nRolledPostProcess"})
+    for (const char* szName : {LS_KX2_PROPERTY_USE_FAST_MASK, LS_KX2_PROPERTY_ROLLED_POST_PROCESS})
       pTable->CreateNumeric<unsigned int, ClKX2Handle>(szName)->Bind(
           &m_nUnopenedDefault, this, &SetUnopened<unsigned int>, &GetUnopened<unsigned int>,
           nReadWrite);
   }
 
   m_nAverageDefault = pEngine ? GetAverageLiveness(this) : 0;
-  auto* pAverage = pTable->CreateNumeric<unsigned int, ClKX2Handle>("nAverageLivenessScoreMode");
+  auto* pAverage =
+      pTable->CreateNumeric<unsigned int, ClKX2Handle>(LS_KX2_PROPERTY_AVERAGE_LIVENESS_SCORE_MODE);
   pAverage->Bind(&m_nAverageDefault, this, &SetAverageLiveness, &GetAverageLiveness, nReadWrite);
   pAverage->SetMin(0);
   pAverage->SetMax(1);
 
-  pTable->CreateNumeric<unsigned int, ClKX2Handle>("nResetImage")
+  pTable->CreateNumeric<unsigned int, ClKX2Handle>(LS_KX2_PROPERTY_RESET_IMAGE)
       ->Bind(&m_nResetDefault, this, &SetResetImage, &GetResetImage, eParamWrite);
 
   // Out of range is refused, not clamped.
   if (pEngine) {
-    auto* pSensitivity = pTable->CreateNumeric<int>("nMaskSensitivity");
+    auto* pSensitivity = pTable->CreateNumeric<int>(LS_KX2_PROPERTY_MASK_SENSITIVITY);
     pSensitivity->Bind(&pEngine->m_nMaskSensitivity, nReadWrite | eParamStrict);
     pSensitivity->SetMin(0);
     pSensitivity->SetMax(5);
   } else {
-    auto* pSensitivity = pTable->CreateNumeric<int, ClKX2Handle>("nMaskSensitivity");
+    auto* pSensitivity = pTable->CreateNumeric<int, ClKX2Handle>(LS_KX2_PROPERTY_MASK_SENSITIVITY);
     pSensitivity->Bind(&m_nUnopenedSensitivity, this, &SetUnopened<int>, &GetUnopened<int>,
                        nReadWrite | eParamStrict);
     pSensitivity->SetMin(0);
@@ -52,11 +55,11 @@ void ClKX2Handle::RegisterParameters(ClParameterContainer* pTable)
   }
 
   m_nSettlingDefault = pEngine ? GetStartSettling(this) : 1;
-  pTable->CreateNumeric<unsigned int, ClKX2Handle>("nRollFingerStartMode")
+  pTable->CreateNumeric<unsigned int, ClKX2Handle>(LS_KX2_PROPERTY_ROLL_FINGER_START_MODE)
       ->Bind(&m_nSettlingDefault, this, &SetStartSettling, &GetStartSettling, nReadWrite);
 
   m_nMergeModeDefault = pEngine ? GetMergeMode(this) : 0;
-  pTable->CreateNumeric<int, ClKX2Handle>("nRollMergeMode")
+  pTable->CreateNumeric<int, ClKX2Handle>(LS_KX2_PROPERTY_ROLL_MERGE_MODE)
       ->Bind(&m_nMergeModeDefault, this, &SetMergeMode, &GetMergeMode, nReadWrite);
 }
 
@@ -81,7 +84,7 @@ int32_t ClKX2Handle::GetMergeMode(ClKX2Handle* p) { return p->Engine().GetRollMe
 void ClKX2Handle::SetMergeMode(ClKX2Handle* p, const int32_t* pValue)
 {
   if (*pValue != ClIpAutoRoll5::eMergeExact && *pValue != ClIpAutoRoll5::eMergeRegistered)
-    LSKX2_THROW(-44);
+    LSKX2_THROW(eErrInvalidParameter);
   p->Engine().SetRollMergeMode(*pValue);
 }
 

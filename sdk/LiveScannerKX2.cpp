@@ -2,12 +2,14 @@
 
 #include "device/VeltranoKX1Wrapper.h"
 #include "base/SDKHelper.h"
+#include "livescannerkx2_version.h"
 
 #include <cstring>
 
 namespace {
 // The text after the number is free form and never parsed.
-const char szVersion[] = "SDK: VeltranoLiveScannerKX2 Version: 1.8.1.1822 Platform: Linux x86_64";
+const char szVersion[] =
+    "SDK: VeltranoLiveScannerKX2 Version: " LS_KX2_VERSION_STRING " Platform: Linux x86_64";
 } // namespace
 
 const char* ClLiveScannerKX2::Signature() { return szVersion; }
@@ -31,11 +33,11 @@ void ClLiveScannerKX2::GetVersion(char* szOut, uint64_t* pnSize)
   static const char szTag[] = " Version: ";
   const char* start = std::strstr(szVersion, szTag);
   if (!start)
-    LSKX2_THROW_MSG("szVersion signature not found.", -101);
+    LSKX2_THROW_MSG("szVersion signature not found.", eErrInternal);
   start += sizeof(szTag) - 1;
   const char* end = std::strchr(start, ' ');
   if (!end)
-    LSKX2_THROW_MSG("szVersion signature not found.", -101);
+    LSKX2_THROW_MSG("szVersion signature not found.", eErrInternal);
   uint64_t n = static_cast<uint64_t>(end - start);
   SDKHelper::CopyOut(szOut, pnSize, start, n + 1);
   // The copy took one byte past the number; the terminator replaces it.

@@ -28,7 +28,7 @@ public:
       try {
         T::GetVersion(nullptr, &size);
       } catch (const ClException& e) {
-        if (e.GetCode() != -21)
+        if (e.GetCode() != eErrTemplateSize)
           return e.GetCode();
       }
       TpSingleton<T>::CheckInUse();

@@ -1,6 +1,7 @@
 #include "sdk/SDKHandleBase.h"
 
 #include "base/SDKHelper.h"
+#include "livescannerkx2.h"
 
 #include <cstring>
 #include <string>
@@ -8,13 +9,13 @@
 namespace {
 
 // The value of "Version", stored whole; read-only, so the buffer is never written.
-char szHandleVersion[] = "1.8.1.1822";
+char szHandleVersion[] = LS_KX2_VERSION_STRING;
 char* pHandleVersion = szHandleVersion;
 
 void RequireWritable(ClParameter* p)
 {
   if (!(p->GetFlags() & eParamWrite))
-    LSKX2_THROW(-47);
+    LSKX2_THROW(eErrParamIsReadonly);
 }
 
 // Outputs nobody lists a failure for are still never written through null.
@@ -22,7 +23,7 @@ template <class T>
 void Store(T* pOut, T value)
 {
   if (!pOut)
-    LSKX2_THROW(-701);
+    LSKX2_THROW(eErrBadPointer);
   *pOut = value;
 }
 
@@ -34,11 +35,11 @@ void CopyRange(ClParameter* p, bool (ClParameterNumericInterface::*pfnIsKind)() 
 {
   ClParameterNumericInterface* pNum = p->AsNumeric();
   if (!pNum || !pNum->HasRange())
-    LSKX2_THROW(-103);
+    LSKX2_THROW(eErrUnsupportedFeature);
   if (!(pNum->*pfnIsKind)())
-    LSKX2_THROW(-44);
+    LSKX2_THROW(eErrInvalidParameter);
   if (!pMin && !pMax)
-    LSKX2_THROW(-23);
+    LSKX2_THROW(eErrTemplatePtrNull);
   if (pMin)
     *pMin = static_cast<T>(pNum->GetMin());
   if (pMax)
@@ -55,7 +56,7 @@ ClParameterContainer* NewTable()
   if (!pTable)
     throw ClExBadAlloc();
   try {
-    auto* pVersion = pTable->CreateString("Version");
+    auto* pVersion = pTable->CreateString(LS_KX2_PROPERTY_VERSION);
     pVersion->Bind(&pHandleVersion, eParamRead);
     pVersion->SetSize(sizeof(szHandleVersion));
   } catch (...) {
@@ -68,17 +69,17 @@ ClParameterContainer* NewTable()
 ClParameter* Lookup(ClParameterContainer* pTable, const char* szName)
 {
   if (!szName)
-    LSKX2_THROW(-44);
+    LSKX2_THROW(eErrInvalidParameter);
   ClParameter* p = pTable->Find(szName);
   if (!p)
-    LSKX2_THROW(-206);
+    LSKX2_THROW(eErrUnknownParameter);
   return p;
 }
 
 void GetText(ClParameter* p, char* pValue, uint64_t* pnSize, int32_t nRefusal)
 {
   if (!pnSize)
-    LSKX2_THROW(-24);
+    LSKX2_THROW(eErrTemplateSizePtr);
   if (pValue && *pnSize >= 2)
     pValue[0] = 0;
   if (!p->GetString(pValue, *pnSize))
@@ -95,12 +96,12 @@ void GetLong(ClParameter* p, int32_t* pnValue)
 {
   if (ClParameterNumericInterface* pNum = p->AsNumeric()) {
     if (!pNum->IsInteger())
-      LSKX2_THROW(-44);
+      LSKX2_THROW(eErrInvalidParameter);
     Store(pnValue, pNum->GetInteger());
   } else if (ClParameterEnumInterface* pEnum = p->AsEnum()) {
     Store(pnValue, pEnum->GetInteger());
   } else {
-    LSKX2_THROW(-44);
+    LSKX2_THROW(eErrInvalidParameter);
   }
 }
 
@@ -109,7 +110,7 @@ void SetLong(ClParameter* p, int32_t nValue)
   ClParameterNumericInterface* pNum = p->AsNumeric();
   ClParameterEnumInterface* pEnum = pNum ? nullptr : p->AsEnum();
   if ((pNum && !pNum->IsInteger()) || (!pNum && !pEnum))
-    LSKX2_THROW(-44);
+    LSKX2_THROW(eErrInvalidParameter);
   RequireWritable(p);
   if (pNum)
     pNum->SetInteger(nValue);
@@ -121,7 +122,7 @@ void GetDouble(ClParameter* p, double* pdValue)
 {
   ClParameterNumericInterface* pNum = p->AsNumeric();
   if (!pNum || !pNum->IsFloat())
-    LSKX2_THROW(-44);
+    LSKX2_THROW(eErrInvalidParameter);
   Store(pdValue, pNum->GetDouble());
 }
 
@@ -129,7 +130,7 @@ void SetDouble(ClParameter* p, double dValue)
 {
   ClParameterNumericInterface* pNum = p->AsNumeric();
   if (!pNum || !pNum->IsFloat())
-    LSKX2_THROW(-44);
+    LSKX2_THROW(eErrInvalidParameter);
   RequireWritable(p);
   pNum->SetDouble(dValue);
 }
@@ -138,21 +139,21 @@ void SetDouble(ClParameter* p, double dValue)
 void GetBlob(ClParameter* p, uint64_t* pnSize)
 {
   if (!pnSize)
-    LSKX2_THROW(-24);
+    LSKX2_THROW(eErrTemplateSizePtr);
   if (!p->AsBlob())
-    LSKX2_THROW(-44);
+    LSKX2_THROW(eErrInvalidParameter);
 }
 
 void SetBlob(ClParameter* p)
 {
   if (!p->AsBlob())
-    LSKX2_THROW(-44);
+    LSKX2_THROW(eErrInvalidParameter);
 }
 
 void GetKind(ClParameter* p, uint32_t* pnKind)
 {
   if (!pnKind)
-    LSKX2_THROW(-23);
+    LSKX2_THROW(eErrTemplatePtrNull);
   ClParameterNumericInterface* pNum = p->AsNumeric();
   *pnKind = !pNum ? 2 : pNum->IsInteger() ? 0 : 1;
 }
@@ -160,7 +161,7 @@ void GetKind(ClParameter* p, uint32_t* pnKind)
 void GetAccess(ClParameter* p, uint32_t* pnAccess)
 {
   if (!pnAccess)
-    LSKX2_THROW(-23);
+    LSKX2_THROW(eErrTemplatePtrNull);
   *pnAccess = p->GetFlags() & (eParamWrite | eParamRead);
 }
 
@@ -203,12 +204,15 @@ void CopyEnumEntry(const ClParameterEnumInterface* pEnum, uint64_t nIndex, char*
 void CopyEnd(char* pText, uint64_t* pnSize)
 {
   if (!pnSize)
-    LSKX2_THROW(-24);
+    LSKX2_THROW(eErrTemplateSizePtr);
   if (pText && *pnSize > 0)
     pText[0] = 0;
   *pnSize = 0;
 }
 
-void ThrowWalkNotBegun() { LSKX2_THROW_MSG("The Enumeration is not initialized.", -50); }
+void ThrowWalkNotBegun()
+{
+  LSKX2_THROW_MSG("The Enumeration is not initialized.", eErrInvalidState);
+}
 
 } // namespace SDKProperties

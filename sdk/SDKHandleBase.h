@@ -72,7 +72,7 @@ public:
 
 protected:
   // Raised when a parameter refuses to write its text into the caller's buffer.
-  int32_t m_nStringSizeError = -21;
+  int32_t m_nStringSizeError = eErrTemplateSize;
   ClParameterContainer* m_pParameters = nullptr;
   ClParameter* m_pEnumCursor = nullptr;
   ClParameterEnumInterface* m_pEnumValues = nullptr;
@@ -88,9 +88,9 @@ public:
   static void CreateHandle(LS_KX2_HANDLE* pRef)
   {
     if (TSDK::RefCount() <= 0)
-      LSKX2_THROW_MSG("Initialization required prior to handle creation", -2);
+      LSKX2_THROW_MSG("Initialization required prior to handle creation", eErrNotInitialized);
     if (!pRef)
-      LSKX2_THROW_MSG("handle reference is NULL pointer", -701);
+      LSKX2_THROW_MSG("handle reference is NULL pointer", eErrBadPointer);
     *pRef = nullptr;
     TSDK::CheckInUse();
     // Short memory leaves *pRef null, and the resolve below reports it.
@@ -120,7 +120,7 @@ public:
   {
     TSDK::CheckInUse();
     if (!pRef)
-      LSKX2_THROW_MSG("handle reference is NULL pointer", -44);
+      LSKX2_THROW_MSG("handle reference is NULL pointer", eErrInvalidParameter);
     static_cast<T*>(ClSafeHandle::Check(*pRef))->Destroy(pRef);
   }
 
@@ -128,11 +128,11 @@ public:
   {
     TSDK::CheckInUse();
     if (!pRef)
-      LSKX2_THROW(-44);
+      LSKX2_THROW(eErrInvalidParameter);
     ResolveHandle(*pRef)->OnDestroying();
     try {
       if (!*pRef)
-        LSKX2_THROW(-42);
+        LSKX2_THROW(eErrNoHandle);
       T* pObject = ResolveHandle(*pRef);
       SafeHandle* pBlock = ClSafeHandle::Block(*pRef);
       // The block goes first, so no other thread resolves a dying object.
@@ -240,10 +240,10 @@ public:
     EnsureParameters();
     ClParameter* p = szName ? this->m_pParameters->Find(szName) : nullptr;
     if (!p)
-      LSKX2_THROW(-206);
+      LSKX2_THROW(eErrUnknownParameter);
     ClParameterEnumInterface* pEnum = p->AsEnum();
     if (!pEnum || pEnum->GetCount() <= 0)
-      LSKX2_THROW(-103);
+      LSKX2_THROW(eErrUnsupportedFeature);
     this->m_pEnumValues = pEnum;
     this->m_nEnumIndex = 0;
     GetNextEnum(pText, pnSize);

@@ -41,17 +41,17 @@ ClRegistry& Registry()
 StEntry& Live(LS_KX2_HANDLE h, void*& pObject)
 {
   if (!h)
-    LSKX2_THROW(-42);
+    LSKX2_THROW(eErrNoHandle);
   auto it = Registry().Blocks.find(h);
   if (it == Registry().Blocks.end() || it->second.bRetired)
-    LSKX2_THROW(-43);
+    LSKX2_THROW(eErrInvalidHandle);
   const SafeHandle* p = ClSafeHandle::Block(h);
   if (std::memcmp(p->szFrontTag, szTag, sizeof(szTag)) != 0)
-    LSKX2_THROW(-43);
+    LSKX2_THROW(eErrInvalidHandle);
   if (std::memcmp(p->szBackTag, szTag, sizeof(szTag)) != 0)
-    LSKX2_THROW(-43);
+    LSKX2_THROW(eErrInvalidHandle);
   if (!p->pObject)
-    LSKX2_THROW(-43);
+    LSKX2_THROW(eErrInvalidHandle);
   pObject = p->pObject;
   return it->second;
 }

@@ -33,7 +33,7 @@ int OpenFailure(int32_t rc, const std::string& name)
                          "interface (connect one, or check the device library)\n");
     return 1;
   }
-  if (rc == -44 && !name.empty()) {
+  if (rc == LS_KX2_ERROR_INVALID_PARAMETER && !name.empty()) {
     int32_t query = 0;
     std::string list;
     for (const std::string& n : AttachedScanners(&query))
@@ -41,7 +41,7 @@ int OpenFailure(int32_t rc, const std::string& name)
     Fail("scanner \"" + name + "\" is not attached (attached: " + (list.empty() ? "none" : list) +
              ")",
          rc);
-  } else if (rc == -61) {
+  } else if (rc == LS_KX2_ERROR_DEVICE_OPEN_FAIL) {
     Fail("scanner " + (name.empty() ? std::string("in use") : "\"" + name + "\" in use"), rc);
     std::fprintf(stderr, "lskx2: another program holds the scanner: end it, or wait until it "
                          "has closed the scanner\n");
@@ -136,7 +136,7 @@ int RunList(const ClCliOptions& o, const std::atomic<bool>& bStop)
 {
   int32_t rc = 0;
   std::vector<std::string> names = AttachedScanners(&rc);
-  if (rc != 0 && rc != -702) {
+  if (rc != 0 && rc != LS_KX2_ERROR_SIZE_TOO_SMALL) {
     Fail("listing scanners", rc);
     return ExitStatus(rc);
   }
@@ -206,7 +206,7 @@ int RunCaptures(const ClCliOptions& o, const std::atomic<bool>& bStop, bool bTer
       return nFileProblem;
     }
     Fail(what, rc);
-    if (rc == -206)
+    if (rc == LS_KX2_ERROR_UNKNOWN_PARAMETER)
       std::fprintf(stderr, "lskx2: the scanner's properties: %s\n", PropertyNames());
     return ExitStatus(rc);
   }

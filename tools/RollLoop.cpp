@@ -82,7 +82,7 @@ int32_t ClRollLoop::Run(double dTimeout, ClRollListener& listener)
     if (m_bStop)
       rc = nRollStopped;
     else if (m_pfnNow() - m_dStart > dTimeout)
-      rc = -15;
+      rc = LS_KX2_ERROR_BITMAP_NO_FINGER;
     else
       rc = Step(listener, &bDone);
   }

@@ -35,7 +35,7 @@ struct ClRollResult
 {
   // 0 for a good roll, the roll's defect code, -15 when no roll ended in time, an SDK
   // failure, or nRollStopped.
-  int32_t m_nResult = -15;
+  int32_t m_nResult = LS_KX2_ERROR_BITMAP_NO_FINGER;
   bool m_bFinished = false; // the SDK handed out a finished roll: image and status are its own
   int32_t m_nStatus = 0;
   double m_dScore = 0.0;

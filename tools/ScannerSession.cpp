@@ -23,14 +23,18 @@ const char* const szShiftAreasOn =
 
 } // namespace
 
-bool IsCaptureOutcome(int32_t nCode) { return nCode == -15 || (nCode <= -800 && nCode >= -811); }
+bool IsCaptureOutcome(int32_t nCode)
+{
+  return nCode == LS_KX2_ERROR_BITMAP_NO_FINGER ||
+         (nCode <= LS_KX2_ERROR_DRY_FINGERPRINT && nCode >= LS_KX2_ERROR_ROLLED_LIFTED);
+}
 
 std::vector<std::string> AttachedScanners(int32_t* pnCode)
 {
   std::vector<std::string> names;
   uint64_t count = 0;
   *pnCode = LS_KX2QueryScanners(nullptr, &count);
-  if (*pnCode == -702) {
+  if (*pnCode == LS_KX2_ERROR_SIZE_TOO_SMALL) {
     std::vector<char> records(static_cast<size_t>(count) * 16 + 1, 0);
     *pnCode = LS_KX2QueryScanners(records.data(), &count);
     for (uint64_t k = 0; *pnCode == 0 && k < count; ++k)
@@ -176,10 +180,11 @@ int32_t ClScannerSession::Previews(const std::string& label, double dTimeout, in
 int32_t ClScannerSession::WaitForFinger(const std::string& label, const ClCliOptions& o,
                                         uint64_t* pnFrames)
 {
-  return Previews(label, o.m_dTimeout, -15, pnFrames, [](bool finger, double area, bool* pbDone) {
-    *pbDone = finger;
-    return finger ? "still" : area >= dEmptyAreaPercent ? "moving" : "none";
-  });
+  return Previews(label, o.m_dTimeout, LS_KX2_ERROR_BITMAP_NO_FINGER, pnFrames,
+                  [](bool finger, double area, bool* pbDone) {
+                    *pbDone = finger;
+                    return finger ? "still" : area >= dEmptyAreaPercent ? "moving" : "none";
+                  });
 }
 
 int32_t ClScannerSession::WaitForLift(const std::string& label, double dTimeout)
@@ -188,11 +193,12 @@ int32_t ClScannerSession::WaitForLift(const std::string& label, double dTimeout)
     return 0;
   uint64_t frames = 0;
   int empty = 0;
-  int32_t rc = Previews(label, dTimeout, -50, &frames, [&](bool finger, double area, bool* pbDone) {
-    empty = !finger && area < dEmptyAreaPercent ? empty + 1 : 0;
-    *pbDone = empty >= nEmptyFramesForLift;
-    return "lift it";
-  });
+  int32_t rc = Previews(label, dTimeout, LS_KX2_ERROR_INVALID_STATE, &frames,
+                        [&](bool finger, double area, bool* pbDone) {
+                          empty = !finger && area < dEmptyAreaPercent ? empty + 1 : 0;
+                          *pbDone = empty >= nEmptyFramesForLift;
+                          return "lift it";
+                        });
   m_Progress.End();
   return rc;
 }
@@ -277,18 +283,18 @@ int32_t ClScannerSession::Roll(const std::string& label, const ClCliOptions& o, 
   r->m_dScore = result.m_dScore;
   if (rc == nRollStopped)
     return nInterrupted;
-  if (rc != -15 && !IsCaptureOutcome(rc))
+  if (rc != LS_KX2_ERROR_BITMAP_NO_FINGER && !IsCaptureOutcome(rc))
     return rc;
   // The roll's own code and flags; one that never ended in a result has them too.
   ClJson data;
-  if (ReadScannerData(&data) == 0 && rc == -15)
+  if (ReadScannerData(&data) == 0 && rc == LS_KX2_ERROR_BITMAP_NO_FINGER)
     rc = RollCodeOf(data) ? RollCodeOf(data) : rc;
   r->m_sAdvice = RollAdvice(data);
-  if (rc == -15 && result.m_nRestarts > 0) {
+  if (rc == LS_KX2_ERROR_BITMAP_NO_FINGER && result.m_nRestarts > 0) {
     rc = result.m_nRestartCode;
     r->m_sAdvice = "the finger was placed and lifted without rolling: roll it from one side "
                    "to the other after \"roll now\"";
-  } else if (rc == -15) {
+  } else if (rc == LS_KX2_ERROR_BITMAP_NO_FINGER) {
     r->m_sAdvice = "no roll ended in time: place a finger, hold it still, and roll it after "
                    "\"roll now\"";
   }
@@ -361,7 +367,7 @@ int32_t ClScannerSession::Capture(uint32_t nMode, const std::string& label, cons
   if (rc == 0 && (nMode == eModeSingleShot || nMode == eModeTriggered) &&
       FingerAreaPercent(m_aImage.data(), m_nWidth, m_nHeight) < dEmptyAreaPercent)
     r->m_sAdvice = "no finger was seen on the platen";
-  else if (rc == -15 && nMode != eModeRoll)
+  else if (rc == LS_KX2_ERROR_BITMAP_NO_FINGER && nMode != eModeRoll)
     r->m_sAdvice = "no finger was held still in time: place a finger and hold it still";
   if (bImage) {
     r->m_nWidth = m_nWidth;
@@ -383,7 +389,7 @@ int32_t ClScannerSession::ReadScannerData(ClJson* pData)
   std::vector<uint8_t> buf(64 * 1024);
   uint64_t size = buf.size();
   int32_t rc = LS_KX2ExtendedScannerAccess(m_hScanner, 6, buf.data(), &size);
-  if (rc == -702) {
+  if (rc == LS_KX2_ERROR_SIZE_TOO_SMALL) {
     buf.resize(static_cast<size_t>(size));
     rc = LS_KX2ExtendedScannerAccess(m_hScanner, 6, buf.data(), &size);
   }
@@ -391,7 +397,7 @@ int32_t ClScannerSession::ReadScannerData(ClJson* pData)
     return rc;
   std::string text(reinterpret_cast<const char*>(buf.data()),
                    strnlen(reinterpret_cast<const char*>(buf.data()), buf.size()));
-  return ClJson::FromScannerText(text, pData) ? 0 : -101;
+  return ClJson::FromScannerText(text, pData) ? 0 : LS_KX2_ERROR_INTERNAL;
 }
 
 int32_t ClScannerSession::MeasureCondition(uint32_t* pnCondition)

@@ -48,7 +48,7 @@ int32_t RunCapture(EViewAction eAction, int nDriver, const ClCliOptions& o,
     return rc;
   std::string error;
   if (!SaveCapture(o.m_sOutDir, &r, session.Image())) {
-    rc = -44;
+    rc = LS_KX2_ERROR_INVALID_PARAMETER;
     r.m_sResultText = "the capture's files could not be written";
   } else {
     site.Add(r);

@@ -70,7 +70,7 @@ int main(int argc, char** argv)
   if (rc != 0) {
     std::string why = "the SDK library does not find it on its search path";
     // The SDK names no file; the loader's own words say more when it fails here too.
-    if (rc == -200) {
+    if (rc == LS_KX2_ERROR_FILE_OPEN_FAIL) {
       DeviceLibraryLoads(&why);
       std::fprintf(stderr,
                    "lskx2: the device library %s could not be loaded: %s\n"

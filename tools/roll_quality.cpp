@@ -166,27 +166,29 @@ void AddOverruns(ClSimulator& sim, const std::string& sName, const std::string& 
                  std::vector<StCase>& a)
 {
   const std::string by = std::to_string(nBy);
-  StCase c{sName + "/overrun-left-" + by,
-           sFinger + "}",
-           R"("from_x":420,"to_x":300)",
-           36,
-           -806,
-           "departure"};
+  StCase c{sName + "/overrun-left-" + by,     sFinger + "}", R"("from_x":420,"to_x":300)", 36,
+           LS_KX2_ERROR_ROLLED_OUT_OF_REGION, "departure"};
   c.sRoll = R"("from_x":420,"to_x":)" + std::to_string(300 - Extent(sim, c).nLeft - nBy);
   a.push_back(c);
-  c = {sName + "/overrun-right-" + by,
-       sFinger + "}",
-       R"("from_x":380,"to_x":500)",
-       36,
-       -806,
-       "departure"};
+  c = {sName + "/overrun-right-" + by,    sFinger + "}", R"("from_x":380,"to_x":500)", 36,
+       LS_KX2_ERROR_ROLLED_OUT_OF_REGION, "departure"};
   c.sRoll = R"("from_x":380,"to_x":)" + std::to_string(500 + kW - 1 - Extent(sim, c).nRight + nBy);
   a.push_back(c);
   const std::string path = R"("from_x":220,"to_x":580)";
-  c = {sName + "/overrun-top-" + by, sFinger + R"(,"y":375})", path, 36, -806, "departure"};
+  c = {sName + "/overrun-top-" + by,
+       sFinger + R"(,"y":375})",
+       path,
+       36,
+       LS_KX2_ERROR_ROLLED_OUT_OF_REGION,
+       "departure"};
   c.sFinger = sFinger + R"(,"y":)" + std::to_string(375 - Extent(sim, c).nTop - nBy) + "}";
   a.push_back(c);
-  c = {sName + "/overrun-bottom-" + by, sFinger + R"(,"y":375})", path, 36, -806, "departure"};
+  c = {sName + "/overrun-bottom-" + by,
+       sFinger + R"(,"y":375})",
+       path,
+       36,
+       LS_KX2_ERROR_ROLLED_OUT_OF_REGION,
+       "departure"};
   c.sFinger =
       sFinger + R"(,"y":)" + std::to_string(375 + kH - 1 - Extent(sim, c).nBottom + nBy) + "}";
   a.push_back(c);
@@ -225,11 +227,11 @@ std::vector<StCase> Matrix(ClSimulator& sim)
                    int32_t nExpected) {
       a.push_back({n + sName, f + "}", sRoll, nFrames, nExpected, "departure"});
     };
-    add("slip-15", sPath + R"(,"slip":{"at":0.5,"dx":0,"dy":15})", 36, -801);
-    add("slip-30", sPath + R"(,"slip":{"at":0.5,"dx":0,"dy":30})", 36, -801);
-    add("backroll", sPath + R"(,"back":{"at":0.6,"by":80})", 44, -803);
-    add("too-fast", sPath, 5, -802);
-    add("too-small", R"("from_x":360,"to_x":450)", 24, -805);
+    add("slip-15", sPath + R"(,"slip":{"at":0.5,"dx":0,"dy":15})", 36, LS_KX2_ERROR_ROLLED_SHIFTED);
+    add("slip-30", sPath + R"(,"slip":{"at":0.5,"dx":0,"dy":30})", 36, LS_KX2_ERROR_ROLLED_SHIFTED);
+    add("backroll", sPath + R"(,"back":{"at":0.6,"by":80})", 44, LS_KX2_ERROR_ROLLED_BACKROLL);
+    add("too-fast", sPath, 5, LS_KX2_ERROR_ROLLED_TOO_FAST);
+    add("too-small", R"("from_x":360,"to_x":450)", 24, LS_KX2_ERROR_ROLLED_SIZE_TOO_SMALL);
     for (int by : {20, 45})
       AddOverruns(sim, p.szName, f, by, a);
   }
@@ -353,7 +355,8 @@ bool Roll(ClSimulator& sim, const StCase& c, int nMode, int nIntervalMs, StOutco
   sim.Load(Config(c, nIntervalMs));
   LS_KX2_HANDLE h = nullptr;
   // The claim of the last case may take a moment to go.
-  for (int i = 0; i < 20 && (o.nCode = LS_KX2OpenScanner(kScanner, &h)) == -61; ++i)
+  for (int i = 0;
+       i < 20 && (o.nCode = LS_KX2OpenScanner(kScanner, &h)) == LS_KX2_ERROR_DEVICE_OPEN_FAIL; ++i)
     usleep(50000);
   if (o.nCode != 0)
     return true;

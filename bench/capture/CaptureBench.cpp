@@ -4,6 +4,7 @@
 // workers wait for frames. Frames come from the simulator.
 #include "capture/KX2FrameJudge.h"
 #include "capture/KX2FramePrep.h"
+#include "capture/KX2PreviewMask.h"
 #include "capture/KX2LiveCaptureR2.h"
 #include "device/RDKX2ScanAPIWrapper.h"
 #include "masks/IpKX10MaskR2.h"

@@ -67,9 +67,9 @@ void ClIpFilterBase::GetInfoString(char* pBuffer, size_t nSize) const
 int32_t ClIpFilterBase::Process()
 {
   if (!m_pInImage)
-    LSKX2_THROW(-10);
+    LSKX2_THROW(eErrBitmapPtr);
   if (!m_pOutImage)
-    LSKX2_THROW_MSG("m_pOutImage is not set", -701);
+    LSKX2_THROW_MSG("m_pOutImage is not set", eErrBadPointer);
   if (m_nFilterWidth <= 1) {
     m_pOutImage->Copy(*m_pInImage);
     return 0;
@@ -79,7 +79,7 @@ int32_t ClIpFilterBase::Process()
     return 0;
   }
   if (m_pInImage == m_pOutImage)
-    return -10;
+    return eErrBitmapPtr;
   return ProcessSinglePlane();
 }
 
@@ -113,7 +113,7 @@ int32_t ClIpFilterBase::ProcessPlanes()
 int32_t ClIpFilterBase::ProcessSinglePlane()
 {
   if (!m_pInImage)
-    LSKX2_THROW(-10);
+    LSKX2_THROW(eErrBitmapPtr);
   return DispatchMode(DataTypeIsSigned(m_pInImage->DataType()));
 }
 
@@ -131,7 +131,7 @@ int32_t ClIpFilterBase::DispatchMode(bool bSigned)
   case MODE_DIRECTED_ORTHO:
     return bSigned ? FilterDirectedSigned(true) : FilterDirectedUnsigned(true);
   default:
-    LSKX2_THROW(-35);
+    LSKX2_THROW(eErrParamOutOfRange);
   }
 }
 

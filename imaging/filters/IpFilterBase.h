@@ -32,15 +32,15 @@ public:
   virtual int32_t ProcessPlanes();
   // Throws -10 without input and -35 for an unknown mode.
   virtual int32_t ProcessSinglePlane();
-  virtual int32_t FilterXUnsigned() { return -33; }
-  virtual int32_t FilterYUnsigned() { return -33; }
+  virtual int32_t FilterXUnsigned() { return eErrFormatNotsupported; }
+  virtual int32_t FilterYUnsigned() { return eErrFormatNotsupported; }
   virtual int32_t FilterXYUnsigned();
-  virtual int32_t FilterXSigned() { return -33; }
-  virtual int32_t FilterYSigned() { return -33; }
+  virtual int32_t FilterXSigned() { return eErrFormatNotsupported; }
+  virtual int32_t FilterYSigned() { return eErrFormatNotsupported; }
   virtual int32_t FilterXYSigned();
   // bOrtho: across the direction field instead of along it.
-  virtual int32_t FilterDirectedUnsigned(bool bOrtho) { return -33; }
-  virtual int32_t FilterDirectedSigned(bool bOrtho) { return -33; }
+  virtual int32_t FilterDirectedUnsigned(bool bOrtho) { return eErrFormatNotsupported; }
+  virtual int32_t FilterDirectedSigned(bool bOrtho) { return eErrFormatNotsupported; }
 
   ClImage* m_pInImage = nullptr;
   ClImage* m_pOutImage = nullptr;

@@ -67,11 +67,11 @@ T* ClIpFilterMid::Work(size_t nCount)
 int32_t ClIpFilterMid::ProcessSinglePlane()
 {
   if (!m_pInImage)
-    LSKX2_THROW(-10);
+    LSKX2_THROW(eErrBitmapPtr);
   if (m_pInImage->DataType() == eUInt8)
     return ClIpFilterBase::ProcessSinglePlane();
   if (SampleTypeIndex(m_pInImage->DataType()) < 0)
-    LSKX2_THROW(-35);
+    LSKX2_THROW(eErrParamOutOfRange);
   return TypedMode(m_nMode);
 }
 
@@ -92,9 +92,9 @@ int32_t ClIpFilterMid::TypedMode(int32_t nMode)
     }
     case MODE_DIRECTED:
     case MODE_DIRECTED_ORTHO:
-      return -33;
+      return eErrFormatNotsupported;
     default:
-      LSKX2_THROW(-35);
+      LSKX2_THROW(eErrParamOutOfRange);
     }
   });
 }
@@ -109,7 +109,7 @@ int32_t ClIpFilterMid::MeanX(const ClImage& in, ClImage& out, bool bParity)
     return 0;
   }
   if (nWidth < 1)
-    return -101;
+    return eErrInternal;
   const S* pIn = in.Pixels<S>();
   S* pOut = out.Pixels<S>();
   const ptrdiff_t nInStride = in.LineElements(), nOutStride = out.LineElements();
@@ -132,7 +132,7 @@ int32_t ClIpFilterMid::MeanY(const ClImage& in, ClImage& out, bool bParity)
     return 0;
   }
   if (nWidth < 1)
-    return -101;
+    return eErrInternal;
   using Acc = typename TpMeanSample<S>::Acc;
   Acc* pAcc = Work<Acc>(static_cast<size_t>(in.Width()));
   MeanColumnsRounded<S>(in.Pixels<S>(), in.LineElements(), out.Pixels<S>(), out.LineElements(),
@@ -220,16 +220,16 @@ int32_t ClIpFilterMid::MeanXYFraction()
 int32_t ClIpFilterMid::FilterDirectedUnsigned(bool bOrtho)
 {
   if (!m_pInDxImage)
-    LSKX2_THROW_MSG("m_pInDxImage is not set", -701);
+    LSKX2_THROW_MSG("m_pInDxImage is not set", eErrBadPointer);
   if (!m_pInDyImage)
-    LSKX2_THROW_MSG("m_pInDyImage is not set", -701);
+    LSKX2_THROW_MSG("m_pInDyImage is not set", eErrBadPointer);
   const ClImage& in = *m_pInImage;
   ClImage& out = *m_pOutImage;
   const ClImage& dx = *m_pInDxImage;
   const ClImage& dy = *m_pInDyImage;
   if (dx.Width() < in.Width() || dx.Height() < in.Height() || dy.Width() < in.Width() ||
       dy.Height() < in.Height() || !dx.Data() || !dy.Data())
-    LSKX2_THROW_MSG("Direction images smaller than the input", -44);
+    LSKX2_THROW_MSG("Direction images smaller than the input", eErrInvalidParameter);
   out.CreateLike(in);
   const int32_t nHalf = m_nFilterWidth / 2;
   const int32_t nW = in.Width(), nH = in.Height();

@@ -33,17 +33,17 @@ void ClIpFilterVariance::CheckInputType() const
 {
   ClIp1to1Base::CheckInputType();
   if (m_pInImage->Planes() != 1)
-    LSKX2_THROW_MSG("Input image has too many planes.", -44);
+    LSKX2_THROW_MSG("Input image has too many planes.", eErrInvalidParameter);
 }
 
 int32_t ClIpFilterVariance::Process()
 {
   if (!m_pInImage)
-    LSKX2_THROW_MSG("Input image not assigned", -701);
+    LSKX2_THROW_MSG("Input image not assigned", eErrBadPointer);
   if (!m_pOutImage)
-    LSKX2_THROW_MSG("Output image not assigned", -701);
+    LSKX2_THROW_MSG("Output image not assigned", eErrBadPointer);
   if (SampleTypeIndex(m_pInImage->DataType()) < 0)
-    return -33;
+    return eErrFormatNotsupported;
   if (SampleTypeIndex(m_eOutImageType) < 0)
     return 0;
   m_Keep.Share(*m_pInImage);

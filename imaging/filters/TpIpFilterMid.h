@@ -31,7 +31,7 @@ public:
     if (dArea * double(std::numeric_limits<T>::max()) >
             double(std::numeric_limits<Intern>::max()) ||
         dArea * double(std::numeric_limits<T>::min()) < double(std::numeric_limits<Intern>::min()))
-      LSKX2_THROW_MSG("Intern type size is too small.", -44);
+      LSKX2_THROW_MSG("Intern type size is too small.", eErrInvalidParameter);
     out.CreateLike(in);
     if (!in.Data() || !out.Data())
       return 0;

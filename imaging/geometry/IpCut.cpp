@@ -47,21 +47,23 @@ void ClIpCut::BindParameters(ClParameterContainer& container)
 int32_t ClIpCut::ProcessImage(ClImage* pIn, ClImage* pOut)
 {
   if (m_nX0 < 0)
-    LSKX2_THROW_MSG("ClIpCut::Process. m_nX0 < 0", -35);
+    LSKX2_THROW_MSG("ClIpCut::Process. m_nX0 < 0", eErrParamOutOfRange);
   if (m_nY0 < 0)
-    LSKX2_THROW_MSG("ClIpCut::Process. m_nY0 < 0", -35);
+    LSKX2_THROW_MSG("ClIpCut::Process. m_nY0 < 0", eErrParamOutOfRange);
   if (m_nX0 >= pIn->Width())
-    LSKX2_THROW_MSG("ClIpCut::Process. m_nX0>=m_pInImage->Width()", -35);
+    LSKX2_THROW_MSG("ClIpCut::Process. m_nX0>=m_pInImage->Width()", eErrParamOutOfRange);
   if (m_nY0 >= pIn->Height())
-    LSKX2_THROW_MSG("ClIpCut::Process. m_nY0>=m_pInImage->Height()", -35);
+    LSKX2_THROW_MSG("ClIpCut::Process. m_nY0>=m_pInImage->Height()", eErrParamOutOfRange);
   if (m_nDestWidth <= 0)
-    LSKX2_THROW_MSG("ClIpCut::Process. m_nDestWidth <= 0", -35);
+    LSKX2_THROW_MSG("ClIpCut::Process. m_nDestWidth <= 0", eErrParamOutOfRange);
   if (m_nDestHeight <= 0)
-    LSKX2_THROW_MSG("ClIpCut::Process. m_nDestHeight <= 0", -35);
+    LSKX2_THROW_MSG("ClIpCut::Process. m_nDestHeight <= 0", eErrParamOutOfRange);
   if (static_cast<int64_t>(m_nX0) + m_nDestWidth > pIn->Width())
-    LSKX2_THROW_MSG("ClIpCut::Process. m_nX0+m_nDestWidth > m_pInImage->Width()", -35);
+    LSKX2_THROW_MSG("ClIpCut::Process. m_nX0+m_nDestWidth > m_pInImage->Width()",
+                    eErrParamOutOfRange);
   if (static_cast<int64_t>(m_nY0) + m_nDestHeight > pIn->Height())
-    LSKX2_THROW_MSG("ClIpCut::Process. m_nY0+m_nDestHeight > m_pInImage->Height()", -35);
+    LSKX2_THROW_MSG("ClIpCut::Process. m_nY0+m_nDestHeight > m_pInImage->Height()",
+                    eErrParamOutOfRange);
 
   pOut->Create(pIn->DataType(), m_nDestWidth, m_nDestHeight, pIn->Planes(), pIn->PelsX(),
                pIn->PelsY());

@@ -108,9 +108,9 @@ int32_t ClIpJoinPlanes::Process()
 {
   const int32_t nPlanes = PlanesOfContent(m_eOutContent, m_nOutPlanes);
   if (nPlanes < 0)
-    return -35;
+    return eErrParamOutOfRange;
   if (!m_pOutImage)
-    LSKX2_THROW_MSG("m_pOutImage is not set", -701);
+    LSKX2_THROW_MSG("m_pOutImage is not set", eErrBadPointer);
   // Only four plane pointers exist; further planes count as empty.
   const int32_t nInputs = std::min(nPlanes, 4);
   int32_t nModel = 0;

@@ -151,14 +151,14 @@ int32_t ClIpRescale::Rescale(ClImage* pIn, ClImage* pOut, int32_t nWidth, int32_
   m_nNewPelsY = 0;
   // Whole-numbered steps need a resolution, which a size request does not give.
   if (eMode == WholeNumbered || nWidth == 0 || nHeight == 0)
-    return -101;
+    return eErrInternal;
   return Run();
 }
 
 int32_t ClIpRescale::Initialize()
 {
   if (!m_pInImage)
-    LSKX2_THROW_MSG("m_pInImage is not set", -701);
+    LSKX2_THROW_MSG("m_pInImage is not set", eErrBadPointer);
   const ClImage& in = *m_pInImage;
   if (!HasGeometry(in))
     return 0;
@@ -180,7 +180,7 @@ int32_t ClIpRescale::Initialize()
     return 0;
   }
   if (m_nNewWidth < 1 || m_nNewHeight < 1)
-    return -35;
+    return eErrParamOutOfRange;
   if (m_nNewWidth == in.Width() && m_nNewHeight == in.Height()) {
     m_nDestPelsX = in.PelsX();
     m_nDestPelsY = in.PelsY();
@@ -200,17 +200,17 @@ int32_t ClIpRescale::Process()
   RequireImages(m_pInImage, m_pOutImage);
   const ClImage& in = *m_pInImage;
   if (!HasGeometry(in))
-    return -35;
+    return eErrParamOutOfRange;
   if (m_nDestWidth == in.Width() && m_nDestHeight == in.Height()) {
     m_pOutImage->Copy(in);
     return 0;
   }
   if (m_nDestWidth < 1 || m_nDestHeight < 1)
-    return -35;
+    return eErrParamOutOfRange;
   if (in.Planes() >= 2)
     return ProcessPlanes();
   if (!in.Data())
-    return -35;
+    return eErrParamOutOfRange;
   if (m_pOutImage != m_pInImage)
     return ProcessPlane(in, *m_pOutImage);
   const int32_t nStatus = ProcessPlane(in, m_Work);
@@ -223,7 +223,7 @@ int32_t ClIpRescale::ProcessPlanes()
 {
   const EContent eContent = m_pInImage->Content();
   if (eContent == eUnknown)
-    return -101;
+    return eErrInternal;
   // A fourth plane is dropped; an "eRGBA" input therefore leaves three planes.
   return m_Planes.Run(m_pInImage, m_pOutImage, m_pOutImage, eContent == eRGBA ? eUnknown : eContent,
                       m_pLog != nullptr, [this] { return Process(); });
@@ -247,7 +247,7 @@ int32_t ClIpRescale::ProcessPlane(const ClImage& in, ClImage& out)
   case WholeNumbered:
     return WholeNumberedSteps(in, out);
   }
-  return -101;
+  return eErrInternal;
 }
 
 void ClIpRescale::Nearest(const ClImage& in, ClImage& out)
@@ -412,7 +412,7 @@ int32_t ClIpRescale::WholeNumberedSteps(const ClImage& in, ClImage& out)
 {
   // Factors come from resolutions alone; without them there is nothing to work from.
   if (m_nNewPelsX < 1 || m_nNewPelsY < 1 || in.PelsX() < 1 || in.PelsY() < 1)
-    return -35;
+    return eErrParamOutOfRange;
   const int32_t nFactorX = WholeFactor(m_nNewPelsX, in.PelsX());
   const int32_t nFactorY = WholeFactor(m_nNewPelsY, in.PelsY());
 

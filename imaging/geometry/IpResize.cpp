@@ -37,7 +37,7 @@ int32_t ClIpResize::Process()
 {
   RequireImagesWithData(m_pInImage, m_pOutImage);
   if (m_nScaleFactor < 1)
-    return -35;
+    return eErrParamOutOfRange;
   if (m_pInImage->Planes() > 1)
     return ProcessPlanes();
   int32_t nDW = m_nDestWidth, nDH = m_nDestHeight;

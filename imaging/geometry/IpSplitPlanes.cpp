@@ -33,9 +33,9 @@ void ClIpSplitPlanes::BindParameters(ClParameterContainer& container)
 int32_t ClIpSplitPlanes::Process()
 {
   if (!m_pInImage)
-    LSKX2_THROW_MSG("m_pInImage is not set", -701);
+    LSKX2_THROW_MSG("m_pInImage is not set", eErrBadPointer);
   if (m_pInImage->Planes() > 4)
-    LSKX2_THROW_MSG("Image has more than 4 planes.", -35);
+    LSKX2_THROW_MSG("Image has more than 4 planes.", eErrParamOutOfRange);
   if (SampleTypeIndex(m_pInImage->DataType()) < 0)
     return 0;
   m_Keep.Share(*m_pInImage);

@@ -96,19 +96,19 @@ int32_t ClIpSubsample::Process()
     m_nSubY = m_nRate;
   }
   if (m_nSubX < 1 || m_nSubY < 1)
-    LSKX2_THROW_MSG("rate parameter out of range (1..n)", -44);
+    LSKX2_THROW_MSG("rate parameter out of range (1..n)", eErrInvalidParameter);
   if (m_pInImage && m_pInImage->Planes() > 1)
     return ProcessPlanes();
   if (m_pInImage) {
     const EDataType eType = m_pInImage->DataType();
     if (eType != eUInt8 && eType != eInt8 && eType != eUInt16 && eType != eInt16)
-      LSKX2_THROW_MSG("unsupported image type", -103);
+      LSKX2_THROW_MSG("unsupported image type", eErrUnsupportedFeature);
   }
   // Written out here rather than shared: the mean loop below measured slower that way.
   if (!m_pInImage)
-    LSKX2_THROW_MSG("m_pInImage is not set", -701);
+    LSKX2_THROW_MSG("m_pInImage is not set", eErrBadPointer);
   if (!m_pOutImage)
-    LSKX2_THROW_MSG("m_pOutImage is not set", -701);
+    LSKX2_THROW_MSG("m_pOutImage is not set", eErrBadPointer);
 
   // A share keeps the input readable when the output is the same object.
   m_Keep.Share(*m_pInImage);

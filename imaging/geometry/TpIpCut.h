@@ -32,25 +32,28 @@ int32_t ClTpIpCut<TIn, TOut>::Process()
 {
   const ClImage* pIn = this->m_pInImage;
   if (!pIn)
-    LSKX2_THROW_MSG("Input image must not be NULL.", -44);
+    LSKX2_THROW_MSG("Input image must not be NULL.", eErrInvalidParameter);
   if (!this->m_pOutImage)
-    LSKX2_THROW_MSG("Output image must not be NULL.", -44);
+    LSKX2_THROW_MSG("Output image must not be NULL.", eErrInvalidParameter);
   if (pIn->SampleSize() != sizeof(TIn))
-    LSKX2_THROW_MSG("Datatype size of input images and processor configuration differs.", -44);
+    LSKX2_THROW_MSG("Datatype size of input images and processor configuration differs.",
+                    eErrInvalidParameter);
   if (pIn->Planes() != 1)
-    LSKX2_THROW_MSG("Only single plane images supported.", -44);
+    LSKX2_THROW_MSG("Only single plane images supported.", eErrInvalidParameter);
   if (m_nX0 >= pIn->Width())
-    LSKX2_THROW_MSG("ClTpIpCut::Process. m_nX0>=m_poInImage->Width()", -35);
+    LSKX2_THROW_MSG("ClTpIpCut::Process. m_nX0>=m_poInImage->Width()", eErrParamOutOfRange);
   if (m_nY0 >= pIn->Height())
-    LSKX2_THROW_MSG("ClTpIpCut::Process. m_nY0>=m_poInImage->Height()", -35);
+    LSKX2_THROW_MSG("ClTpIpCut::Process. m_nY0>=m_poInImage->Height()", eErrParamOutOfRange);
   if (m_nDestWidth <= 0)
-    LSKX2_THROW_MSG("ClTpIpCut::Process. m_nDestWidth <= 0", -35);
+    LSKX2_THROW_MSG("ClTpIpCut::Process. m_nDestWidth <= 0", eErrParamOutOfRange);
   if (m_nDestHeight <= 0)
-    LSKX2_THROW_MSG("ClTpIpCut::Process. m_nDestHeight <= 0", -35);
+    LSKX2_THROW_MSG("ClTpIpCut::Process. m_nDestHeight <= 0", eErrParamOutOfRange);
   if (static_cast<int64_t>(m_nX0) + m_nDestWidth > pIn->Width())
-    LSKX2_THROW_MSG("ClTpIpCut::Process. m_nX0+m_nDestWidth > m_poInImage->Width()", -44);
+    LSKX2_THROW_MSG("ClTpIpCut::Process. m_nX0+m_nDestWidth > m_poInImage->Width()",
+                    eErrInvalidParameter);
   if (static_cast<int64_t>(m_nY0) + m_nDestHeight > pIn->Height())
-    LSKX2_THROW_MSG("ClTpIpCut::Process. m_nY0+m_nDestHeight > m_poInImage->Height()", -44);
+    LSKX2_THROW_MSG("ClTpIpCut::Process. m_nY0+m_nDestHeight > m_poInImage->Height()",
+                    eErrInvalidParameter);
   return DoProcess();
 }
 

@@ -38,7 +38,7 @@ void ClHistogram::Reset()
 void ClHistogram::CheckPlanes(const ClImage& image)
 {
   if (image.Planes() != 1)
-    LSKX2_THROW_UNPLACED("Color-image not supported in ClHistogram::Create.", -101);
+    LSKX2_THROW_UNPLACED("Color-image not supported in ClHistogram::Create.", eErrInternal);
 }
 
 void ClHistogram::Create(const ClImage& image)
@@ -53,7 +53,7 @@ void ClHistogram::Create(const ClImage& image, int32_t x0, int32_t y0, int32_t x
   Reset();
   CheckPlanes(image);
   if (x0 >= x1 || y0 >= y1)
-    LSKX2_THROW_UNPLACED("invalid Range in ClHistogram::Create.", -101);
+    LSKX2_THROW_UNPLACED("invalid Range in ClHistogram::Create.", eErrInternal);
   x0 = std::max(x0, 0);
   y0 = std::max(y0, 0);
   x1 = std::min(x1, image.Width());
@@ -133,7 +133,7 @@ double ClHistogram::MeanOfBrightest(uint32_t nCount) const { return MeanFromEnd(
 double ClHistogram::MeanFromEnd(uint32_t nCount, int32_t nFirst, int32_t nStep) const
 {
   if (nCount > Total())
-    LSKX2_THROW_MSG("Amount of pixels too high.", -44);
+    LSKX2_THROW_MSG("Amount of pixels too high.", eErrInvalidParameter);
   uint64_t k = 0;
   uint64_t s = 0;
   int32_t i = nFirst;

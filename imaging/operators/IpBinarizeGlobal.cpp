@@ -102,13 +102,13 @@ double ClIpBinarizeGlobal::ProcessPixel(ClImage*, ClImage*, double dValue)
 int32_t ClIpBinarizeGlobal::ProcessImage(ClImage* pIn, ClImage* pOut)
 {
   if (!pIn || !pOut)
-    LSKX2_THROW_MSG("Input image not assigned", -701);
+    LSKX2_THROW_MSG("Input image not assigned", eErrBadPointer);
   const double dMin = pOut->MinValue(), dMax = pOut->MaxValue();
   m_dUsedBlack = std::isnan(m_dBlack) ? dMin : m_dBlack;
   m_dUsedWhite = std::isnan(m_dWhite) ? dMax : m_dWhite;
   m_dUsedThreshold = std::isnan(m_dThreshold) ? (dMin + dMax) / 2 : m_dThreshold;
   if (!IsThresholdValid() || !AreLevelsValid())
-    return -35;
+    return eErrParamOutOfRange;
   return DispatchType(pIn->DataType(), [&](auto tag) {
     return BinarizeImage<typename decltype(tag)::Type>(*pIn, *pOut);
   });

@@ -17,7 +17,7 @@ int32_t ClIpLookUpTableBase::Initialize()
 int32_t ClIpLookUpTableBase::Process()
 {
   if (!m_pInImage)
-    LSKX2_THROW_MSG("m_pInImage is not set.", -37);
+    LSKX2_THROW_MSG("m_pInImage is not set.", eErrParamIsMissing);
   if (m_pInImage->Planes() > 1)
     return ProcessPlanes();
   ClImage* pOut = m_pOutImage ? m_pOutImage : m_pInImage;

@@ -51,7 +51,7 @@ double ClIpOffset::ProcessPixel(ClImage*, ClImage* pOut, double dValue)
 int32_t ClIpOffset::ProcessImage(ClImage* pIn, ClImage* pOut)
 {
   if (!pIn || !pOut)
-    LSKX2_THROW_MSG("Input image not assigned", -701);
+    LSKX2_THROW_MSG("Input image not assigned", eErrBadPointer);
   return DispatchType(pIn->DataType(), [&](auto tag) {
     return OffsetImage<typename decltype(tag)::Type>(*pIn, *pOut);
   });

@@ -50,7 +50,7 @@ double ClIpScale::ProcessPixel(ClImage*, ClImage* pOut, double dValue)
 int32_t ClIpScale::ProcessImage(ClImage* pIn, ClImage* pOut)
 {
   if (!pIn || !pOut)
-    LSKX2_THROW_MSG("Input image not assigned", -701);
+    LSKX2_THROW_MSG("Input image not assigned", eErrBadPointer);
   return DispatchType(pIn->DataType(), [&](auto tag) {
     return ScaleImage<typename decltype(tag)::Type>(*pIn, *pOut);
   });

@@ -65,7 +65,7 @@ inline double LimitTo(double dValue, double dMin, double dMax)
 inline void CheckSameSize(const ClImage& in1, const ClImage& in2)
 {
   if (in1.Width() != in2.Width() || in1.Height() != in2.Height())
-    LSKX2_THROW_MSG("Input images must not differ in size.", -44);
+    LSKX2_THROW_MSG("Input images must not differ in size.", eErrInvalidParameter);
 }
 
 // Row by row over single-plane images, width samples a row: f(pA, pB, pOut, nWidth).

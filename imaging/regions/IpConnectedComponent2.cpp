@@ -104,12 +104,13 @@ void ClIpConnectedComponent2::SecondPass(const int32_t* pLabels, int64_t nStride
 int32_t ClIpConnectedComponent2::Process()
 {
   if (!m_pInImage)
-    LSKX2_THROW_MSG("Objectimage is missing", -37);
+    LSKX2_THROW_MSG("Objectimage is missing", eErrParamIsMissing);
   if (!m_pComponents)
-    LSKX2_THROW_MSG("Output object array is missing", -37);
+    LSKX2_THROW_MSG("Output object array is missing", eErrParamIsMissing);
   if (m_pInImageGrey && (m_pInImageGrey->Width() != m_pInImage->Width() ||
                          m_pInImageGrey->Height() != m_pInImage->Height()))
-    LSKX2_THROW_MSG("the given grayimage has not the same size as the object image", -44);
+    LSKX2_THROW_MSG("the given grayimage has not the same size as the object image",
+                    eErrInvalidParameter);
 
   m_Labeling.SetLogging(m_pLog != nullptr);
   m_Labeling.m_pInImage = m_pInImage;

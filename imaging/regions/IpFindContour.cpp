@@ -21,11 +21,11 @@ bool ClIpFindContour::IsReady() const
 int32_t ClIpFindContour::Process()
 {
   if (!m_pInImage)
-    LSKX2_THROW_MSG("Objectimage is missing", -37);
+    LSKX2_THROW_MSG("Objectimage is missing", eErrParamIsMissing);
   const ClImage& in = *m_pInImage;
   // With equal values the frame would count as object and the walk could leave it.
   if (m_nObjectValue == m_nBackgroundValue)
-    return -35;
+    return eErrParamOutOfRange;
 
   // The frame of background lets the walk look at all eight neighbours of any object
   // pixel, also in the input's first and last rows and columns.

@@ -3,9 +3,9 @@
 int32_t ClIpLabeling::Process()
 {
   if (!m_pInImage)
-    LSKX2_THROW_MSG("Inputimage is missing", -37);
+    LSKX2_THROW_MSG("Inputimage is missing", eErrParamIsMissing);
   if (!m_pOutImage)
-    LSKX2_THROW_MSG("Outputimage is missing", -37);
+    LSKX2_THROW_MSG("Outputimage is missing", eErrParamIsMissing);
   m_pOutImage->CreateSized<int32_t>(*m_pInImage);
   m_pOutImage->Fill(0);
   m_nLabels = 0;

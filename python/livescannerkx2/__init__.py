@@ -17,6 +17,7 @@ from ._recording import Recording, RecordingError
 from ._scanner import (CaptureMode, Image, Scanner, check_compatibility, initialize,
                        query_scanners, uninitialize)
 
+# The one place of the version: the build reads it from this line.
 __version__ = "1.8.1"
 __all__ = ["CaptureMode", "CaptureTimeout", "DeviceLibraryError", "Error", "RollPrompt",
            "roll_width", "Image", "LIBRARY_ENV", "Recording", "RecordingError", "SIGNATURES",

@@ -55,55 +55,61 @@ constexpr uint32_t kErrTimeout = 121; // transient; callers retry once
 constexpr uint32_t kErrBusy = 170;    // busy or disconnected
 
 // Entry points in the order of the library's table.
+// The library's entry points in its table order: X(entry, exported name).
+#define KXSIM_ENTRY_POINTS(X)                                                                      \
+  X(eOpenDevice, ftrScanOpenDevice)                                                                \
+  X(eOpenDeviceOnInterface, ftrScanOpenDeviceOnInterface)                                          \
+  X(eCloseDevice, ftrScanCloseDevice)                                                              \
+  X(eSetOptions, ftrScanSetOptions)                                                                \
+  X(eGetOptions, ftrScanGetOptions)                                                                \
+  X(eGetDeviceInfo, ftrScanGetDeviceInfo)                                                          \
+  X(eGetInterfaces, ftrScanGetInterfaces)                                                          \
+  X(eSetBaseInterface, ftrSetBaseInterface)                                                        \
+  X(eGetBaseInterfaceNumber, ftrGetBaseInterfaceNumber)                                            \
+  X(eGetFakeReplicaInterval, ftrScanGetFakeReplicaInterval)                                        \
+  X(eSetFakeReplicaInterval, ftrScanSetFakeReplicaInterval)                                        \
+  X(eGetLFDParameters, ftrScanGetLFDParameters)                                                    \
+  X(eSetLFDParameters, ftrScanSetLFDParameters)                                                    \
+  X(eGetImageSize, ftrScanGetImageSize)                                                            \
+  X(eGetImage, ftrScanGetImage)                                                                    \
+  X(eGetFuzzyImage, ftrScanGetFuzzyImage)                                                          \
+  X(eGetBacklightImage, ftrScanGetBacklightImage)                                                  \
+  X(eGetDarkImage, ftrScanGetDarkImage)                                                            \
+  X(eGetImageByVariableDose, ftrScanGetImageByVariableDose)                                        \
+  X(eIsFingerPresent, ftrScanIsFingerPresent)                                                      \
+  X(eGetFrame, ftrScanGetFrame)                                                                    \
+  X(eSetDiodesStatus, ftrScanSetDiodesStatus)                                                      \
+  X(eGetSerialNumber, ftrScanGetSerialNumber)                                                      \
+  X(eGetVersion, ftrScanGetVersion)                                                                \
+  X(eGetExtMemorySize, ftrScanGetExtMemorySize)                                                    \
+  X(eSaveExtMemory, ftrScanSaveExtMemory)                                                          \
+  X(eRestoreExtMemory, ftrScanRestoreExtMemory)                                                    \
+  X(eGetLastError, ftrScanGetLastError)                                                            \
+  X(eSetLoggingFacilityLevel, ftrSetLoggingFacilityLevel)                                          \
+  X(eGetRawImageSize, ftrScanGetRawImageSize)                                                      \
+  X(eGetRawImageByVariableDose, ftrScanGetRawImageByVariableDose)                                  \
+  X(eRollStart, ftrScanRollStart)                                                                  \
+  X(eRollStarWithVariableDose, ftrScanRollStarWithVariableDose)                                    \
+  X(eRollAbort, ftrScanRollAbort)                                                                  \
+  X(eRollGetImage, ftrScanRollGetImage)                                                            \
+  X(eRollGetFrameParameters, ftrScanRollGetFrameParameters)                                        \
+  X(eGetImage2, ftrScanGetImage2)                                                                  \
+  X(eSave7ControlBytes, ftrScanSave7ControlBytes)                                                  \
+  X(eRestore7ControlBytes, ftrScanRestore7ControlBytes)                                            \
+  X(eChangeSystemNotification, ftrScanChangeSystemNotification)                                    \
+  X(eControlPin3, ftrScanControlPin3)                                                              \
+  X(eGlobalSetOptions, ftrScanGlobalSetOptions)                                                    \
+  X(eSaveSerialNumber, ftrScanSaveSerialNumber)                                                    \
+  X(eGetImageSizes, ftrScanGetImageSizes)                                                          \
+  X(eGetImageOfSpecificSize, ftrScanGetImageOfSpecificSize)                                        \
+  X(eGetImageOfSpecificSize2, ftrScanGetImageOfSpecificSize2)                                      \
+  X(eOpenDeviceWithIoContext, ftrScanOpenDeviceWithIoContext)
+
 enum class EEntry : int {
-  eOpenDevice,
-  eOpenDeviceOnInterface,
-  eCloseDevice,
-  eSetOptions,
-  eGetOptions,
-  eGetDeviceInfo,
-  eGetInterfaces,
-  eSetBaseInterface,
-  eGetBaseInterfaceNumber,
-  eGetFakeReplicaInterval,
-  eSetFakeReplicaInterval,
-  eGetLFDParameters,
-  eSetLFDParameters,
-  eGetImageSize,
-  eGetImage,
-  eGetFuzzyImage,
-  eGetBacklightImage,
-  eGetDarkImage,
-  eGetImageByVariableDose,
-  eIsFingerPresent,
-  eGetFrame,
-  eSetDiodesStatus,
-  eGetSerialNumber,
-  eGetVersion,
-  eGetExtMemorySize,
-  eSaveExtMemory,
-  eRestoreExtMemory,
-  eGetLastError,
-  eSetLoggingFacilityLevel,
-  eGetRawImageSize,
-  eGetRawImageByVariableDose,
-  eRollStart,
-  eRollStarWithVariableDose,
-  eRollAbort,
-  eRollGetImage,
-  eRollGetFrameParameters,
-  eGetImage2,
-  eSave7ControlBytes,
-  eRestore7ControlBytes,
-  eChangeSystemNotification,
-  eControlPin3,
-  eGlobalSetOptions,
-  eSaveSerialNumber,
-  eGetImageSizes,
-  eGetImageOfSpecificSize,
-  eGetImageOfSpecificSize2,
-  eOpenDeviceWithIoContext,
-  eCount
+#define KXSIM_ENTRY_ENUM(entry, name) entry,
+  KXSIM_ENTRY_POINTS(KXSIM_ENTRY_ENUM)
+#undef KXSIM_ENTRY_ENUM
+      eCount
 };
 constexpr int kEntryCount = int(EEntry::eCount);
 constexpr int kMandatoryEntries = 23; // the first ones of the table

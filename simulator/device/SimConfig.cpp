@@ -14,53 +14,11 @@ using json::Tree;
 
 namespace {
 
-const char* const kEntryNames[kEntryCount] = {"ftrScanOpenDevice",
-                                              "ftrScanOpenDeviceOnInterface",
-                                              "ftrScanCloseDevice",
-                                              "ftrScanSetOptions",
-                                              "ftrScanGetOptions",
-                                              "ftrScanGetDeviceInfo",
-                                              "ftrScanGetInterfaces",
-                                              "ftrSetBaseInterface",
-                                              "ftrGetBaseInterfaceNumber",
-                                              "ftrScanGetFakeReplicaInterval",
-                                              "ftrScanSetFakeReplicaInterval",
-                                              "ftrScanGetLFDParameters",
-                                              "ftrScanSetLFDParameters",
-                                              "ftrScanGetImageSize",
-                                              "ftrScanGetImage",
-                                              "ftrScanGetFuzzyImage",
-                                              "ftrScanGetBacklightImage",
-                                              "ftrScanGetDarkImage",
-                                              "ftrScanGetImageByVariableDose",
-                                              "ftrScanIsFingerPresent",
-                                              "ftrScanGetFrame",
-                                              "ftrScanSetDiodesStatus",
-                                              "ftrScanGetSerialNumber",
-                                              "ftrScanGetVersion",
-                                              "ftrScanGetExtMemorySize",
-                                              "ftrScanSaveExtMemory",
-                                              "ftrScanRestoreExtMemory",
-                                              "ftrScanGetLastError",
-                                              "ftrSetLoggingFacilityLevel",
-                                              "ftrScanGetRawImageSize",
-                                              "ftrScanGetRawImageByVariableDose",
-                                              "ftrScanRollStart",
-                                              "ftrScanRollStarWithVariableDose",
-                                              "ftrScanRollAbort",
-                                              "ftrScanRollGetImage",
-                                              "ftrScanRollGetFrameParameters",
-                                              "ftrScanGetImage2",
-                                              "ftrScanSave7ControlBytes",
-                                              "ftrScanRestore7ControlBytes",
-                                              "ftrScanChangeSystemNotification",
-                                              "ftrScanControlPin3",
-                                              "ftrScanGlobalSetOptions",
-                                              "ftrScanSaveSerialNumber",
-                                              "ftrScanGetImageSizes",
-                                              "ftrScanGetImageOfSpecificSize",
-                                              "ftrScanGetImageOfSpecificSize2",
-                                              "ftrScanOpenDeviceWithIoContext"};
+const char* const kEntryNames[kEntryCount] = {
+#define KXSIM_ENTRY_NAME(entry, name) #name,
+    KXSIM_ENTRY_POINTS(KXSIM_ENTRY_NAME)
+#undef KXSIM_ENTRY_NAME
+};
 
 std::array<uint16_t, 4> Version(const Tree& node, const std::string& where)
 {

@@ -68,6 +68,7 @@ TEST(Binding, EndedBindingGivesCleanCodes)
     EXPECT_EQ(r["close"], "0") << scenario;
   }
   ClProbeResult r = RunProbe("", {"end"});
+  EXPECT_EQ(r["waited"], "1") << "the end waits for a call inside the library";
   EXPECT_EQ(r["instance"], "0");
   EXPECT_EQ(r["resident"], "0") << "version 10 goes with the binding";
   EXPECT_EQ(r["start"], "-2") << "the binding is not made again";

@@ -8,10 +8,13 @@
 #include "base/RDLogging.h"
 #include "simulator/kxsim.h"
 
+#include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <dlfcn.h>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -185,7 +188,19 @@ void ScenarioEnd()
   ClRDKX2ScanAPIWrapper scanner;
   PutCode("open", [&] { scanner.Open(0); });
   std::string name = ClVeltranoKX1Wrapper::Instance()->LoadedName();
-  ClVeltranoKX1Wrapper::End();
+  std::atomic<bool> bEnded{false};
+  std::thread ender;
+  {
+    // A call that passed the gate just before the end holds the library until it is out.
+    ClKXCall call;
+    ender = std::thread([&] {
+      ClVeltranoKX1Wrapper::End();
+      bEnded = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    Put("waited", !bEnded && Resident(name) && call->ftrScanGetImage ? "1" : "0");
+  }
+  ender.join();
   Put("instance", ClVeltranoKX1Wrapper::Instance() ? "1" : "0");
   Put("resident", Resident(name) ? "1" : "0");
   PutCode("start", [] { ClVeltranoKX1Wrapper::Start(); });

@@ -223,6 +223,21 @@ TEST_F(LifecycleAbuse, PropertyCallsFromManyThreadsOnAFreshHandle)
   EXPECT_EQ(nFailed, 0);
 }
 
+// The workers read the mask settings while the application writes them; under
+// ThreadSanitizer a plain store into a bound setting shows here.
+TEST_F(LifecycleAbuse, MaskPropertiesWrittenWhileCapturing)
+{
+  ASSERT_EQ(LS_KX2SetCaptureMode(m_h, LS_KX2_MODE_PLAIN), 0);
+  m_hShared = m_h;
+  Fetcher(LS_KX2GetPreviewImage);
+  for (int i = 0; i < 40; ++i) {
+    EXPECT_EQ(LS_KX2SetPropertyLongA(m_h, "nUseFastMask", i % 2), 0);
+    EXPECT_EQ(LS_KX2SetPropertyLongA(m_h, "nMaskSensitivity", i % 6), 0);
+    EXPECT_EQ(LS_KX2SetPropertyLongA(m_h, "nRolledPostProcess", i % 2), 0);
+  }
+  Join();
+}
+
 TEST_F(LifecycleAbuse, ModeChangesDuringARoll)
 {
   ASSERT_EQ(LS_KX2SetCaptureMode(m_h, LS_KX2_MODE_ROLL), 0);
