@@ -12,6 +12,7 @@
 #include "masks/IpKX2DevelMask.h"
 
 #include <cstdint>
+#include <vector>
 
 // Reverses the rows of in into out (the device delivers them bottom up).
 void KX2FlipRows(ClImage& in, ClImage& out);
@@ -32,6 +33,7 @@ private:
   ClTpIpFlip<unsigned char, unsigned char> m_Flip;
   ClImage m_Smooth;
   ClImage m_Half;
+  std::vector<uint16_t> m_aSums;
 };
 
 class ClKX2PreviewMask
