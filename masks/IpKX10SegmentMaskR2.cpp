@@ -1,10 +1,9 @@
 #include "masks/IpKX10SegmentMaskR2.h"
 
 #include "base/Exceptions.h"
+#include "masks/ActivityKernels.h"
 
 #include <algorithm>
-#include <cmath>
-#include <limits>
 #include <cstring>
 
 namespace {
@@ -59,31 +58,6 @@ void RunBinarize(TBinarize& binarize, ClImage* pIn, ClImage* pOut, uint8_t nThre
   binarize.m_nLow = nLow;
   binarize.m_nHigh = nHigh;
   binarize.Process();
-}
-
-inline uint8_t CappedSample(double v)
-{
-  // A rounding error of the float variance may leave a value just below 0.
-  if (!(v > 0.0))
-    return 0;
-  return v >= 255.0 ? 255 : static_cast<uint8_t>(v);
-}
-
-// CappedSample(x / d) with a multiplication by dInverse = 1 / d: the two quotients differ
-// by a few units in the last place, so only one lying that close to a whole number, to 0
-// or to 255 is divided.
-inline uint8_t CappedQuotient(double x, double d, double dInverse)
-{
-  const double r = x * dInverse;
-  if (r >= 255.5)
-    return 255;
-  if (r >= 0.0 && r < 254.5) {
-    const auto t = static_cast<int32_t>(r);
-    const double f = r - t;
-    if (f > 1e-9 && f < 1.0 - 1e-9)
-      return static_cast<uint8_t>(t);
-  }
-  return CappedSample(x / d);
 }
 
 } // namespace
@@ -196,26 +170,12 @@ void ClIpKX10SegmentMaskR2::ClassifyActivity(double dUpper, double dLower)
   const int32_t nWidth = m_Background.Width(), nHeight = m_Background.Height();
   const int32_t nStride = m_Background.LineElements();
   const int32_t nFloatStride = m_Activity.LineElements();
-  const uint8_t nGreyLimit = m_nGreyLimit;
-  // An inverse that is not a normal number would be inexact: every sample is divided then.
-  auto inverse = [](double d) {
-    const double i = 1.0 / d;
-    return std::isnormal(i) ? i : std::numeric_limits<double>::quiet_NaN();
-  };
-  const double dUpperInverse = inverse(dUpper), dLowerInverse = inverse(dLower);
-  for (int32_t y = 0; y < nHeight; ++y) {
-    const float* pA = m_Activity.Pixels<float>() + ptrdiff_t(y) * nFloatStride;
-    uint8_t* pE = m_Background.Data() + ptrdiff_t(y) * nStride;
-    uint8_t* pF = m_ActivityUpper.Data() + ptrdiff_t(y) * nStride;
-    uint8_t* pG = m_ActivityLower.Data() + ptrdiff_t(y) * nStride;
-    for (int32_t x = 0; x < nWidth; ++x) {
-      const double a = pA[x];
-      pF[x] = CappedQuotient(255.0 * a, dUpper, dUpperInverse);
-      pG[x] = CappedQuotient(255.0 * a, dLower, dLowerInverse);
-      if (a >= dLower || pE[x] > nGreyLimit)
-        pE[x] = 0;
-    }
-  }
+  for (int32_t y = 0; y < nHeight; ++y)
+    ClassifyActivityRow(m_Activity.Pixels<float>() + ptrdiff_t(y) * nFloatStride,
+                        m_ActivityUpper.Data() + ptrdiff_t(y) * nStride,
+                        m_ActivityLower.Data() + ptrdiff_t(y) * nStride,
+                        m_Background.Data() + ptrdiff_t(y) * nStride, nWidth, dUpper, dLower,
+                        m_nGreyLimit);
 }
 
 void ClIpKX10SegmentMaskR2::CleanBackground()
