@@ -194,8 +194,11 @@ void ClIpKX10SegmentMaskR2::CleanBackground()
   m_aOrder.resize(nCount);
   for (uint32_t i = 0; i < nCount; ++i)
     m_aOrder[i] = i;
-  std::stable_sort(m_aOrder.begin(), m_aOrder.end(), [this](uint32_t a, uint32_t b) {
-    return m_aComponents[a].m_dSize > m_aComponents[b].m_dSize;
+  // Largest first, equal sizes in label order: a stable order without the stable sort's
+  // buffer.
+  std::sort(m_aOrder.begin(), m_aOrder.end(), [this](uint32_t a, uint32_t b) {
+    const double dA = m_aComponents[a].m_dSize, dB = m_aComponents[b].m_dSize;
+    return dA > dB || (dA == dB && a < b);
   });
   const uint32_t nUsed = nCount <= kMostBlobs ? nCount : kMostBlobs;
 
