@@ -34,8 +34,8 @@ LSKX2_KERNEL_INLINE uint8_t Quick(double r, int32_t& nUnsure)
   const double c = std::min(r > 0.0 ? r : 0.0, 255.0);
   const auto t = static_cast<int32_t>(c);
   const double f = c - t;
-  const int32_t nSure = (int32_t(f > 1e-9) & int32_t(f < 1.0 - 1e-9)) | int32_t(r <= 0.0) |
-                        int32_t(r >= 255.5);
+  const int32_t nSure =
+      (int32_t(f > 1e-9) & int32_t(f < 1.0 - 1e-9)) | int32_t(r <= 0.0) | int32_t(r >= 255.5);
   nUnsure += 1 - nSure;
   return static_cast<uint8_t>(t);
 }
