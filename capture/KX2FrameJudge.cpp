@@ -18,9 +18,14 @@ uint64_t SumBins(const ClHistogram& histogram, uint32_t nFrom, uint32_t nTo)
 
 int32_t ClKX2FrameJudge::FingerArea(const ClImage& masked)
 {
-  ClHistogram histogram;
-  CentralHistogram(masked, histogram);
-  return static_cast<int32_t>(SumBins(histogram, 0, 240));
+  const int32_t w = masked.Width(), h = masked.Height();
+  if (masked.DataType() != eUInt8 || masked.Planes() != 1) {
+    ClHistogram histogram;
+    CentralHistogram(masked, histogram);
+    return static_cast<int32_t>(SumBins(histogram, 0, 240));
+  }
+  return static_cast<int32_t>(
+      ClHistogram::CountInRange(masked, w / 10, h / 10, 9 * w / 10, 9 * h / 10, 0, 240));
 }
 
 uint64_t ClKX2FrameJudge::Motion(const ClImage& older, const ClImage& newer)

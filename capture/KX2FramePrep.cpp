@@ -1,4 +1,7 @@
+#pragma GCC optimize("O3")
 #include "capture/KX2FramePrep.h"
+
+#include "imaging/VectorKernel.h"
 
 #include <cstddef>
 
@@ -22,25 +25,43 @@ ClKX2FramePrep::ClKX2FramePrep()
 
 namespace {
 
+// Column sums of three rows (the first output row has no row above: kAbove 0).
+template <uint32_t kAbove>
+LSKX2_KERNEL_INLINE void SumColumns(const uint8_t* r0, const uint8_t* r1, const uint8_t* r2,
+                                    uint16_t* pSums, int32_t n)
+{
+  for (int32_t c = 0; c < n; ++c)
+    pSums[c] = static_cast<uint16_t>(kAbove * r0[c] + r1[c] + r2[c]);
+}
+
+// Every second window of three column sums, divided by its pixel count (a constant, so
+// the division becomes a multiplication).
+template <uint32_t kRows>
+LSKX2_KERNEL_INLINE void HalveRow(const uint16_t* pSums, uint8_t* o, int32_t w)
+{
+  o[0] = static_cast<uint8_t>((uint32_t(pSums[0]) + pSums[1]) / (2u * kRows));
+  for (int32_t x = 1; x < w; ++x)
+    o[x] = static_cast<uint8_t>((uint32_t(pSums[2 * x - 1]) + pSums[2 * x] + pSums[2 * x + 1]) /
+                                (3u * kRows));
+}
+
 // The 3 by 3 mean (window clipped at the border, truncated), taken at every second pixel
 // of every second row and written with the rows reversed: what the mean, the
 // nearest-neighbour halving and the flip give together, at a quarter of the work.
-void HalveMeanFlip(const ClImage& in, ClImage& out)
+LSKX2_VECTOR_KERNEL void HalveMeanFlip(const uint8_t* pIn, ptrdiff_t si, uint8_t* pOut,
+                                       ptrdiff_t so, int32_t w, int32_t h, uint16_t* pSums)
 {
-  const int32_t w = out.Width(), h = out.Height();
-  const ptrdiff_t si = in.LineElements();
   for (int32_t y = 0; y < h; ++y) {
-    const uint8_t* r1 = in.Data() + 2 * y * si;
+    const uint8_t* r1 = pIn + 2 * y * si;
     const uint8_t* r2 = r1 + si;
-    // The first row has no row above it.
-    const uint8_t* r0 = y > 0 ? r1 - si : r1;
-    const uint32_t nAbove = y > 0 ? 1u : 0u, nRows = 2u + nAbove;
-    uint8_t* o = out.Data() + (h - 1 - y) * out.LineElements();
-    auto column = [&](int32_t c) { return nAbove * r0[c] + r1[c] + r2[c]; };
-    o[0] = static_cast<uint8_t>((column(0) + column(1)) / (2u * nRows));
-    for (int32_t x = 1; x < w; ++x)
-      o[x] = static_cast<uint8_t>((column(2 * x - 1) + column(2 * x) + column(2 * x + 1)) /
-                                  (3u * nRows));
+    uint8_t* o = pOut + (h - 1 - y) * so;
+    if (y == 0) {
+      SumColumns<0>(r1, r1, r2, pSums, 2 * w);
+      HalveRow<2>(pSums, o, w);
+    } else {
+      SumColumns<1>(r1 - si, r1, r2, pSums, 2 * w);
+      HalveRow<3>(pSums, o, w);
+    }
   }
 }
 
@@ -52,7 +73,9 @@ void ClKX2FramePrep::Run(ClImage& raw, ClImage& out)
   if (raw.Width() == 2 * eWidth && raw.Height() == 2 * eHeight && raw.Planes() == 1 &&
       raw.DataType() == eUInt8) {
     out.Create(eUInt8, eWidth, eHeight, 1, eResolution, eResolution);
-    HalveMeanFlip(raw, out);
+    m_aSums.resize(2 * eWidth);
+    HalveMeanFlip(raw.Data(), raw.LineElements(), out.Data(), out.LineElements(), eWidth, eHeight,
+                  m_aSums.data());
     return;
   }
   m_Mean.m_pInImage = &raw;

@@ -8,6 +8,7 @@
 #include "imaging/geometry/TpIpFlip.h"
 
 #include <cstdint>
+#include <vector>
 
 // Reverses the rows of in into out (the device delivers them bottom up).
 void KX2FlipRows(ClImage& in, ClImage& out);
@@ -28,4 +29,5 @@ private:
   ClTpIpFlip<unsigned char, unsigned char> m_Flip;
   ClImage m_Smooth;
   ClImage m_Half;
+  std::vector<uint16_t> m_aSums;
 };

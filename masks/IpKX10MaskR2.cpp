@@ -12,6 +12,11 @@ constexpr int32_t kRampRows = 25;
 // Fewer upper-envelope samples of level 15 or more than this: no finger on the platen.
 constexpr uint64_t kLeastFingerSamples = 5001;
 
+inline uint8_t Invert(double v)
+{
+  return static_cast<uint8_t>(static_cast<int32_t>(255.0 - std::min(v, 255.0)));
+}
+
 // Everything of the local stretch that depends on one value only, worked out once per
 // precision: per mask value m the blend weight and the limits, per envelope distance the
 // gain. The per-pixel work is then a few multiplications without a division.
@@ -35,6 +40,13 @@ struct StStretchTables
     for (int32_t k = 1; k < 256; ++k)
       aGain[k] = 255.0 / k;
     aGain[0] = 0.0;
+    // Envelopes that meet give an infinite gain: any sample, even one at the dark bound
+    // (infinity times 0), ends black.
+    for (int32_t d = 0; d < 256; ++d)
+      aCore[0][d] = 0;
+    for (int32_t k = 1; k < 256; ++k)
+      for (int32_t d = 0; d < 256; ++d)
+        aCore[k][d] = Invert(d * aGain[k]);
   }
 
   int32_t nSoftFrom;
@@ -47,6 +59,8 @@ struct StStretchTables
   double aWhite[256];
   // 255 / k for an envelope distance k from 1 to 255.
   double aGain[256];
+  // The inverted stretch inside the finger per envelope distance k and sample distance d.
+  uint8_t aCore[256][256];
 };
 
 const StStretchTables& Tables(bool bHighPrecision)
@@ -56,24 +70,14 @@ const StStretchTables& Tables(bool bHighPrecision)
   return bHighPrecision ? s_High : s_Low;
 }
 
-inline uint8_t Invert(double v)
-{
-  return static_cast<uint8_t>(static_cast<int32_t>(255.0 - std::min(v, 255.0)));
-}
-
 // Inside the finger: stretch between the dark bound (at most 32) and the upper envelope.
 inline uint8_t StretchCore(int32_t g, int32_t l, int32_t h, const StStretchTables& t)
 {
   const int32_t l2 = std::min(l + 5, 32);
   const int32_t k = h - l2;
-  // Envelopes that meet give an infinite gain: any sample, even one at the dark bound
-  // (infinity times 0), ends black.
-  if (k == 0)
-    return 0;
   if (k < 0)
     return 255;
-  const int32_t d = std::max(g - l2, 0);
-  return Invert(d * t.aGain[k]);
+  return t.aCore[k][std::max(g - l2, 0)];
 }
 
 // Towards the rim: the stretch fades into the plain inverted frame and then into white.
@@ -124,11 +128,11 @@ int32_t ClIpKX10MaskR2::Process()
   bool bFinger = false;
   if (nSegment == 0) {
     const ClImage& upper = m_Segmenter.m_UpperEnvelope;
-    m_Histogram.Create(upper, 0, 0, upper.Width() - 1, upper.Height() - 1);
-    uint64_t nBright = 0;
-    for (uint32_t i = 15; i < 256; ++i)
-      nBright += m_Histogram.Bin(i);
-    bFinger = nBright >= kLeastFingerSamples;
+    // A frame of one row or column leaves no rectangle: the histogram refuses it.
+    if (upper.Width() < 2 || upper.Height() < 2)
+      m_Histogram.Create(upper, 0, 0, upper.Width() - 1, upper.Height() - 1);
+    bFinger = ClHistogram::CountInRange(upper, 0, 0, upper.Width() - 1, upper.Height() - 1, 15,
+                                        255) >= kLeastFingerSamples;
   }
   m_pOutImage->CreateLike(m_Faded);
   if (!bFinger) {

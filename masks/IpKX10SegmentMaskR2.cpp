@@ -1,6 +1,7 @@
 #include "masks/IpKX10SegmentMaskR2.h"
 
 #include "base/Exceptions.h"
+#include "masks/ActivityKernels.h"
 
 #include <algorithm>
 #include <cstring>
@@ -57,14 +58,6 @@ void RunBinarize(TBinarize& binarize, ClImage* pIn, ClImage* pOut, uint8_t nThre
   binarize.m_nLow = nLow;
   binarize.m_nHigh = nHigh;
   binarize.Process();
-}
-
-inline uint8_t CappedSample(double v)
-{
-  // A rounding error of the float variance may leave a value just below 0.
-  if (!(v > 0.0))
-    return 0;
-  return v >= 255.0 ? 255 : static_cast<uint8_t>(v);
 }
 
 } // namespace
@@ -177,20 +170,12 @@ void ClIpKX10SegmentMaskR2::ClassifyActivity(double dUpper, double dLower)
   const int32_t nWidth = m_Background.Width(), nHeight = m_Background.Height();
   const int32_t nStride = m_Background.LineElements();
   const int32_t nFloatStride = m_Activity.LineElements();
-  const uint8_t nGreyLimit = m_nGreyLimit;
-  for (int32_t y = 0; y < nHeight; ++y) {
-    const float* pA = m_Activity.Pixels<float>() + ptrdiff_t(y) * nFloatStride;
-    uint8_t* pE = m_Background.Data() + ptrdiff_t(y) * nStride;
-    uint8_t* pF = m_ActivityUpper.Data() + ptrdiff_t(y) * nStride;
-    uint8_t* pG = m_ActivityLower.Data() + ptrdiff_t(y) * nStride;
-    for (int32_t x = 0; x < nWidth; ++x) {
-      const double a = pA[x];
-      pF[x] = CappedSample(255.0 * a / dUpper);
-      pG[x] = CappedSample(255.0 * a / dLower);
-      if (a >= dLower || pE[x] > nGreyLimit)
-        pE[x] = 0;
-    }
-  }
+  for (int32_t y = 0; y < nHeight; ++y)
+    ClassifyActivityRow(m_Activity.Pixels<float>() + ptrdiff_t(y) * nFloatStride,
+                        m_ActivityUpper.Data() + ptrdiff_t(y) * nStride,
+                        m_ActivityLower.Data() + ptrdiff_t(y) * nStride,
+                        m_Background.Data() + ptrdiff_t(y) * nStride, nWidth, dUpper, dLower,
+                        m_nGreyLimit);
 }
 
 void ClIpKX10SegmentMaskR2::CleanBackground()
@@ -209,8 +194,11 @@ void ClIpKX10SegmentMaskR2::CleanBackground()
   m_aOrder.resize(nCount);
   for (uint32_t i = 0; i < nCount; ++i)
     m_aOrder[i] = i;
-  std::stable_sort(m_aOrder.begin(), m_aOrder.end(), [this](uint32_t a, uint32_t b) {
-    return m_aComponents[a].m_dSize > m_aComponents[b].m_dSize;
+  // Largest first, equal sizes in label order: a stable order without the stable sort's
+  // buffer.
+  std::sort(m_aOrder.begin(), m_aOrder.end(), [this](uint32_t a, uint32_t b) {
+    const double dA = m_aComponents[a].m_dSize, dB = m_aComponents[b].m_dSize;
+    return dA > dB || (dA == dB && a < b);
   });
   const uint32_t nUsed = nCount <= kMostBlobs ? nCount : kMostBlobs;
 

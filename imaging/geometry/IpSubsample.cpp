@@ -29,11 +29,13 @@ void Pick(const ClImage& in, ClImage& out, int32_t nSubX, int32_t nSubY)
 }
 
 // Means of blocks of nSub samples along a line of nLen samples at distance nStep; the
-// last block takes what it has.
-template <class T, class S>
+// last block takes what it has. kSub, when not 0, is nSub known to the compiler.
+template <class T, class S, int32_t kSub>
 void MeanLine(const T* s, int64_t nStep, int32_t nLen, int32_t nSub, T* d, int64_t nOutStep,
               int32_t nOut)
 {
+  if (kSub != 0)
+    nSub = kSub;
   int32_t o = 0;
   int32_t nStart = 0;
   for (; o < nOut && nStart < nLen - nSub; ++o, nStart += nSub) {
@@ -54,20 +56,65 @@ void MeanLine(const T* s, int64_t nStep, int32_t nLen, int32_t nSub, T* d, int64
     d[o * nOutStep] = d[(o - 1) * nOutStep];
 }
 
-template <class T>
-void Mean(const ClImage& in, ClImage& work, ClImage& out, int32_t nSubX, int32_t nSubY)
+// The column pass walks the rows in order (columns side by side), which the caches like:
+// every column gets the sums and divisions of MeanLine down its samples.
+template <class T, class S, int32_t kSub>
+void MeanColumns(const T* pWork, int64_t nWorkStride, int32_t nH, int32_t nSub, T* pOut,
+                 int64_t nOutStride, int32_t nOutW, int32_t nOutH)
+{
+  if (kSub != 0)
+    nSub = kSub;
+  int32_t o = 0;
+  for (int32_t nStart = 0; o < nOutH && nStart < nH; ++o, nStart += nSub) {
+    const T* s = pWork + nStart * nWorkStride;
+    T* d = pOut + o * nOutStride;
+    if (nStart < nH - nSub) {
+      for (int32_t x = 0; x < nOutW; ++x) {
+        S sum = 0;
+        for (int32_t i = 0; i < nSub; ++i)
+          sum = WrapAdd<S>(sum, static_cast<S>(s[i * nWorkStride + x]));
+        d[x] = static_cast<T>(sum / static_cast<S>(nSub));
+      }
+      continue;
+    }
+    const int32_t nCount = nH - nStart;
+    for (int32_t x = 0; x < nOutW; ++x) {
+      S sum = 0;
+      for (int32_t i = 0; i < nCount; ++i)
+        sum = WrapAdd<S>(sum, static_cast<S>(s[i * nWorkStride + x]));
+      d[x] = static_cast<T>(sum / static_cast<S>(nCount));
+    }
+  }
+  for (; o > 0 && o < nOutH; ++o)
+    std::copy(pOut + (o - 1) * nOutStride, pOut + (o - 1) * nOutStride + nOutW,
+              pOut + o * nOutStride);
+}
+
+template <class T, int32_t kSubX, int32_t kSubY>
+void MeanWith(const ClImage& in, ClImage& work, ClImage& out, int32_t nSubX, int32_t nSubY)
 {
   const int32_t nW = in.Width(), nH = in.Height();
   const int32_t nOutW = out.Width(), nOutH = out.Height();
   const int64_t nInStride = in.LineElements(), nWorkStride = work.LineElements();
-  const int64_t nOutStride = out.LineElements();
   const T* pIn = in.Pixels<T>();
   T* pWork = work.Pixels<T>();
-  T* pOut = out.Pixels<T>();
   for (int32_t y = 0; y < nH; ++y)
-    MeanLine<T, TpSum16<T>>(pIn + y * nInStride, 1, nW, nSubX, pWork + y * nWorkStride, 1, nOutW);
-  for (int32_t x = 0; x < nOutW; ++x)
-    MeanLine<T, TpSum32<T>>(pWork + x, nWorkStride, nH, nSubY, pOut + x, nOutStride, nOutH);
+    MeanLine<T, TpSum16<T>, kSubX>(pIn + y * nInStride, 1, nW, nSubX, pWork + y * nWorkStride, 1,
+                                   nOutW);
+  MeanColumns<T, TpSum32<T>, kSubY>(pWork, nWorkStride, nH, nSubY, out.Pixels<T>(),
+                                    out.LineElements(), nOutW, nOutH);
+}
+
+// The usual rates divide by a constant.
+template <class T>
+void Mean(const ClImage& in, ClImage& work, ClImage& out, int32_t nSubX, int32_t nSubY)
+{
+  if (nSubX == 4 && nSubY == 4)
+    MeanWith<T, 4, 4>(in, work, out, nSubX, nSubY);
+  else if (nSubX == 2 && nSubY == 2)
+    MeanWith<T, 2, 2>(in, work, out, nSubX, nSubY);
+  else
+    MeanWith<T, 0, 0>(in, work, out, nSubX, nSubY);
 }
 
 } // namespace

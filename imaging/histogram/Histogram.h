@@ -32,6 +32,10 @@ public:
   uint32_t UsedBins() const;
 
   uint64_t Total() const;
+  // What Bin(nFrom) + ... + Bin(nTo) of Create(image, x0, y0, x1, y1) would give for an
+  // unsigned byte image with one plane, without filling bins.
+  static uint64_t CountInRange(const ClImage& image, int32_t x0, int32_t y0, int32_t x1, int32_t y1,
+                               uint8_t nFrom, uint8_t nTo);
   const uint32_t* Bins() const { return m_aBins; }
   uint32_t Bin(uint32_t nIndex) const { return m_aBins[nIndex & 255u]; }
   int32_t Offset() const { return m_nOffset; }

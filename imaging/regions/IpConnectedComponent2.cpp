@@ -75,7 +75,7 @@ void ClIpConnectedComponent2::SecondPass(const int32_t* pLabels, int64_t nStride
                                          int32_t nH, int32_t nLabels)
 {
   ComponentsArray_t& a = *m_pComponents;
-  // Entry 0 takes the background's sums, which are dropped: no branch per pixel.
+  // Entry 0 is the background, whose sums are not taken.
   m_aSecond.resize(static_cast<size_t>(nLabels) + 1);
   m_aSecond[0] = StSecondPass{0, 0, 0, 0, 0};
   for (int32_t i = 0; i < nLabels; ++i) {
@@ -84,14 +84,28 @@ void ClIpConnectedComponent2::SecondPass(const int32_t* pLabels, int64_t nStride
                                     c.m_dMomentYY, c.m_dMomentXX};
   }
   StSecondPass* pSecond = m_aSecond.data();
+  // A run of one label adds in registers, in the same order as pixel by pixel.
   for (int32_t y = 0; y < nH; ++y) {
     const int32_t* l = pLabels + y * nStride;
-    for (int32_t x = 0; x < nW; ++x) {
-      StSecondPass& m = pSecond[l[x]];
-      const double dx = x - m.dCenterX, dy = y - m.dCenterY;
-      m.dXY += dx * dy;
-      m.dYY += dy * dy;
-      m.dXX += dx * dx;
+    for (int32_t x = 0; x < nW;) {
+      const int32_t nLabel = l[x];
+      const int32_t x0 = x;
+      while (x < nW && l[x] == nLabel)
+        ++x;
+      if (nLabel == 0)
+        continue;
+      StSecondPass& m = pSecond[nLabel];
+      const double dCenterX = m.dCenterX, dy = y - m.dCenterY;
+      double dXY = m.dXY, dYY = m.dYY, dXX = m.dXX;
+      for (int32_t k = x0; k < x; ++k) {
+        const double dx = k - dCenterX;
+        dXY += dx * dy;
+        dYY += dy * dy;
+        dXX += dx * dx;
+      }
+      m.dXY = dXY;
+      m.dYY = dYY;
+      m.dXX = dXX;
     }
   }
   for (int32_t i = 0; i < nLabels; ++i) {

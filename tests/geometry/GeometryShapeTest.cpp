@@ -49,6 +49,38 @@ TEST(GeometrySubsample, MeanBlocksTakeWhatTheyHaveInSixteenBitSums)
   EXPECT_EQ((80000 - 65536) / 2, out.Pixels<uint16_t>()[0]);
 }
 
+// Each pair of rates (constant divisors or not) against block means worked out directly:
+// row means first, truncated, then their mean down the block; the last blocks are short.
+TEST(GeometrySubsample, MeansOfAnyRatesMatchTheBlocks)
+{
+  ClImage in, out;
+  GeoTest::MakeRandom(in, 37, 23, 7);
+  for (const auto& r : {std::pair<int32_t, int32_t>{2, 2}, {4, 4}, {3, 5}, {1, 4}}) {
+    ClIpSubsample sub;
+    sub.m_pInImage = &in;
+    sub.m_pOutImage = &out;
+    sub.m_nRate = 0;
+    sub.m_nSubX = r.first;
+    sub.m_nSubY = r.second;
+    sub.m_bMid = true;
+    ASSERT_EQ(0, sub.Run());
+    for (int32_t y = 0; y < out.Height(); ++y)
+      for (int32_t x = 0; x < out.Width(); ++x) {
+        const int32_t nRows = std::min(r.second, 23 - r.second * y);
+        const int32_t nCols = std::min(r.first, 37 - r.first * x);
+        int nSum = 0;
+        for (int32_t j = 0; j < nRows; ++j) {
+          int nRow = 0;
+          for (int32_t i = 0; i < nCols; ++i)
+            nRow += At(in, r.first * x + i, r.second * y + j);
+          nSum += nRow / nCols;
+        }
+        ASSERT_EQ(nSum / nRows, At(out, x, y))
+            << r.first << "x" << r.second << " " << x << "," << y;
+      }
+  }
+}
+
 TEST(GeometrySubsample, ByFourMatchesBlockMeansAndSkipping)
 {
   ClImage in, out;

@@ -138,3 +138,27 @@ TEST(HistogramStretch, WorkedExampleAndSettledRange)
   EXPECT_EQ(stretch.m_aTable[100], ((100 * int(100.9 * 4096 / 200)) >> 12) + 20);
   EXPECT_TRUE(stretch.m_bTableDone);
 }
+
+// The count without bins equals the bins' sum, also over rows longer than one byte
+// counter holds and rectangles reaching past the image.
+TEST(Histogram, CountInRangeIsTheSumOfBins)
+{
+  ClImage image;
+  MakeRandom<uint8_t>(image, 700, 9, 5);
+  struct StCase
+  {
+    int32_t x0, y0, x1, y1;
+    uint8_t nFrom, nTo;
+  };
+  for (const StCase& c : {StCase{0, 0, 700, 9, 0, 255}, StCase{3, 1, 690, 8, 15, 255},
+                          StCase{-5, -2, 900, 20, 0, 240}, StCase{10, 0, 11, 1, 7, 7},
+                          StCase{0, 0, 700, 9, 200, 100}}) {
+    ClHistogram h;
+    h.Create(image, c.x0, c.y0, c.x1, c.y1);
+    uint64_t n = 0;
+    for (uint32_t i = c.nFrom; i <= c.nTo; ++i)
+      n += h.Bin(i);
+    EXPECT_EQ(ClHistogram::CountInRange(image, c.x0, c.y0, c.x1, c.y1, c.nFrom, c.nTo), n)
+        << c.x0 << "," << c.y0 << " " << int(c.nFrom);
+  }
+}

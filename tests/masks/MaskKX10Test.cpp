@@ -1,6 +1,7 @@
 // The KX10 mask and its segmenter on simulator frames.
 #include "model/FpImage.h"
 #include "imaging/SampleConvert.h"
+#include "masks/ActivityKernels.h"
 #include "masks/IpKX10MaskR2.h"
 #include "masks/IpKX10SegmentMaskR2.h"
 #include "tests/common/TestFailure.h"
@@ -9,9 +10,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <string>
+#include <utility>
+#include <vector>
 
 using masktest::At;
 
@@ -271,4 +275,39 @@ TEST(MaskSegment, ReferenceIsHalvedEvenAtLowResolution)
   seg.m_pReference = &shorter;
   EXPECT_EQ(0, seg.Compute(&half, &out));
   EXPECT_EQ(375, out.Height());
+}
+
+// The activity bytes come from a multiplication by the inverse: they still equal the
+// truncated quotients, also at and next to whole quotients, below 0, for not-a-number
+// and infinity, and the background is cleared as before.
+TEST(MaskSegment, ActivityBytesEqualTheTruncatedQuotients)
+{
+  auto capped = [](double v) { return !(v > 0.0) ? 0 : v >= 255.0 ? 255 : int(v); };
+  for (const auto& d : {std::pair<double, double>{1000.0, 150.0}, {1000.0, 25.0}, {3.0, 0.7}}) {
+    std::vector<float> a = {0.0f,
+                            -0.0f,
+                            -1e-6f,
+                            std::numeric_limits<float>::quiet_NaN(),
+                            std::numeric_limits<float>::infinity(),
+                            1e-30f};
+    for (int k = 0; k <= 300; ++k)
+      for (double dd : {d.first, d.second}) {
+        const float f = float(k * dd / 255.0);
+        a.insert(a.end(), {f, std::nextafter(f, 0.0f), std::nextafter(f, 1e9f)});
+      }
+    for (int i = 0; i < 2000; ++i)
+      a.push_back(float((i * 7919 % 3001) * 1.37));
+    const int32_t n = int32_t(a.size());
+    std::vector<uint8_t> upper(a.size()), lower(a.size()), back(a.size());
+    for (int32_t i = 0; i < n; ++i)
+      back[size_t(i)] = uint8_t(i * 37);
+    std::vector<uint8_t> backBefore = back;
+    ClassifyActivityRow(a.data(), upper.data(), lower.data(), back.data(), n, d.first, d.second,
+                        200);
+    for (size_t i = 0; i < a.size(); ++i) {
+      ASSERT_EQ(capped(255.0 * a[i] / d.first), upper[i]) << a[i];
+      ASSERT_EQ(capped(255.0 * a[i] / d.second), lower[i]) << a[i];
+      ASSERT_EQ((a[i] >= d.second || backBefore[i] > 200) ? 0 : backBefore[i], back[i]) << a[i];
+    }
+  }
 }
