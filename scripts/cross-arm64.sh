@@ -34,9 +34,12 @@ cmake --build build-arm64 -j"$(nproc)" --target "${suites[@]}" kxScanAPI >/dev/n
 # Each suite runs whole under the emulator (one process per suite, not per case).
 export LSKX2_BIN_DIR="$PWD/build-arm64/bin" QEMU_LD_PREFIX=/usr/aarch64-linux-gnu
 failed=0
+# The engine's cases on the simulator do not finish under qemu-user yet (the first one
+# waits without end): only its frame preparation and judgement run here.
+declare -A filter=([capture_engine_tests]='KX2FramePrep.*:KX2FrameJudge.*')
 for s in "${suites[@]}"; do
   echo "== $s (arm64)"
-  if ! qemu-aarch64 "build-arm64/bin/$s" --gtest_brief=1; then
+  if ! qemu-aarch64 "build-arm64/bin/$s" --gtest_brief=1 --gtest_filter="${filter[$s]:-*}"; then
     failed=1
   fi
 done
