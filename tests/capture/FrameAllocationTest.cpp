@@ -3,6 +3,7 @@
 // through the flip and the high-precision mask of the roll. Every allocation of the
 // process is counted while a frame is worked.
 #include "capture/KX2FrameJudge.h"
+#include "capture/KX2PreviewMask.h"
 #include "capture/KX2FramePrep.h"
 #include "simulator/SimRender.h"
 
