@@ -192,10 +192,8 @@ int RunInfo(const ClCliOptions& o, const std::atomic<bool>& bStop)
   return checkStatus;
 }
 
-int RunCaptures(const ClCliOptions& o, const std::atomic<bool>& bStop, bool bTerminal)
+int OpenForCaptures(ClScannerSession& session, const ClCliOptions& o)
 {
-  ClProgressLine progress(stdout, bTerminal);
-  ClScannerSession session(bStop, progress, &SteadySeconds);
   int32_t rc = session.Open(o.m_sScanner);
   if (rc != 0)
     return OpenFailure(rc, o.m_sScanner);
@@ -218,6 +216,16 @@ int RunCaptures(const ClCliOptions& o, const std::atomic<bool>& bStop, bool bTer
     return nFileProblem;
   }
   RemoveEarlierRun(o.m_sOutDir);
+  return 0;
+}
+
+int RunCaptures(const ClCliOptions& o, const std::atomic<bool>& bStop, bool bTerminal)
+{
+  ClProgressLine progress(stdout, bTerminal);
+  ClScannerSession session(bStop, progress, &SteadySeconds);
+  if (int status = OpenForCaptures(session, o))
+    return status;
+  int32_t rc = 0;
   int32_t vrc = 0;
   const std::string title = "lskx2 captures: SDK " + SdkVersion(session.Handle()) + ", scanner " +
                             session.Name() + " (" + VersionText(session.Handle(), &vrc) + "), " +

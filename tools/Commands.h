@@ -26,5 +26,8 @@ void Fail(const std::string& what, int32_t nCode);
 int OpenFailure(int32_t rc, const std::string& name);
 // Earlier runs' captures and report, so that a folder holds one run only.
 void RemoveEarlierRun(const std::string& dir);
+// Opens the scanner, applies the options and clears the output folder of an earlier run;
+// 0, or the exit status after saying what went wrong.
+int OpenForCaptures(class ClScannerSession& session, const ClCliOptions& o);
 // The capture's PNG (when it has an image) and JSON file in dir, the PNG's name into *r.
 bool SaveCapture(const std::string& dir, ClCaptureRecord* r, const std::vector<uint8_t>& image);

@@ -67,26 +67,10 @@ int RunView(const ClCliOptions& o, const std::atomic<bool>& bStop)
 {
   ClProgressLine quiet(nullptr, false);
   ClScannerSession session(bStop, quiet, &SteadySeconds);
-  int32_t rc = session.Open(o.m_sScanner);
-  if (rc != 0)
-    return OpenFailure(rc, o.m_sScanner);
+  if (int status = OpenForCaptures(session, o))
+    return status;
+  int32_t rc = 0;
   std::string what;
-  if ((rc = session.Configure(o, &what)) != 0) {
-    if (rc == nFileProblem) {
-      std::fprintf(stderr, "lskx2: %s\n", what.c_str());
-      return nFileProblem;
-    }
-    Fail(what, rc);
-    return ExitStatus(rc);
-  }
-  std::error_code ec;
-  std::filesystem::create_directories(o.m_sOutDir, ec);
-  if (ec) {
-    std::fprintf(stderr, "lskx2: cannot create %s: %s\n", o.m_sOutDir.c_str(),
-                 ec.message().c_str());
-    return nFileProblem;
-  }
-  RemoveEarlierRun(o.m_sOutDir);
   ClViewSite site(o.m_sOutDir);
   ClViewControl control;
   ClViewServer server({[&](const std::string& path) { return site.Respond(path); },

@@ -6,6 +6,7 @@
 #include "capture/KX2PreviewMask.h"
 #include "capture/KX2FramePrep.h"
 #include "simulator/SimRender.h"
+#include "tests/common/CountingAllocator.h"
 
 #include <gtest/gtest.h>
 
@@ -14,37 +15,6 @@
 #include <cstring>
 #include <new>
 #include <vector>
-
-// The replacements pair malloc with free throughout; the compiler cannot see that.
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-
-namespace {
-std::atomic<bool> g_bCounting{false};
-std::atomic<int64_t> g_nAllocations{0};
-} // namespace
-
-void* operator new(size_t n)
-{
-  if (g_bCounting.load(std::memory_order_relaxed))
-    ++g_nAllocations;
-  if (void* p = std::malloc(n ? n : 1))
-    return p;
-  throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, size_t) noexcept { std::free(p); }
-void* operator new[](size_t n) { return operator new(n); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete[](void* p, size_t) noexcept { std::free(p); }
-void* operator new(size_t n, const std::nothrow_t&) noexcept
-{
-  try {
-    return operator new(n);
-  } catch (...) {
-    return nullptr;
-  }
-}
-void* operator new[](size_t n, const std::nothrow_t& t) noexcept { return operator new(n, t); }
 
 namespace {
 
