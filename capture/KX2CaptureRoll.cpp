@@ -88,8 +88,9 @@ void ClKX2LiveCaptureR2::RollWorker()
       case ClIpAutoRoll5::eRolling:
         m_nState = eStateMoving;
         break;
-      case ClIpAutoRoll5::eFinished:
-        if (m_nState != eStateNone) {
+      case ClIpAutoRoll5::eFinished: {
+        int32_t nSeen = m_nState;
+        if (nSeen != eStateNone) {
           uint32_t nUsed;
           {
             boost::lock_guard<boost::mutex> result(m_ResultMutex);
@@ -97,15 +98,15 @@ void ClKX2LiveCaptureR2::RollWorker()
             nUsed = histogram.UsedBins();
           }
           // A composite of one grey value holds no finger: no result to report.
-          if (nUsed < 2) {
-            m_nState = eStateNone;
-          } else {
+          if (nUsed >= 2)
             m_nRollResult = m_pRoll->GetResultCode();
-            m_nState = eStateStable;
-          }
+          // Only from the state seen: a caller that set idle meanwhile has taken the
+          // result, and it is reported once.
+          m_nState.compare_exchange_strong(nSeen, nUsed < 2 ? eStateNone : eStateStable);
         }
         UpdateCondition(judge.ConditionSample(m_Frame));
         break;
+      }
       default:
         UpdateCondition(judge.ConditionSample(m_Frame));
         break;
