@@ -75,8 +75,8 @@ const ClKernelBank& Bank()
 }
 
 // One filtering pass: pIn is padded by kRadius on top and left, pOut is unpadded.
-KXSIM_UNCHECKED_BY_TSAN inline int32_t Filter(const int16_t* pIn, size_t nStride,
-                                              const int16_t* pKernel)
+KXSIM_UNCHECKED_FILTER inline int32_t Filter(const int16_t* pIn, size_t nStride,
+                                             const int16_t* pKernel)
 {
   int32_t acc = 0;
   for (int r = 0; r < kTaps; ++r) {
@@ -86,6 +86,25 @@ KXSIM_UNCHECKED_BY_TSAN inline int32_t Filter(const int16_t* pIn, size_t nStride
       acc += int32_t(p[i]) * int32_t(k[i]);
   }
   return acc;
+}
+
+// One pass of growth over the whole texture: pIn and pOut padded alike, one kernel bin per pixel.
+KXSIM_UNCHECKED_FILTER void FilterPass(const int16_t* pIn, int16_t* pOut, size_t nStride,
+                                       const uint16_t* pBins)
+{
+  const ClKernelBank& bank = Bank();
+  const int W = ClFingerTexture::kWidth;
+  // A gain above 1 pushes the pattern into saturation, where every ridge has full contrast.
+  const int32_t gain = 420;
+  for (int y = 0; y < ClFingerTexture::kHeight; ++y) {
+    const int16_t* src = pIn + size_t(y) * nStride;
+    int16_t* dst = pOut + (size_t(y) + kRadius) * nStride + kRadius;
+    const uint16_t* brow = pBins + size_t(y) * W;
+    for (int x = 0; x < W; ++x) {
+      const int32_t r = Filter(src + x, nStride, bank.Kernel(brow[x])) >> 15;
+      dst[x] = int16_t(std::clamp((r * gain) >> 8, -kOne, kOne));
+    }
+  }
 }
 
 struct ClCacheEntry
@@ -174,19 +193,8 @@ KXSIM_UNCHECKED_BY_TSAN void ClFingerTexture::Grow()
       row[x] = int16_t(int(rnd.Below(2 * kOne + 1)) - kOne);
   }
 
-  const ClKernelBank& bank = Bank();
   for (int pass = 0; pass < kPasses; ++pass) {
-    // A gain above 1 pushes the pattern into saturation, where every ridge has full contrast.
-    const int32_t gain = 420;
-    for (int y = 0; y < H; ++y) {
-      const int16_t* src = &a[size_t(y) * stride];
-      int16_t* dst = &b[(size_t(y) + kRadius) * stride + kRadius];
-      const uint16_t* brow = &bins[size_t(y) * W];
-      for (int x = 0; x < W; ++x) {
-        const int32_t r = Filter(src + x, stride, bank.Kernel(brow[x])) >> 15;
-        dst[x] = int16_t(std::clamp((r * gain) >> 8, -kOne, kOne));
-      }
-    }
+    FilterPass(a.data(), b.data(), stride, bins.data());
     a.swap(b);
   }
 
