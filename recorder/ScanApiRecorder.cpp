@@ -476,10 +476,10 @@ KXREC_API int ftrScanSetDiodesStatus(void* h, uint8_t n1, uint8_t n2)
   return fn ? call.Done(fn(h, n1, n2)) : call.Absent();
 }
 
-// The system hands the library a 12-byte buffer for the serial.
+// The library writes 8 bytes of a serial, and a caller's buffer may hold no more.
 KXREC_API int ftrScanGetSerialNumber(void* h, void* p)
 {
-  return Out(EEntry::eGetSerialNumber, h, p, kxsim::kSerialBytesMax, h, p);
+  return Out(EEntry::eGetSerialNumber, h, p, kxsim::kSerialBytes, h, p);
 }
 
 // ---- Optional entries -----------------------------------------------------------------
