@@ -80,7 +80,8 @@ public:
   // it. The exit status.
   int Wait(double dSeconds, const std::function<void()>& pfnPoll = nullptr)
   {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(dSeconds);
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::duration<double>(dSeconds);
     while (Running()) {
       if (std::chrono::steady_clock::now() > deadline) {
         kill(m_nPid, SIGKILL);
