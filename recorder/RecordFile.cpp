@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <zlib.h>
 #include <zstd.h>
 
 namespace kxrec {
@@ -47,9 +48,8 @@ std::string KindText(uint32_t nKind)
 uint32_t ChunkCrc(const uint8_t* pHeader, const uint8_t* pPayload, size_t n)
 {
   // The kind and length are covered too: a damaged length must not pass for a short chunk.
-  std::vector<uint8_t> all(pHeader, pHeader + 8);
-  all.insert(all.end(), pPayload, pPayload + n);
-  return Crc32(all.data(), all.size());
+  uLong crc = crc32(0L, pHeader, 8);
+  return uint32_t(crc32_z(crc, pPayload, n));
 }
 
 } // namespace
@@ -58,24 +58,7 @@ ClRecordError::ClRecordError(uint64_t nOffset, const std::string& sWhat)
   : std::runtime_error("offset " + std::to_string(nOffset) + ": " + sWhat), m_nOffset(nOffset)
 {}
 
-uint32_t Crc32(const uint8_t* p, size_t n)
-{
-  static uint32_t table[256];
-  static const bool filled = [] {
-    for (uint32_t i = 0; i < 256; ++i) {
-      uint32_t c = i;
-      for (int k = 0; k < 8; ++k)
-        c = c & 1 ? 0xEDB88320u ^ (c >> 1) : c >> 1;
-      table[i] = c;
-    }
-    return true;
-  }();
-  (void)filled;
-  uint32_t c = 0xFFFFFFFFu;
-  for (size_t i = 0; i < n; ++i)
-    c = table[(c ^ p[i]) & 0xFF] ^ (c >> 8);
-  return c ^ 0xFFFFFFFFu;
-}
+uint32_t Crc32(const uint8_t* p, size_t n) { return uint32_t(crc32_z(0L, p, n)); }
 
 std::vector<uint8_t> DecodedData(const ClCallRecord& r)
 {
