@@ -9,7 +9,11 @@
 
 #include <boost/property_tree/ptree.hpp>
 
-void ClKX2LiveCaptureR2::CreateRoll() { m_pRoll = new ClIpAutoRoll5(); }
+void ClKX2LiveCaptureR2::CreateRoll()
+{
+  m_pRoll = new ClIpAutoRoll5();
+  m_pRoll->SetClock(&m_RollClock);
+}
 
 void ClKX2LiveCaptureR2::DeleteRoll()
 {
@@ -79,6 +83,7 @@ void ClKX2LiveCaptureR2::RollWorker()
       boost::lock_guard<boost::mutex> roll(m_RollMutex);
       // Flipped before the read ends: afterwards the trigger may write the same bitmap.
       KX2FlipRows(RawView(&*in), m_Frame);
+      m_RollClock.SetFrameTime(m_anRawFrameTimes[&*in - m_aRawBitmaps]);
       in.Release();
       m_pRoll->m_pInImage = &m_Frame;
       m_pRoll->m_pOutImage = &composite;

@@ -194,6 +194,7 @@ void ClKX2LiveCaptureR2::Trigger()
   }
   ClTpTripleWrite<ClBitmap> frame(m_RawFrames);
   const bool bOk = Device().GetImage(&*frame, nDose, 255);
+  m_anRawFrameTimes[&*frame - m_aRawBitmaps] = Device().FrameTime();
   frame.Publish();
   if (!bOk)
     LSKX2_THROW_MSG("scanner disconnected", eErrDeviceDisconnected);

@@ -16,6 +16,7 @@
 #include "model/Bitmap.h"
 #include "model/FpImage.h"
 #include "model/TpArray.h"
+#include "roll/RollClock.h"
 
 #include <boost/property_tree/ptree_fwd.hpp>
 #include <boost/thread/condition_variable.hpp>
@@ -178,7 +179,11 @@ private:
   // Owned; made with the engine and kept for its whole life.
   ClIpAutoRoll5* m_pRoll = nullptr;
   ClBitmap m_aRawBitmaps[3];
+  // The device's time of each raw frame (-1: none), written and read with its bitmap.
+  int64_t m_anRawFrameTimes[3] = {-1, -1, -1};
   ClTpTripleBuffer<ClBitmap> m_RawFrames;
+  // The roll's clock: the time of the frame it processes.
+  ClRollFrameClock m_RollClock;
   ClBitmap m_SpareBitmap;
   ClImage m_aFlipped[3];
   ClTpTripleBuffer<ClImage> m_FlippedFrames;

@@ -47,6 +47,10 @@ enum {
 };
 
 // The library's entry points, in its table order: X(name, mandatory, result, (arguments)).
+// The last one is no vendor's: the simulator and the recorder offer it, so that a roll is
+// timed by its frames and a replayed roll measures what the recorded one did. Frame time:
+// microseconds of a monotonic clock at which the last frame of the device (null: of any
+// device) was delivered, 0 before the first.
 // Entries the system never calls keep the generic int32_t () type: only their presence
 // counts, and as mandatory ones they mark the oldest library version this system works with.
 #define LSKX2_KX_ENTRY_POINTS(X)                                                                   \
@@ -99,7 +103,8 @@ enum {
   X(ftrScanGetImageSizes, false, int32_t, ())                                                      \
   X(ftrScanGetImageOfSpecificSize, false, int32_t, ())                                             \
   X(ftrScanGetImageOfSpecificSize2, false, int32_t, ())                                            \
-  X(ftrScanOpenDeviceWithIoContext, false, KXDeviceHandle, (void* pContext))
+  X(ftrScanOpenDeviceWithIoContext, false, KXDeviceHandle, (void* pContext))                       \
+  X(kxGetFrameTime, false, int32_t, (KXDeviceHandle h, int64_t * pnMicroseconds))
 
 // One slot per entry point; null when an optional one is absent.
 struct ClKXScanAPITable

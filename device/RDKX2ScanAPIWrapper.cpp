@@ -106,6 +106,10 @@ bool ClRDKX2ScanAPIWrapper::GetImage(ClBitmap* pBitmap, uint8_t nDose, uint32_t 
         !pfnGet(m_hDevice, nDose, view.Bits()))
       RaiseLibraryError(szFailure, eErrDeviceDisconnected);
   }
+  int64_t nFrameTime = -1;
+  if (KXApi()->kxGetFrameTime && !KXApi()->kxGetFrameTime(m_hDevice, &nFrameTime))
+    nFrameTime = -1;
+  m_nFrameTime.store(nFrameTime, std::memory_order_relaxed);
   if (m_nImageMode == eModeNormal) {
     // Raw frames keep whatever resolution the bitmap had.
     int32_t pels = eResolution500Dpi;

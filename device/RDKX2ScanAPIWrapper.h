@@ -17,7 +17,8 @@ public:
   // 20 normal, 21 raw; anything else -44 and the mode stays.
   void SetImageMode(int32_t nMode) override;
   // Under the device mutex: one frame of the present mode straight into the caller's
-  // 8-bit bitmap (-44 unless it has that size), then the diodes are set again.
+  // 8-bit bitmap (-44 unless it has that size), then the diodes are set again; its time
+  // is kept for FrameTime.
   bool GetImage(ClBitmap* pBitmap, uint8_t nDose, uint32_t nIgnored) override;
 
   int32_t ImageMode() const { return m_nImageMode; }

@@ -6,6 +6,7 @@
 #include "device/RDKXScanAPIQuery.h"
 #include "device/RDMVScanAPIHandleBase.h"
 
+#include <atomic>
 #include <list>
 #include <mutex>
 #include <string>
@@ -41,6 +42,9 @@ public:
   void SaveControlBytes(const uint8_t* pBlock, bool bFlag);
 
   KXDeviceHandle Device() const { return m_hDevice; }
+  // When the last frame was delivered, in microseconds of the library's clock; -1 when
+  // the library keeps no frame times (a vendor library), and the caller times by its own.
+  int64_t FrameTime() const { return m_nFrameTime.load(std::memory_order_relaxed); }
   const KXDeviceInfo& DeviceInfo() const { return m_DeviceInfo; }
 
   // Raises ClException for a failed library call: the text carries szMessage and the
@@ -72,6 +76,7 @@ protected:
   std::string m_sSerial;
   uint8_t m_nDiodeStatus1 = 0;
   uint8_t m_nDiodeStatus2 = 0;
+  std::atomic<int64_t> m_nFrameTime{-1};
   // Held for a whole exposure and for version, serial and LED operations.
   std::mutex m_Mutex;
 };

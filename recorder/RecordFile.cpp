@@ -3,9 +3,9 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <zlib.h>
 #include <zstd.h>
 
 namespace kxrec {
@@ -48,9 +48,8 @@ std::string KindText(uint32_t nKind)
 uint32_t ChunkCrc(const uint8_t* pHeader, const uint8_t* pPayload, size_t n)
 {
   // The kind and length are covered too: a damaged length must not pass for a short chunk.
-  std::vector<uint8_t> all(pHeader, pHeader + 8);
-  all.insert(all.end(), pPayload, pPayload + n);
-  return Crc32(all.data(), all.size());
+  uLong crc = crc32(0L, pHeader, 8);
+  return uint32_t(crc32_z(crc, pPayload, n));
 }
 
 } // namespace
@@ -59,24 +58,7 @@ ClRecordError::ClRecordError(uint64_t nOffset, const std::string& sWhat)
   : std::runtime_error("offset " + std::to_string(nOffset) + ": " + sWhat), m_nOffset(nOffset)
 {}
 
-uint32_t Crc32(const uint8_t* p, size_t n)
-{
-  static uint32_t table[256];
-  static const bool filled = [] {
-    for (uint32_t i = 0; i < 256; ++i) {
-      uint32_t c = i;
-      for (int k = 0; k < 8; ++k)
-        c = c & 1 ? 0xEDB88320u ^ (c >> 1) : c >> 1;
-      table[i] = c;
-    }
-    return true;
-  }();
-  (void)filled;
-  uint32_t c = 0xFFFFFFFFu;
-  for (size_t i = 0; i < n; ++i)
-    c = table[(c ^ p[i]) & 0xFF] ^ (c >> 8);
-  return c ^ 0xFFFFFFFFu;
-}
+uint32_t Crc32(const uint8_t* p, size_t n) { return uint32_t(crc32_z(0L, p, n)); }
 
 std::vector<uint8_t> DecodedData(const ClCallRecord& r)
 {
@@ -226,40 +208,28 @@ void ClRecordWriter::Store(ClJob& job)
 
 ClRecordReader::ClRecordReader(const std::string& sPath)
 {
-  // Mapped rather than read: a long session runs to gigabytes, and a replay keeps only
-  // its frames.
-  const int fd = ::open(sPath.c_str(), O_RDONLY | O_CLOEXEC);
+  // Read a chunk at a time: a long session runs to gigabytes.
+  m_nFd = ::open(sPath.c_str(), O_RDONLY | O_CLOEXEC);
   struct stat st;
-  if (fd < 0 || ::fstat(fd, &st) != 0) {
+  if (m_nFd < 0 || ::fstat(m_nFd, &st) != 0) {
     const std::string why = std::strerror(errno);
-    if (fd >= 0)
-      ::close(fd);
+    if (m_nFd >= 0)
+      ::close(m_nFd);
     throw ClRecordError(0, sPath + " cannot be read: " + why);
   }
   m_nSize = size_t(st.st_size);
-  if (m_nSize > 0) {
-    m_pMapped = ::mmap(nullptr, m_nSize, PROT_READ, MAP_PRIVATE, fd, 0);
-    if (m_pMapped == MAP_FAILED) {
-      m_pMapped = nullptr;
-      ::close(fd);
-      throw ClRecordError(0, sPath + " cannot be mapped: " + std::strerror(errno));
-    }
-  }
-  ::close(fd);
-  m_pData = static_cast<const uint8_t*>(m_pMapped);
   try {
     ReadHeader();
   } catch (...) {
-    if (m_pMapped)
-      ::munmap(m_pMapped, m_nSize);
+    ::close(m_nFd);
     throw;
   }
 }
 
 ClRecordReader::~ClRecordReader()
 {
-  if (m_pMapped)
-    ::munmap(m_pMapped, m_nSize);
+  if (m_nFd >= 0)
+    ::close(m_nFd);
 }
 
 ClRecordReader::ClRecordReader(const uint8_t* p, size_t n) : m_pData(p), m_nSize(n)
@@ -267,18 +237,85 @@ ClRecordReader::ClRecordReader(const uint8_t* p, size_t n) : m_pData(p), m_nSize
   ReadHeader();
 }
 
+const uint8_t* ClRecordReader::Bytes(size_t at, size_t n, std::vector<uint8_t>& buffer) const
+{
+  if (m_pData)
+    return m_pData + at;
+  buffer.resize(n);
+  for (size_t done = 0; done < n;) {
+    const ssize_t k = ::pread(m_nFd, buffer.data() + done, n - done, off_t(at + done));
+    if (k < 0 && errno == EINTR)
+      continue;
+    if (k <= 0)
+      throw ClRecordError(at, k == 0 ? "truncated: the file got shorter while being read"
+                                     : std::string("cannot be read: ") + std::strerror(errno));
+    done += size_t(k);
+  }
+  return buffer.data();
+}
+
 void ClRecordReader::ReadHeader()
 {
   if (m_nSize < kFileHeaderBytes)
     throw ClRecordError(0, "truncated: a header of " + std::to_string(kFileHeaderBytes) +
                                " bytes expected, the file has " + std::to_string(m_nSize));
-  if (std::memcmp(m_pData, kMagic, 8) != 0)
+  const uint8_t* h = Bytes(0, kFileHeaderBytes, m_aBuffer);
+  if (std::memcmp(h, kMagic, 8) != 0)
     throw ClRecordError(0, "no recording: the bytes \"KXREC\" expected");
-  const uint16_t version = uint16_t(Get(m_pData + 8, 2));
+  const uint16_t version = uint16_t(Get(h + 8, 2));
   if (version != kFormatVersion)
     throw ClRecordError(8, "format version " + std::to_string(kFormatVersion) +
                                " expected, found " + std::to_string(version));
   m_nPos = kFileHeaderBytes;
+}
+
+uint32_t ClRecordReader::Chunk(size_t at, std::vector<uint8_t>& buffer, const uint8_t** ppPayload,
+                               uint32_t* pnLength) const
+{
+  if (at > m_nSize || m_nSize - at < kChunkHeaderBytes)
+    throw ClRecordError(at, "truncated: a chunk header of 12 bytes expected, " +
+                                std::to_string(at > m_nSize ? 0 : m_nSize - at) + " left");
+  uint8_t h[kChunkHeaderBytes];
+  std::memcpy(h, Bytes(at, kChunkHeaderBytes, buffer), kChunkHeaderBytes);
+  const uint32_t kind = uint32_t(Get(h, 4));
+  const uint32_t length = uint32_t(Get(h + 4, 4));
+  if (length > kMaxPayload)
+    throw ClRecordError(at, "damaged: chunk \"" + KindText(kind) + "\" claims " +
+                                std::to_string(length) + " bytes");
+  if (m_nSize - at - kChunkHeaderBytes < length)
+    throw ClRecordError(at, "truncated: chunk \"" + KindText(kind) + "\" of " +
+                                std::to_string(length) + " bytes expected, " +
+                                std::to_string(m_nSize - at - kChunkHeaderBytes) + " left");
+  const uint8_t* p = Bytes(at + kChunkHeaderBytes, length, buffer);
+#ifndef KXREC_FUZZING
+  if (ChunkCrc(h, p, length) != uint32_t(Get(h + 8, 4)))
+    throw ClRecordError(at,
+                        "damaged: the checksum of chunk \"" + KindText(kind) + "\" does not match");
+#endif
+  *ppPayload = p;
+  *pnLength = length;
+  return kind;
+}
+
+void ClRecordReader::ParseCall(size_t at, const uint8_t* p, uint32_t nLength, ClCallRecord& r)
+{
+  if (nLength < kCallHeaderBytes)
+    throw ClRecordError(at, "damaged: a call of at least 68 bytes expected, the chunk has " +
+                                std::to_string(nLength));
+  r.nEntry = uint16_t(Get(p, 2));
+  r.nFlags = p[2];
+  r.nInterface = int32_t(Get(p + 4, 4));
+  r.nResult = int32_t(Get(p + 8, 4));
+  r.nLastError = uint32_t(Get(p + 12, 4));
+  r.nStartNs = int64_t(Get(p + 16, 8));
+  r.nEndNs = int64_t(Get(p + 24, 8));
+  for (int i = 0; i < 4; ++i)
+    r.aArgs[i] = int64_t(Get(p + 32 + 8 * i, 8));
+  r.nDataBytes = uint32_t(Get(p + 64, 4));
+  if (r.nDataBytes > kMaxPayload)
+    throw ClRecordError(at, "damaged: call data of " + std::to_string(r.nDataBytes) + " bytes");
+  r.aData.assign(p + kCallHeaderBytes, p + nLength);
+  r.nOffset = at;
 }
 
 bool ClRecordReader::Next(ClCallRecord& r)
@@ -287,25 +324,9 @@ bool ClRecordReader::Next(ClCallRecord& r)
     const size_t at = m_nPos;
     if (at == m_nSize)
       return false;
-    if (m_nSize - at < kChunkHeaderBytes)
-      throw ClRecordError(at, "truncated: a chunk header of 12 bytes expected, " +
-                                  std::to_string(m_nSize - at) + " left");
-    const uint8_t* h = m_pData + at;
-    const uint32_t kind = uint32_t(Get(h, 4));
-    const uint32_t length = uint32_t(Get(h + 4, 4));
-    if (length > kMaxPayload)
-      throw ClRecordError(at, "damaged: chunk \"" + KindText(kind) + "\" claims " +
-                                  std::to_string(length) + " bytes");
-    if (m_nSize - at - kChunkHeaderBytes < length)
-      throw ClRecordError(at, "truncated: chunk \"" + KindText(kind) + "\" of " +
-                                  std::to_string(length) + " bytes expected, " +
-                                  std::to_string(m_nSize - at - kChunkHeaderBytes) + " left");
-    const uint8_t* p = h + kChunkHeaderBytes;
-#ifndef KXREC_FUZZING
-    if (ChunkCrc(h, p, length) != uint32_t(Get(h + 8, 4)))
-      throw ClRecordError(at, "damaged: the checksum of chunk \"" + KindText(kind) +
-                                  "\" does not match");
-#endif
+    const uint8_t* p = nullptr;
+    uint32_t length = 0;
+    const uint32_t kind = Chunk(at, m_aBuffer, &p, &length);
     m_nPos = at + kChunkHeaderBytes + length;
     if (kind == kChunkInfo) {
       m_sInfo.assign(reinterpret_cast<const char*>(p), length);
@@ -313,25 +334,19 @@ bool ClRecordReader::Next(ClCallRecord& r)
     }
     if (kind != kChunkCall)
       continue; // a later writer's addition
-    if (length < kCallHeaderBytes)
-      throw ClRecordError(at, "damaged: a call of at least 68 bytes expected, the chunk has " +
-                                  std::to_string(length));
-    r.nEntry = uint16_t(Get(p, 2));
-    r.nFlags = p[2];
-    r.nInterface = int32_t(Get(p + 4, 4));
-    r.nResult = int32_t(Get(p + 8, 4));
-    r.nLastError = uint32_t(Get(p + 12, 4));
-    r.nStartNs = int64_t(Get(p + 16, 8));
-    r.nEndNs = int64_t(Get(p + 24, 8));
-    for (int i = 0; i < 4; ++i)
-      r.aArgs[i] = int64_t(Get(p + 32 + 8 * i, 8));
-    r.nDataBytes = uint32_t(Get(p + 64, 4));
-    if (r.nDataBytes > kMaxPayload)
-      throw ClRecordError(at, "damaged: call data of " + std::to_string(r.nDataBytes) + " bytes");
-    r.aData.assign(p + kCallHeaderBytes, p + length);
-    r.nOffset = at;
+    ParseCall(at, p, length, r);
     return true;
   }
+}
+
+void ClRecordReader::ReadAt(uint64_t nOffset, ClCallRecord& r) const
+{
+  std::vector<uint8_t> buffer;
+  const uint8_t* p = nullptr;
+  uint32_t length = 0;
+  if (Chunk(size_t(nOffset), buffer, &p, &length) != kChunkCall)
+    throw ClRecordError(nOffset, "a chunk \"CALL\" expected");
+  ParseCall(size_t(nOffset), p, length, r);
 }
 
 } // namespace kxrec

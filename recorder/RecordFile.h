@@ -108,7 +108,8 @@ private:
 class ClRecordReader
 {
 public:
-  // Maps the file; throws ClRecordError (offset 0) when it cannot be read.
+  // Opens the file, which is then read a chunk at a time; throws ClRecordError (offset 0)
+  // when it cannot be read.
   explicit ClRecordReader(const std::string& sPath);
   // Over bytes in memory (the fuzz target, tests).
   ClRecordReader(const uint8_t* p, size_t n);
@@ -120,14 +121,24 @@ public:
   // The next call; false at the end of the file. Throws ClRecordError for a damaged or
   // truncated file.
   bool Next(ClCallRecord& r);
+  // The call whose chunk starts at nOffset (a record's nOffset), checked as Next checks
+  // it. Thread-safe.
+  void ReadAt(uint64_t nOffset, ClCallRecord& r) const;
 
 private:
   void ReadHeader();
+  // Bytes [at, at + n) of the file: in memory where they lie, else read into buffer.
+  const uint8_t* Bytes(size_t at, size_t n, std::vector<uint8_t>& buffer) const;
+  // Checks the chunk at at; its kind, payload and length, and where the next one starts.
+  uint32_t Chunk(size_t at, std::vector<uint8_t>& buffer, const uint8_t** ppPayload,
+                 uint32_t* pnLength) const;
+  static void ParseCall(size_t at, const uint8_t* p, uint32_t nLength, ClCallRecord& r);
 
-  void* m_pMapped = nullptr; // the file, when read from one
-  const uint8_t* m_pData = nullptr;
+  int m_nFd = -1;                   // the file, when read from one
+  const uint8_t* m_pData = nullptr; // the bytes, when in memory
   size_t m_nSize = 0;
   size_t m_nPos = 0;
+  std::vector<uint8_t> m_aBuffer; // the chunk Next read last
   std::string m_sInfo;
 };
 

@@ -84,6 +84,8 @@ public:
     }
     for (int i = 0; i < kxsim::kEntryCount; ++i)
       m_apEntries[i] = dlsym(m_pLibrary, kxsim::EntryName(EEntry(i)));
+    m_pfnFrameTime =
+        reinterpret_cast<int (*)(void*, int64_t*)>(dlsym(m_pLibrary, "kxGetFrameTime"));
     OpenFile();
   }
 
@@ -110,6 +112,33 @@ public:
   {
     std::lock_guard<std::mutex> lock(m_Mutex);
     m_Handles.erase(h);
+    m_FrameTimes.erase(h);
+  }
+  // A frame was delivered on h at nEndNs: its time is the library's when it tells one,
+  // else the end of the call, in microseconds since the recorder started.
+  int64_t FrameDelivered(void* h, int64_t nEndNs)
+  {
+    int64_t t = -1;
+    if (m_pfnFrameTime && !m_pfnFrameTime(h, &t))
+      t = -1;
+    if (t < 0)
+      t = (nEndNs - m_nStartedNs) / 1000;
+    std::lock_guard<std::mutex> lock(m_Mutex);
+    m_FrameTimes[h] = t;
+    m_nLastFrameTime = t;
+    return t;
+  }
+  // The time of the last frame on h (null: on any device), 0 before the first; -1 for a
+  // handle not open.
+  int64_t FrameTime(void* h)
+  {
+    std::lock_guard<std::mutex> lock(m_Mutex);
+    if (!h)
+      return m_nLastFrameTime;
+    if (!m_Handles.count(h))
+      return -1;
+    auto it = m_FrameTimes.find(h);
+    return it == m_FrameTimes.end() ? 0 : it->second;
   }
   // Pixels of the frames of a device, from the size records it reported.
   void SetFrameBytes(int nInterface, bool bRaw, size_t n)
@@ -166,6 +195,10 @@ private:
   std::unique_ptr<kxrec::ClRecordWriter> m_pWriter;
   std::mutex m_Mutex;
   std::map<void*, int> m_Handles;
+  int (*m_pfnFrameTime)(void*, int64_t*) = nullptr;
+  const int64_t m_nStartedNs = NowNs();
+  std::map<void*, int64_t> m_FrameTimes;
+  int64_t m_nLastFrameTime = 0;
   std::map<std::pair<int, bool>, size_t> m_FrameBytes;
 };
 
@@ -213,10 +246,18 @@ public:
   int Interface() const { return m_Record.nInterface; }
   void SetInterface(int n) { m_Record.nInterface = n; }
 
+  // The call has returned: its end time.
+  int64_t End()
+  {
+    if (!m_Record.nEndNs)
+      m_Record.nEndNs = NowNs();
+    return m_Record.nEndNs;
+  }
+
   // Records the result and, for a success, the bytes the call exchanged.
   int Done(int nResult, const void* pData = nullptr, size_t n = 0, bool bCompress = false)
   {
-    m_Record.nEndNs = NowNs();
+    End();
     t_bOwnError = false;
     m_Record.nResult = nResult ? 1 : 0;
     if (!nResult) {
@@ -300,6 +341,8 @@ int Image(EEntry e, void* h, int nDose, void* pBuffer, bool bRaw)
   if (!fn)
     return call.Absent();
   const int rc = fn(h, nDose, pBuffer);
+  if (rc)
+    call.Arg(2, Rec().FrameDelivered(h, call.End()));
   return call.Done(rc, pBuffer, Rec().FrameBytes(call.Interface(), bRaw), true);
 }
 
@@ -433,10 +476,10 @@ KXREC_API int ftrScanSetDiodesStatus(void* h, uint8_t n1, uint8_t n2)
   return fn ? call.Done(fn(h, n1, n2)) : call.Absent();
 }
 
-// The system hands the library a 12-byte buffer for the serial.
+// The library writes 8 bytes of a serial, and a caller's buffer may hold no more.
 KXREC_API int ftrScanGetSerialNumber(void* h, void* p)
 {
-  return Out(EEntry::eGetSerialNumber, h, p, kxsim::kSerialBytesMax, h, p);
+  return Out(EEntry::eGetSerialNumber, h, p, kxsim::kSerialBytes, h, p);
 }
 
 // ---- Optional entries -----------------------------------------------------------------
@@ -569,4 +612,18 @@ KXREC_API void* ftrScanOpenDeviceWithIoContext(void* pContext)
   if (pContext)
     std::memcpy(&n, pContext, sizeof n);
   return Open(EEntry::eOpenDeviceWithIoContext, n, pContext);
+}
+
+// ---- Our own ------------------------------------------------------------------------
+
+// The frame time as the recording keeps it (the real library's, or the end of the image
+// call), so that a replay tells the caller the same. Not recorded: the image calls hold it.
+KXREC_API int kxGetFrameTime(void* h, int64_t* pnMicroseconds)
+{
+  const int64_t t = pnMicroseconds ? Rec().FrameTime(h) : -1;
+  t_bOwnError = t < 0;
+  if (t < 0)
+    return 0;
+  *pnMicroseconds = t;
+  return 1;
 }

@@ -4,7 +4,7 @@
 set -euo pipefail
 PKGS=(build-essential cmake pkg-config
       libboost-dev libboost-thread-dev libboost-date-time-dev
-      libgtest-dev libgmock-dev libpng-dev libzstd-dev "$@")
+      libgtest-dev libgmock-dev libpng-dev zlib1g-dev libzstd-dev "$@")
 missing=()
 for p in "${PKGS[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

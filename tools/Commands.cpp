@@ -6,6 +6,7 @@
 #include "tools/ScannerSession.h"
 
 #include <chrono>
+#include <dlfcn.h>
 #include <ctime>
 #include <cerrno>
 #include <cstdio>
@@ -17,6 +18,20 @@ double SteadySeconds()
 {
   using namespace std::chrono;
   return duration<double>(steady_clock::now().time_since_epoch()).count();
+}
+
+double FrameClockSeconds()
+{
+  using FnFrameTime = int (*)(void*, int64_t*);
+  static const FnFrameTime pfnFrameTime = [] {
+    // The library the SDK loaded, found rather than loaded again; kept for good.
+    void* h = dlopen("libkxScanAPI.so", RTLD_LAZY | RTLD_LOCAL | RTLD_NOLOAD);
+    return h ? reinterpret_cast<FnFrameTime>(dlsym(h, "kxGetFrameTime")) : nullptr;
+  }();
+  int64_t nMicroseconds = 0;
+  if (pfnFrameTime && pfnFrameTime(nullptr, &nMicroseconds))
+    return double(nMicroseconds) / 1e6;
+  return SteadySeconds();
 }
 
 void Fail(const std::string& what, int32_t nCode)
@@ -222,7 +237,7 @@ int OpenForCaptures(ClScannerSession& session, const ClCliOptions& o)
 int RunCaptures(const ClCliOptions& o, const std::atomic<bool>& bStop, bool bTerminal)
 {
   ClProgressLine progress(stdout, bTerminal);
-  ClScannerSession session(bStop, progress, &SteadySeconds);
+  ClScannerSession session(bStop, progress, &SteadySeconds, &FrameClockSeconds);
   if (int status = OpenForCaptures(session, o))
     return status;
   int32_t rc = 0;

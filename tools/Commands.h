@@ -20,6 +20,10 @@ int RunCaptures(const ClCliOptions& options, const std::atomic<bool>& bStop, boo
 int RunView(const ClCliOptions& options, const std::atomic<bool>& bStop);
 
 double SteadySeconds();
+// The device library's frame clock when it keeps one (the simulator and the recorder do):
+// the time of its last frame, so that a replayed capture lasts what the recorded one did.
+// Otherwise the steady clock. Asked once the SDK has loaded the library.
+double FrameClockSeconds();
 // "lskx2: WHAT: CODE TEXT" on standard error.
 void Fail(const std::string& what, int32_t nCode);
 // Explains why no scanner could be opened; returns the exit status.

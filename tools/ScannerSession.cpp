@@ -44,8 +44,9 @@ std::vector<std::string> AttachedScanners(int32_t* pnCode)
 }
 
 ClScannerSession::ClScannerSession(const std::atomic<bool>& bStop, ClProgressLine& progress,
-                                   FnNow pfnNow)
-  : m_bStop(bStop), m_Progress(progress), m_pfnNow(pfnNow)
+                                   FnNow pfnNow, FnNow pfnCaptureClock)
+  : m_bStop(bStop), m_Progress(progress), m_pfnNow(pfnNow),
+    m_pfnCaptureClock(pfnCaptureClock ? pfnCaptureClock : pfnNow)
 {}
 
 int32_t ClScannerSession::Open(const std::string& name)
@@ -323,7 +324,7 @@ int32_t ClScannerSession::Triggered(ClCaptureRecord* r)
 int32_t ClScannerSession::Capture(uint32_t nMode, const std::string& label, const ClCliOptions& o,
                                   ClCaptureRecord* r)
 {
-  const double start = m_pfnNow();
+  const double start = m_pfnNow(), clockStart = m_pfnCaptureClock();
   r->m_sMode = ModeName(nMode);
   r->m_sScanner = m_sName;
   int32_t rc = SetMode(nMode);
@@ -359,7 +360,7 @@ int32_t ClScannerSession::Capture(uint32_t nMode, const std::string& label, cons
       r->m_bFinger = finger != 0;
     }
   m_Progress.End();
-  r->m_dSeconds = m_pfnNow() - start;
+  r->m_dSeconds = m_pfnCaptureClock() - clockStart;
   if (rc == nInterrupted)
     return rc;
   r->m_nResult = rc;

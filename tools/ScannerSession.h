@@ -33,7 +33,9 @@ class ClScannerSession
 public:
   using FnNow = double (*)(); // seconds on a steady clock
 
-  ClScannerSession(const std::atomic<bool>& bStop, ClProgressLine& progress, FnNow pfnNow);
+  // pfnNow paces the loops; pfnCaptureClock (null: pfnNow) times a capture for its record.
+  ClScannerSession(const std::atomic<bool>& bStop, ClProgressLine& progress, FnNow pfnNow,
+                   FnNow pfnCaptureClock = nullptr);
   ~ClScannerSession() { Close(); }
   ClScannerSession(const ClScannerSession&) = delete;
   ClScannerSession& operator=(const ClScannerSession&) = delete;
@@ -92,6 +94,7 @@ private:
   ClProgressLine& m_Progress;
   ClFrameSink* m_pSink = nullptr;
   FnNow m_pfnNow;
+  FnNow m_pfnCaptureClock;
   LS_KX2_HANDLE m_hScanner = nullptr;
   std::string m_sName;
   uint32_t m_nMode = ~0u; // none set yet

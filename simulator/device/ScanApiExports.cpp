@@ -143,36 +143,41 @@ void* Open(int nInterface, EEntry e)
 int Image(void* h, int nDose, void* pBuffer, bool bRaw, EEntry e)
 {
   const auto start = std::chrono::steady_clock::now();
-  ClFrameTiming timing;
-  std::chrono::steady_clock::time_point replayUntil{};
-  bool replayed = false;
+  const int nIntervalMs = Lib().FrameIntervalMs();
+  const bool bAsRecorded = !Lib().FrameIntervalGiven(); // a replay keeps the recorded pace
+  std::chrono::steady_clock::time_point due = start;    // when the frame is delivered
   {
     ClDeviceCall call(h, e);
     if (call.Error())
       return Fail(call.Error());
     if (!pBuffer)
       return Fail(kErrInvalidParameter);
-    const uint32_t err = call.Device().Image(bRaw, nDose & 0xFF, static_cast<uint8_t*>(pBuffer));
+    ClSimDevice& d = call.Device();
+    const uint32_t err = d.Image(bRaw, nDose & 0xFF, static_cast<uint8_t*>(pBuffer));
     if (err)
       return Fail(err);
-    timing = call.Device().Config().script.TimingAt(call.Device().Frames() - 1);
-    if (const ClReplayFrame* f = call.Device().Replayed()) {
+    const ClReplayFrame* f = d.Replayed();
+    if (f && bAsRecorded) {
       // Frames of a replay come as far apart as they came when recorded.
-      auto& last = call.Device().ReplayedAt();
+      auto& last = d.ReplayedAt();
       const auto gap = std::chrono::microseconds(f->nGapUs);
-      replayUntil = last.time_since_epoch().count() ? std::max(last + gap, start) : start + gap;
-      last = replayUntil;
-      replayed = true;
+      due = last.time_since_epoch().count() ? std::max(last + gap, start) : start + gap;
+      last = due;
+    } else {
+      // An exposure takes its time; the device lock is not held while waiting.
+      due = start + std::chrono::milliseconds(std::max(
+                        0, d.Config().script.TimingAt(d.Frames() - 1).IntervalMs(nIntervalMs)));
     }
+    // The frame's time; a replay's frames in order have the time the recording was told.
+    int64_t t = Lib().ClockMicroseconds(due) + d.ClockOffset();
+    if (f && bAsRecorded && d.ReplayedInOrder()) {
+      d.ClockOffset() += f->nTimeUs - t;
+      t = f->nTimeUs;
+    }
+    d.FrameTime() = std::max(t, d.FrameTime());
+    Lib().SetLastFrameTime(d.FrameTime());
   }
-  if (replayed && !Lib().FrameIntervalGiven()) {
-    std::this_thread::sleep_until(replayUntil);
-    return Succeed();
-  }
-  // An exposure takes its time; the device lock is not held while waiting.
-  const int interval = timing.IntervalMs(Lib().FrameIntervalMs());
-  if (interval > 0)
-    std::this_thread::sleep_until(start + std::chrono::milliseconds(interval));
+  std::this_thread::sleep_until(due);
   return Succeed();
 }
 
@@ -525,6 +530,26 @@ KXSIM_API void* ftrScanOpenDeviceWithIoContext(void* pContext)
   return Open(n, EEntry::eOpenDeviceWithIoContext);
 }
 #endif
+
+// ---- Our own ------------------------------------------------------------------------
+
+// When the last frame of the device (null: of any device) was delivered, in microseconds
+// since the library started; the SDK times a roll by it.
+KXSIM_API int kxGetFrameTime(void* h, int64_t* pnMicroseconds)
+{
+  if (!pnMicroseconds)
+    return Fail(kErrInvalidParameter);
+  if (!h) {
+    *pnMicroseconds = Lib().LastFrameTime();
+    return Succeed();
+  }
+  std::shared_ptr<ClSimDevice> d = Lib().Resolve(h);
+  if (!d)
+    return Fail(kErrInvalidHandle);
+  std::lock_guard<std::mutex> lock(d->Mutex());
+  *pnMicroseconds = d->FrameTime();
+  return Succeed();
+}
 
 // ---- Inspection and control -----------------------------------------------------------
 

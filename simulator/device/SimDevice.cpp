@@ -62,15 +62,18 @@ uint32_t ClSimDevice::Image(bool bRaw, int nDose, uint8_t* pOut)
   if (f) {
     std::vector<uint8_t> pixels;
     try {
-      pixels = kxrec::DecodedData(f->record);
+      pixels = m_Config.pReplay->Pixels(*f);
     } catch (const kxrec::ClRecordError&) {
-      return kErrInvalidData; // the reader passed the file, so this is a writer's fault
+      return kErrInvalidData; // the file passed when loaded: a writer's fault, or changed since
     }
     const int64_t need = bRaw ? int64_t(m_Config.nRawWidth) * m_Config.nRawHeight
                               : int64_t(m_Config.nNormalWidth) * m_Config.nNormalHeight;
     std::memcpy(pOut, pixels.data(), size_t(std::min<int64_t>(need, int64_t(pixels.size()))));
     m_nFrames += skipped;
     m_pReplayed = f;
+    const int64_t index = f - m_Config.pReplay->aFrames.data();
+    m_bReplayedInOrder = index > m_nReplayedUpTo;
+    m_nReplayedUpTo = std::max(m_nReplayedUpTo, index);
   } else {
     Peek(m_nFrames, bRaw, nDose, EOrientation::eDevice, pOut);
   }

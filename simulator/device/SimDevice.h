@@ -46,8 +46,14 @@ public:
   int LastMode() const { return m_nLastMode; }
   // The recorded frame the last image came from, null when it was rendered.
   const ClReplayFrame* Replayed() const { return m_pReplayed; }
+  // Whether that frame is the recording's next one rather than one delivered again.
+  bool ReplayedInOrder() const { return m_bReplayedInOrder; }
   // When the last replayed frame was handed out, as the pace of a replay counts it.
   std::chrono::steady_clock::time_point& ReplayedAt() { return m_ReplayedAt; }
+  // The device's frame clock, in microseconds of the library's: when its last frame was
+  // delivered (0 before the first), and how far a replay has set it from the library's.
+  int64_t& FrameTime() { return m_nFrameTime; }
+  int64_t& ClockOffset() { return m_nClockOffset; }
 
   void SetDiodes(uint8_t n1, uint8_t n2) { m_aDiodes = {{n1, n2}}; }
   const std::array<uint8_t, 2>& Diodes() const { return m_aDiodes; }
@@ -80,6 +86,10 @@ private:
   std::vector<uint8_t> m_aMemory;
   int m_nOpenHandles = 0;
   const ClReplayFrame* m_pReplayed = nullptr;
+  bool m_bReplayedInOrder = false;
+  int64_t m_nReplayedUpTo = -1; // the last frame of the recording delivered in order
+  int64_t m_nFrameTime = 0;
+  int64_t m_nClockOffset = 0;
   std::chrono::steady_clock::time_point m_ReplayedAt{};
 };
 

@@ -16,6 +16,11 @@ ClSimLibrary::ClSimLibrary(const std::array<uint16_t, 4>& aDefaultLibrary)
   : m_aDefaultLibrary(aDefaultLibrary)
 {}
 
+int64_t ClSimLibrary::ClockMicroseconds(std::chrono::steady_clock::time_point t) const
+{
+  return std::chrono::duration_cast<std::chrono::microseconds>(t - m_Started).count();
+}
+
 void ClSimLibrary::Broken(const std::string& sMessage)
 {
   m_bUsable = false;

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -53,6 +54,12 @@ public:
   std::shared_ptr<ClSimDevice> Resolve(void* h);
   std::shared_ptr<ClSimDevice> RemoveHandle(void* h);
 
+  // The frame clock: microseconds since the library started, and when the last frame of
+  // any device was delivered (0 before the first).
+  int64_t ClockMicroseconds(std::chrono::steady_clock::time_point t) const;
+  int64_t LastFrameTime() const { return m_nLastFrameTime.load(); }
+  void SetLastFrameTime(int64_t n) { m_nLastFrameTime.store(n); }
+
   void SetGlobalOption(int32_t nOption, uint32_t nValue);
   bool GlobalOption(int32_t& nOption, uint32_t& nValue);
 
@@ -77,6 +84,8 @@ private:
   std::map<void*, std::unique_ptr<ClHandle>> m_Handles;
   std::array<std::atomic<uint64_t>, kEntryCount> m_aCalls{};
   std::array<int64_t, kEntryCount> m_aGlobalCalls{};
+  const std::chrono::steady_clock::time_point m_Started = std::chrono::steady_clock::now();
+  std::atomic<int64_t> m_nLastFrameTime{0};
   bool m_bGlobalOption = false;
   int32_t m_nGlobalOption = 0;
   uint32_t m_nGlobalValue = 0;

@@ -12,32 +12,6 @@ namespace kxsim {
 
 namespace {
 
-std::vector<kxrec::ClCallRecord> ReadAll(const std::string& sPath, const std::string& sWhere)
-{
-  std::vector<kxrec::ClCallRecord> calls;
-  try {
-    kxrec::ClRecordReader reader(sPath);
-    kxrec::ClCallRecord r;
-    while (reader.Next(r))
-      calls.push_back(r);
-  } catch (const kxrec::ClRecordError& e) {
-    json::Fail(sWhere, sPath + ": " + e.what());
-  }
-  return calls;
-}
-
-int ChooseInterface(const std::vector<kxrec::ClCallRecord>& calls, int nWanted)
-{
-  int first = -1;
-  for (const kxrec::ClCallRecord& r : calls) {
-    if (r.nInterface == nWanted)
-      return nWanted;
-    if (r.nInterface >= 0 && first < 0)
-      first = r.nInterface;
-  }
-  return first;
-}
-
 template <class T>
 bool Data(const kxrec::ClCallRecord& r, T& out)
 {
@@ -116,20 +90,64 @@ const ClReplayFrame* ClReplay::Pick(uint64_t n, bool bRaw, bool bLoop, uint64_t*
   return nullptr;
 }
 
+std::vector<uint8_t> ClReplay::Pixels(const ClReplayFrame& f) const
+{
+  kxrec::ClCallRecord r;
+  m_pReader->ReadAt(f.nOffset, r);
+  return kxrec::DecodedData(r);
+}
+
+namespace {
+
+// What one recorded device comes to, gathered in the one pass over the file.
+struct ClRecordedDevice
+{
+  ClDeviceConfig d;
+  std::shared_ptr<ClReplay> pReplay;
+  std::map<EEntry, int64_t> counts;
+  bool bControl = false, bGone = false;
+  int64_t nLastEnd = -1;
+};
+
+void TakeCall(const kxrec::ClCallRecord& r, ClRecordedDevice& dev)
+{
+  const EEntry e = EEntry(r.nEntry);
+  const int64_t index = dev.counts[e]++;
+  TakeIdentity(r, dev.d, &dev.bControl);
+  if (IsImage(e) && r.nResult) {
+    ClReplayFrame f;
+    f.bRaw = e == EEntry::eGetRawImageByVariableDose;
+    f.nGapUs = (r.nEndNs - (dev.nLastEnd < 0 ? r.nStartNs : dev.nLastEnd)) / 1000;
+    // Recordings without the frame time told: the end of the call.
+    f.nTimeUs = r.aArgs[2] ? r.aArgs[2] : r.nEndNs / 1000;
+    f.nOffset = r.nOffset;
+    dev.nLastEnd = r.nEndNs;
+    dev.pReplay->aFrames.push_back(f);
+  } else if (IsImage(e) && r.nLastError == kErrBusy) {
+    // From here on the device was gone: the simulator's own disconnection follows.
+    dev.d.nDisconnectAtFrame = int64_t(dev.pReplay->aFrames.size());
+    dev.bGone = true;
+  } else if (!r.nResult) {
+    dev.d.aFaults.push_back(ClFault{e, index, 1, r.nLastError, false});
+  }
+}
+
+} // namespace
+
 void ApplyRecording(const std::string& sPath, const std::string& sWhere, ClDeviceConfig& d,
                     std::vector<ClFault>* pGlobal)
 {
-  const std::vector<kxrec::ClCallRecord> calls = ReadAll(sPath, sWhere);
-  const int iface = ChooseInterface(calls, d.nInterface);
-  if (iface < 0)
-    json::Fail(sWhere, sPath + ": the recording holds no device");
-  auto replay = std::make_shared<ClReplay>();
-  d.ext.aContent.clear();
-  std::map<EEntry, int64_t> counts, global;
-  bool control = false, gone = false;
-  int64_t lastEnd = -1;
+  // Every recorded device is gathered, without its frames' pixels, and d becomes the one on
+  // its interface or the first.
+  ClDeviceConfig base = d;
+  base.ext.aContent.clear();
+  std::map<int, ClRecordedDevice> devices;
+  int first = -1;
+  std::map<EEntry, int64_t> global;
   try {
-    for (const kxrec::ClCallRecord& r : calls) {
+    auto reader = std::make_shared<kxrec::ClRecordReader>(sPath);
+    kxrec::ClCallRecord r;
+    while (reader->Next(r)) {
       if (r.nEntry >= kEntryCount)
         continue;
       const EEntry e = EEntry(r.nEntry);
@@ -140,37 +158,37 @@ void ApplyRecording(const std::string& sPath, const std::string& sWhere, ClDevic
           pGlobal->push_back(ClFault{e, index, 1, r.nLastError, false});
         ClVersionRecord v;
         if (e == EEntry::eGetVersion && Data(r, v)) {
-          std::copy(v.aLibrary, v.aLibrary + 4, d.aLibrary.begin());
-          d.bOwnLibraryVersion = true;
+          std::copy(v.aLibrary, v.aLibrary + 4, base.aLibrary.begin());
+          base.bOwnLibraryVersion = true;
+          for (auto& kv : devices) {
+            std::copy(v.aLibrary, v.aLibrary + 4, kv.second.d.aLibrary.begin());
+            kv.second.d.bOwnLibraryVersion = true;
+          }
         }
         continue;
       }
-      if (r.nInterface != iface || gone)
-        continue;
-      const int64_t index = counts[e]++;
-      TakeIdentity(r, d, &control);
-      if (IsImage(e) && r.nResult) {
-        ClReplayFrame f;
-        f.bRaw = e == EEntry::eGetRawImageByVariableDose;
-        f.nGapUs = (r.nEndNs - (lastEnd < 0 ? r.nStartNs : lastEnd)) / 1000;
-        lastEnd = r.nEndNs;
-        f.record = r;
-        replay->aFrames.push_back(std::move(f));
-      } else if (IsImage(e) && r.nLastError == kErrBusy) {
-        // From here on the device was gone: the simulator's own disconnection follows.
-        d.nDisconnectAtFrame = int64_t(replay->aFrames.size());
-        gone = true;
-      } else if (!r.nResult) {
-        d.aFaults.push_back(ClFault{e, index, 1, r.nLastError, false});
+      auto it = devices.find(r.nInterface);
+      if (it == devices.end()) {
+        ClRecordedDevice dev;
+        dev.d = base;
+        dev.pReplay = std::make_shared<ClReplay>(reader);
+        it = devices.emplace(r.nInterface, std::move(dev)).first;
+        first = first < 0 ? r.nInterface : first;
       }
+      if (!it->second.bGone)
+        TakeCall(r, it->second);
     }
   } catch (const kxrec::ClRecordError& e) {
     json::Fail(sWhere, sPath + ": " + e.what());
   }
+  if (first < 0)
+    json::Fail(sWhere, sPath + ": the recording holds no device");
+  ClRecordedDevice& chosen = devices.count(d.nInterface) ? devices[d.nInterface] : devices[first];
+  d = chosen.d;
   if (!d.ext.aContent.empty())
     d.ext.nSize = std::max(d.ext.nSize, int(d.ext.aContent.size()));
   d.script.SetLoop(false);
-  d.pReplay = replay;
+  d.pReplay = chosen.pReplay;
 }
 
 } // namespace kxsim

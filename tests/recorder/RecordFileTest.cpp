@@ -75,6 +75,13 @@ TEST(RecordFile, ReadsBackWhatWasWritten)
   EXPECT_EQ(r.nLastError, 121u);
   EXPECT_TRUE(kxrec::DecodedData(r).empty());
   EXPECT_FALSE(reader.Next(r));
+  // A replay reads its frames again by their offset.
+  kxrec::ClCallRecord again;
+  const uint64_t first = kxrec::kFileHeaderBytes + kxrec::kChunkHeaderBytes + 18;
+  reader.ReadAt(first, again);
+  EXPECT_EQ(kxrec::DecodedData(again), frame);
+  EXPECT_THROW(reader.ReadAt(kxrec::kFileHeaderBytes, again), kxrec::ClRecordError); // the info
+  EXPECT_THROW(reader.ReadAt(first + 1, again), kxrec::ClRecordError);
 }
 
 // Reads a damaged copy to the end; the message of the failure, "" when none.

@@ -213,14 +213,28 @@ TEST_F(SimDevice, ConcurrentCallersEachGetTheirFrames)
   EXPECT_EQ(State().nFrames, 32u);
 }
 
+// The frame times, which the SDK times a roll by, follow the pace too.
 TEST_F(SimDevice, PacingMakesAnImageCallLastTheFrameInterval)
 {
+  using FnFrameTime = int (*)(void*, int64_t*);
+  const auto frameTime = Scan<FnFrameTime>("kxGetFrameTime");
+  int64_t before = -1, last = -1, any = -1;
+  ASSERT_EQ(frameTime(m_h, &before), 1);
+  EXPECT_EQ(before, 0); // no frame yet
   ScanLib().Fn<KXSIM_SETFRAMEINTERVAL>("kxsimSetFrameInterval")(25);
   std::vector<uint8_t> frame(800 * 750);
   const auto start = std::chrono::steady_clock::now();
-  for (int k = 0; k < 3; ++k)
+  for (int k = 0; k < 3; ++k) {
     ASSERT_EQ(Scan<FnImage>("ftrScanGetImage")(m_h, 2, frame.data()), 1);
+    int64_t t = 0;
+    ASSERT_EQ(frameTime(m_h, &t), 1);
+    EXPECT_GE(t - before, k ? 25000 : 1) << k;
+    before = last = t;
+  }
   const auto spent = std::chrono::steady_clock::now() - start;
+  ASSERT_EQ(frameTime(nullptr, &any), 1);
+  EXPECT_EQ(any, last);
+  EXPECT_EQ(frameTime(m_h, nullptr), 0);
   ScanLib().Fn<KXSIM_SETFRAMEINTERVAL>("kxsimSetFrameInterval")(0);
   EXPECT_GE(std::chrono::duration_cast<std::chrono::milliseconds>(spent).count(), 75);
 }

@@ -1,5 +1,6 @@
 // lskx2 run as a user runs it, on the simulator, with scripted scanners.
 #include "ToolFiles.h"
+#include "tests/common/Lskx2Launch.h"
 #include "tools/ReportHtml.h"
 
 #include <boost/property_tree/json_parser.hpp>
@@ -7,18 +8,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <filesystem>
 #include <cmath>
 #include <cstring>
-#include <fcntl.h>
 #include <csignal>
 #include <functional>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <thread>
-
-extern char** environ;
 
 namespace {
 
@@ -30,73 +25,27 @@ struct ProgramRun
   std::string sOut, sErr;
 };
 
-class Lskx2Program : public ::testing::Test
+class Lskx2Program : public ClLskx2Fixture
 {
 protected:
-  void SetUp() override
-  {
-    m_sDir = MakeTempDir();
-    ASSERT_FALSE(m_sDir.empty());
-  }
-  void TearDown() override
-  {
-    if (!HasFailure())
-      RemoveDir(m_sDir);
-  }
-
   // Runs lskx2 with a simulator configuration (none: the built-in one) and its own claim
   // folder; pfnDuring is called with the process id every 50 ms while it runs.
   ProgramRun Start(std::vector<std::string> args, const std::string& config,
                    std::function<void(pid_t, const std::string&)> pfnDuring = nullptr,
                    const std::vector<std::string>& extraEnv = {})
   {
-    const char* bin = std::getenv("LSKX2_BIN_DIR");
-    args.insert(args.begin(), std::string(bin ? bin : ".") + "/lskx2");
-    std::vector<std::string> env;
-    for (char** e = environ; *e; ++e)
-      if (std::strncmp(*e, "KXSIM_", 6) && std::strncmp(*e, "XDG_RUNTIME_DIR=", 16) &&
-          std::strncmp(*e, "VELTRANO_SDK_LOG", 16))
-        env.push_back(*e);
-    env.push_back("XDG_RUNTIME_DIR=" + m_sDir);
-    env.push_back("VELTRANO_SDK_LOCK_DIR=" + m_sDir);
-    env.insert(env.end(), extraEnv.begin(), extraEnv.end());
-    if (!config.empty()) {
-      std::ofstream(m_sDir + "/config.json") << config;
-      env.push_back("KXSIM_CONFIG=" + m_sDir + "/config.json");
-    }
-    std::vector<char*> argv, envp;
-    for (std::string& a : args)
-      argv.push_back(&a[0]);
-    for (std::string& e : env)
-      envp.push_back(&e[0]);
-    argv.push_back(nullptr);
-    envp.push_back(nullptr);
     // Runs may overlap: each has its own output files.
     const std::string n = std::to_string(++m_nRuns);
     const std::string out = m_sDir + "/stdout" + n, err = m_sDir + "/stderr" + n;
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    pid_t pid = 0;
     ProgramRun run;
-    int rc = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data());
-    posix_spawn_file_actions_destroy(&actions);
-    if (rc != 0)
+    ClChildProcess p;
+    if (!Launch(p, args, config, out, err, extraEnv))
       return run;
-    int status = 0;
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(240);
-    while (waitpid(pid, &status, WNOHANG) == 0) {
-      if (std::chrono::steady_clock::now() > deadline) {
-        kill(pid, SIGKILL);
-        waitpid(pid, &status, 0);
-        break;
-      }
+    const pid_t pid = p.Pid();
+    run.nStatus = p.Wait(240, [&] {
       if (pfnDuring)
         pfnDuring(pid, ReadText(out));
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    run.nStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    });
     run.sOut = ReadText(out);
     run.sErr = ReadText(err);
     return run;
@@ -111,7 +60,6 @@ protected:
 
   std::string Out() const { return m_sDir + "/out"; }
 
-  std::string m_sDir;
   std::atomic<int> m_nRuns{0};
 };
 

@@ -1,5 +1,6 @@
 // lskx2 view on the simulator, seen by test clients and by a headless browser.
 #include "ToolFiles.h"
+#include "tests/common/Lskx2Launch.h"
 
 #include <boost/asio/connect.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -14,18 +15,13 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <thread>
 #include <algorithm>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <sstream>
-
-extern char** environ;
 
 namespace {
 
@@ -36,59 +32,6 @@ namespace websocket = beast::websocket;
 namespace pt = boost::property_tree;
 using tcp = asio::ip::tcp;
 using Clock = std::chrono::steady_clock;
-
-// Starts a program with stdout and stderr in files; kills it on destruction.
-struct Process
-{
-  pid_t nPid = 0;
-  int nStatus = -1;
-
-  bool Start(std::vector<std::string> args, const std::vector<std::string>& extraEnv,
-             const std::string& out)
-  {
-    std::vector<std::string> env;
-    for (char** e = environ; *e; ++e)
-      if (std::strncmp(*e, "KXSIM_", 6) && std::strncmp(*e, "XDG_RUNTIME_DIR=", 16))
-        env.push_back(*e);
-    env.insert(env.end(), extraEnv.begin(), extraEnv.end());
-    std::vector<char*> argv, envp;
-    for (std::string& a : args)
-      argv.push_back(&a[0]);
-    for (std::string& e : env)
-      envp.push_back(&e[0]);
-    argv.push_back(nullptr);
-    envp.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_adddup2(&actions, 1, 2);
-    int rc = posix_spawnp(&nPid, argv[0], &actions, nullptr, argv.data(), envp.data());
-    posix_spawn_file_actions_destroy(&actions);
-    return rc == 0;
-  }
-  // Waits up to nSeconds for the exit, then kills it; the exit status, -1 when killed.
-  int Wait(int nSeconds)
-  {
-    if (nPid <= 0)
-      return nStatus;
-    int status = 0;
-    for (int i = 0; i < nSeconds * 10 && waitpid(nPid, &status, WNOHANG) == 0; ++i)
-      std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    if (waitpid(nPid, &status, WNOHANG) == 0) {
-      kill(nPid, SIGKILL);
-      waitpid(nPid, &status, 0);
-    }
-    nPid = 0;
-    return nStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-  int Stop(int nSignal)
-  {
-    if (nPid > 0)
-      kill(nPid, nSignal);
-    return Wait(30);
-  }
-  ~Process() { Stop(SIGKILL); }
-};
 
 // Shuts a socket down after a while, so that no blocking read waits for ever.
 class Watchdog
@@ -220,7 +163,7 @@ std::string Quote(const std::string& text)
 // Headless Chromium, driven over its automation WebSocket.
 struct Browser
 {
-  Process process;
+  ClChildProcess process;
   Socket socket;
   std::string sSession;
   int nNext = 1;
@@ -302,41 +245,15 @@ struct Browser
   }
 };
 
-class Lskx2View : public ::testing::Test
+class Lskx2View : public ClLskx2Fixture
 {
 protected:
-  void SetUp() override
-  {
-    m_sDir = MakeTempDir();
-    ASSERT_FALSE(m_sDir.empty());
-  }
-  void TearDown() override
-  {
-    if (!HasFailure())
-      RemoveDir(m_sDir);
-  }
-
-  // Runs a program of the build with its own scanner claim; the config file when given.
-  bool Launch(Process& p, std::vector<std::string> args, const std::string& config,
-              const std::string& log)
-  {
-    const char* bin = std::getenv("LSKX2_BIN_DIR");
-    args.insert(args.begin(), std::string(bin ? bin : ".") + "/lskx2");
-    std::vector<std::string> env = {"XDG_RUNTIME_DIR=" + m_sDir, "VELTRANO_SDK_LOCK_DIR=" + m_sDir};
-    if (!config.empty()) {
-      std::ofstream(m_sDir + "/config.json") << config;
-      env.push_back("KXSIM_CONFIG=" + m_sDir + "/config.json");
-    }
-    return p.Start(args, env, m_sDir + "/" + log);
-  }
-
   // Starts the view and returns its port once it says where it listens (0 if it never does).
-  int StartView(Process& view, const std::string& config)
+  int StartView(ClChildProcess& view, const std::string& config)
   {
-    if (!Launch(view, {"view", "--out", m_sDir + "/view"}, config, "view.log"))
+    if (!Launch(view, {"view", "--out", m_sDir + "/view"}, config, m_sDir + "/view.log"))
       return 0;
-    int status = 0;
-    for (int i = 0; i < 300 && waitpid(view.nPid, &status, WNOHANG) == 0; ++i) {
+    for (int i = 0; i < 300 && view.Running(); ++i) {
       std::string out = ReadText(m_sDir + "/view.log");
       size_t at = out.find("view: http://127.0.0.1:");
       if (at != std::string::npos && out.find('\n', at) != std::string::npos)
@@ -345,13 +262,11 @@ protected:
     }
     return 0;
   }
-
-  std::string m_sDir;
 };
 
 TEST_F(Lskx2View, BadRequestsAndSlowViewersLeaveOthersAlone)
 {
-  Process view;
+  ClChildProcess view;
   const int port = StartView(view, ""); // the built-in looping script, 30 ms a frame
   ASSERT_GT(port, 0) << ReadText(m_sDir + "/view.log");
   Socket good;
@@ -420,7 +335,7 @@ const char* const szRestThenRoll =
 
 TEST_F(Lskx2View, BrowserSeesThePreviewAndRollsAsTheProgramDoes)
 {
-  Process view;
+  ClChildProcess view;
   const int port = StartView(view, szRestThenRoll);
   ASSERT_GT(port, 0) << ReadText(m_sDir + "/view.log");
   Browser browser;
@@ -441,9 +356,9 @@ TEST_F(Lskx2View, BrowserSeesThePreviewAndRollsAsTheProgramDoes)
   EXPECT_EQ(browser.Eval("viewStats.result.name + ' ' + viewStats.result.code"), "roll_1 0");
   EXPECT_EQ(view.Stop(SIGINT), 0);
 
-  Process roll;
+  ClChildProcess roll;
   ASSERT_TRUE(Launch(roll, {"roll", "--shift-areas", "--out", m_sDir + "/roll", "--timeout", "300"},
-                     szRestThenRoll, "roll.log"));
+                     szRestThenRoll, m_sDir + "/roll.log"));
   EXPECT_EQ(roll.Wait(120), 0) << ReadText(m_sDir + "/roll.log");
   PngFile viewed, rolled;
   ASSERT_TRUE(viewed.Read(m_sDir + "/view/roll_1.png"));
