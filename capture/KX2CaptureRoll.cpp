@@ -47,6 +47,13 @@ void ClKX2LiveCaptureR2::SetRollMergeMode(int32_t n)
   m_pRoll->m_nMergeMode = n;
 }
 
+int32_t ClKX2LiveCaptureR2::TakeRollResult()
+{
+  boost::lock_guard<boost::mutex> result(m_ResultMutex);
+  m_nState = eStateNone;
+  return m_nRollResult;
+}
+
 void ClKX2LiveCaptureR2::RollDiagnostics(boost::property_tree::ptree& tree)
 {
   m_pRoll->GetDiagnostics(tree);
@@ -89,20 +96,18 @@ void ClKX2LiveCaptureR2::RollWorker()
         m_nState = eStateMoving;
         break;
       case ClIpAutoRoll5::eFinished: {
-        int32_t nSeen = m_nState;
-        if (nSeen != eStateNone) {
-          uint32_t nUsed;
-          {
-            boost::lock_guard<boost::mutex> result(m_ResultMutex);
+        {
+          // Under the result lock, as TakeRollResult: a result taken meanwhile set the
+          // state idle, and it is reported once.
+          boost::lock_guard<boost::mutex> result(m_ResultMutex);
+          if (m_nState != eStateNone) {
             histogram.Create(m_Result);
-            nUsed = histogram.UsedBins();
+            const uint32_t nUsed = histogram.UsedBins();
+            // A composite of one grey value holds no finger: no result to report.
+            if (nUsed >= 2)
+              m_nRollResult = m_pRoll->GetResultCode();
+            m_nState = nUsed < 2 ? eStateNone : eStateStable;
           }
-          // A composite of one grey value holds no finger: no result to report.
-          if (nUsed >= 2)
-            m_nRollResult = m_pRoll->GetResultCode();
-          // Only from the state seen: a caller that set idle meanwhile has taken the
-          // result, and it is reported once.
-          m_nState.compare_exchange_strong(nSeen, nUsed < 2 ? eStateNone : eStateStable);
         }
         UpdateCondition(judge.ConditionSample(m_Frame));
         break;

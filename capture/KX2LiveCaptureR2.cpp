@@ -82,12 +82,17 @@ ClKX2LiveCaptureR2::~ClKX2LiveCaptureR2()
   DeleteRoll();
 }
 
+void ClKX2LiveCaptureR2::SetDevice(ClRDMVScanAPIHandleBase* pDevice)
+{
+  ClMVLiveCaptureBase::SetDevice(pDevice);
+  m_pKXDevice = dynamic_cast<ClRDKXScanAPIWrapper*>(pDevice);
+}
+
 ClRDKXScanAPIWrapper& ClKX2LiveCaptureR2::Device() const
 {
-  ClRDKXScanAPIWrapper* p = dynamic_cast<ClRDKXScanAPIWrapper*>(m_pDevice);
-  if (!p)
+  if (!m_pKXDevice)
     LSKX2_THROW_MSG("No KX device attached to the capture engine.", eErrNotInitialized);
-  return *p;
+  return *m_pKXDevice;
 }
 
 void ClKX2LiveCaptureR2::StopWorkers()

@@ -60,6 +60,11 @@ public:
   void GetRollImage(ClImage& image, uint32_t* pnStatus, double* pdScore) override;
   void CheckArgument(const void* pX, const void* pY) override;
   void SetCaptureMode(int32_t nMode) override;
+  // Keeps the KX device behind the family's handle; another kind is refused at first use.
+  void SetDevice(ClRDMVScanAPIHandleBase* pDevice) override;
+  // The result of the finished roll GetRollImage reported, taken: the state goes idle, so
+  // that a result is reported once.
+  int32_t TakeRollResult();
   // A deep copy of the last flipped frame of the roll and triggered modes.
   virtual void GetRawImage(ClImage& image);
 
@@ -177,6 +182,8 @@ private:
   std::atomic<int32_t> m_nFingerArea{0};
   // Owned; made with the engine and kept for its whole life.
   ClIpAutoRoll5* m_pRoll = nullptr;
+  // The device of SetDevice when it is a KX device; null otherwise.
+  ClRDKXScanAPIWrapper* m_pKXDevice = nullptr;
   ClBitmap m_aRawBitmaps[3];
   ClTpTripleBuffer<ClBitmap> m_RawFrames;
   ClBitmap m_SpareBitmap;

@@ -57,7 +57,6 @@ public:
   virtual void Reserved() {}
 
   int32_t GetRollResult() const { return m_nRollResult.load(); }
-  void SetState(int32_t nState) { m_nState.store(nState); }
   int32_t GetState() const { return m_nState.load(); }
   // Scanner condition, 0 clean to 100 very dirty.
   int32_t GetCondition() const { return m_nCondition.load(); }

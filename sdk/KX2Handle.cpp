@@ -101,14 +101,14 @@ void ClKX2Handle::WakeWaiters()
 {
   std::lock_guard<std::mutex> lock(m_EngineMutex);
   if (m_pCapture)
-    static_cast<ClKX2LiveCaptureR2*>(m_pCapture)->EndWaits();
+    m_pCapture->EndWaits();
 }
 
 ClKX2LiveCaptureR2& ClKX2Handle::Engine() const
 {
   if (!m_pCapture)
     LSKX2_THROW_MSG("Component not initialized yet.", eErrNotInitialized);
-  return *static_cast<ClKX2LiveCaptureR2*>(m_pCapture);
+  return *m_pCapture;
 }
 
 void ClKX2Handle::Open(uint32_t nDevice, const char* szSerial)
@@ -124,7 +124,7 @@ void ClKX2Handle::Open(uint32_t nDevice, const char* szSerial)
     LSKX2_THROW(eErrDeviceOpenFail);
   }
   m_Scanner.Open(static_cast<int32_t>(nDevice));
-  ClMVLiveCaptureBase* pCapture = New<ClKX2LiveCaptureR2>();
+  ClKX2LiveCaptureR2* pCapture = New<ClKX2LiveCaptureR2>();
   pCapture->SetDevice(&m_Scanner);
   std::lock_guard<std::mutex> lock(m_EngineMutex);
   delete m_pCapture;
@@ -209,8 +209,7 @@ void ClKX2Handle::CopyImage(EImageKind eKind, uint8_t* pImage, double* pdScore, 
   } else if (eKind == eImageRoll) {
     // Reading a finished roll consumes it: the next call reports no result.
     *pbFinger = 1;
-    engine.SetState(0);
-    *pnStatus = engine.GetRollResult();
+    *pnStatus = engine.TakeRollResult();
   } else {
     *pbFinger = 1;
     *pnStatus = 0;

@@ -12,7 +12,6 @@
 class ClImage;
 class ClInterprocessLock;
 class ClKX2LiveCaptureR2;
-class ClMVLiveCaptureBase;
 
 class ClKX2Handle : public TSDKHandleBase<ClKX2Handle, ClLiveScannerKX2>
 {
@@ -94,7 +93,7 @@ private:
   static void SetMergeMode(ClKX2Handle* p, const int32_t* pValue);
 
   ClRDKX2ScanAPIWrapper m_Scanner;
-  ClMVLiveCaptureBase* m_pCapture = nullptr;
+  ClKX2LiveCaptureR2* m_pCapture = nullptr;
   // Guards m_pCapture between Open and Close against a close's wake-up from another thread.
   std::mutex m_EngineMutex;
   ClInterprocessLock* m_pLock = nullptr;
