@@ -20,7 +20,7 @@ void ClKX2LiveCaptureR2::DeleteRoll()
 void ClKX2LiveCaptureR2::ResetRollProcessor()
 {
   m_pRoll->Reset();
-  m_pRoll->m_bEngineFlag = __atomic_load_n(&m_nRolledPostProcess, __ATOMIC_RELAXED) != 0;
+  m_pRoll->SetEngineFlag(__atomic_load_n(&m_nRolledPostProcess, __ATOMIC_RELAXED) != 0);
 }
 
 uint32_t ClKX2LiveCaptureR2::GetStartSettling()
@@ -38,13 +38,13 @@ void ClKX2LiveCaptureR2::SetStartSettling(uint32_t n)
 int32_t ClKX2LiveCaptureR2::GetRollMergeMode()
 {
   boost::lock_guard<boost::mutex> roll(m_RollMutex);
-  return m_pRoll->m_nMergeMode;
+  return m_pRoll->GetMergeMode();
 }
 
 void ClKX2LiveCaptureR2::SetRollMergeMode(int32_t n)
 {
   boost::lock_guard<boost::mutex> roll(m_RollMutex);
-  m_pRoll->m_nMergeMode = n;
+  m_pRoll->SetMergeMode(n);
 }
 
 int32_t ClKX2LiveCaptureR2::TakeRollResult()
@@ -70,10 +70,9 @@ void ClKX2LiveCaptureR2::RollWorker()
 {
   {
     boost::lock_guard<boost::mutex> roll(m_RollMutex);
-    m_pRoll->m_nSettleFrames = 2;
-    m_pRoll->m_nBorderSide = 0;
-    m_pRoll->m_nBorderTop = 0;
-    m_pRoll->m_dEngineValue = 20.0;
+    m_pRoll->SetSettleFrames(2);
+    m_pRoll->SetBorders(0, 0);
+    m_pRoll->SetEngineValue(20.0);
   }
   ClImage composite;
   ClHistogram histogram;
