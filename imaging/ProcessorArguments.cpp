@@ -23,18 +23,16 @@ void ForEachChoice(const char* pChoices, const int32_t* pnValues, F&& fn)
 
 } // namespace
 
-ClProcessorArguments::StArgument& ClProcessorArguments::Add(EKind eKind, void* pValue,
-                                                            const char* szName,
-                                                            const char* szBindName,
-                                                            const char* szText, double dDefault,
-                                                            double dMin, double dMax,
-                                                            uint32_t nFlags)
+ClProcessorArguments::StArgument&
+ClProcessorArguments::Add(EKind eKind, void* pValue, const char* szName, const char* szBindName,
+                          const char* szText, double dDefault, double dMin, double dMax,
+                          uint32_t nFlags)
 {
   if (m_nCount == eRoom)
     LSKX2_THROW_MSG("Too many processor arguments", eErrInternal);
   StArgument& a = m_a[m_nCount++];
-  a = StArgument{eKind, pValue, szName, szBindName, szText, dDefault, dMin, dMax, 3, nFlags,
-                 nullptr, nullptr, 0};
+  a = StArgument{eKind, pValue, szName, szBindName, szText,  dDefault, dMin,
+                 dMax,  3,      nFlags, nullptr,    nullptr, 0};
   return a;
 }
 
@@ -89,8 +87,7 @@ void ClProcessorArguments::Bool(bool* pValue, const char* szName, const char* sz
 void ClProcessorArguments::OutImageType(EDataType* pType, const char* szName, const char* szText,
                                         EDataType eDefault)
 {
-  StArgument& a =
-      Add(eOutImageType, pType, szName, "OutImageType", szText, eDefault, 0, 0, 0);
+  StArgument& a = Add(eOutImageType, pType, szName, "OutImageType", szText, eDefault, 0, 0, 0);
   a.pChoices = ClOutImageType::s_szChoices;
   a.pnValues = ClOutImageType::s_anValues;
 }

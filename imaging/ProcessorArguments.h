@@ -15,10 +15,10 @@ class ClProcessorArguments
 {
 public:
   enum EFlags : uint32_t {
-    eOut = 1,        // an output in the descriptive list
-    eBindRange = 2,  // the container keeps the range too
-    eNoDefault = 4,  // SetDefaultParameters leaves the member as it is
-    eValueless = 8,  // the list's choices carry no values
+    eOut = 1,         // an output in the descriptive list
+    eBindRange = 2,   // the container keeps the range too
+    eNoDefault = 4,   // SetDefaultParameters leaves the member as it is
+    eValueless = 8,   // the list's choices carry no values
     eListDefault = 16 // the list's record states dListDefault as its default
   };
   enum EKind : uint8_t { eImage, eDouble, eInt32, eUInt8, eChoice, eBool, eOutImageType };
@@ -54,8 +54,8 @@ public:
              double dDefault, double dMin, double dMax, uint32_t nFlags = 0);
   // An enumeration of 32 bits, listed with its choices and bound as an int.
   void Choice(void* pValue, const char* szName, const char* szBindName, const char* szText,
-              int32_t nDefault, const char* pChoices, const int32_t* pnValues,
-              uint32_t nFlags = 0, double dListDefault = 0);
+              int32_t nDefault, const char* pChoices, const int32_t* pnValues, uint32_t nFlags = 0,
+              double dListDefault = 0);
   // A bool bound as an enumeration of the two texts in pChoices ("true\0false\0", say),
   // in the order of pnValues.
   void Bool(bool* pValue, const char* szName, const char* szBindName, const char* szText,
@@ -70,8 +70,7 @@ public:
 private:
   enum { eRoom = 16 };
   StArgument& Add(EKind eKind, void* pValue, const char* szName, const char* szBindName,
-                  const char* szText, double dDefault, double dMin, double dMax,
-                  uint32_t nFlags);
+                  const char* szText, double dDefault, double dMin, double dMax, uint32_t nFlags);
 
   StArgument m_a[eRoom];
   size_t m_nCount = 0;
