@@ -58,9 +58,7 @@ public:
 
   // Process-wide sink and timing collector, read without a lock; set once if at all.
   static void SetDefaultLog(ClProcessorLog* pLog) { s_pDefaultLog = pLog; }
-  static ClProcessorLog* GetDefaultLog() { return s_pDefaultLog; }
   static void SetTiming(ClProcessorTiming* pTiming) { s_pTiming = pTiming; }
-  static ClProcessorTiming* GetTiming() { return s_pTiming; }
 
   ClProcessorLog* GetLog() const { return m_pLog; }
 
