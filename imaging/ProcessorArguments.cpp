@@ -177,6 +177,13 @@ void ClProcessorArguments::Bind(ClParameterContainer& container) const
       }
       p->Bind(pValue, a.nAccess);
     };
+    auto Choices = [&](auto* pValue) {
+      using T = std::remove_pointer_t<decltype(pValue)>;
+      auto* p = container.CreateEnum<T>(a.szBindName);
+      ForEachChoice<T>(a.pChoices, a.pnValues,
+                       [&](T v, const char* szText) { p->AddEntry(v, szText); });
+      p->Bind(pValue, a.nAccess);
+    };
     switch (a.eKind) {
     case eImage:
       container.CreatePointer<ClImage>(a.szBindName)
@@ -191,21 +198,13 @@ void ClProcessorArguments::Bind(ClParameterContainer& container) const
     case eUInt8:
       Number(static_cast<unsigned char*>(a.pValue));
       break;
-    case eChoice: {
-      auto* p = container.CreateEnum<int>(a.szBindName);
-      ForEachChoice<int>(a.pChoices, a.pnValues,
-                         [&](int n, const char* szText) { p->AddEntry(n, szText); });
+    case eChoice:
       // The member is an enumeration of 32 bits, read and written as an int.
-      p->Bind(static_cast<int*>(a.pValue), a.nAccess);
+      Choices(static_cast<int*>(a.pValue));
       break;
-    }
-    case eBool: {
-      auto* p = container.CreateEnum<bool>(a.szBindName);
-      ForEachChoice<bool>(a.pChoices, a.pnValues,
-                          [&](bool b, const char* szText) { p->AddEntry(b, szText); });
-      p->Bind(static_cast<bool*>(a.pValue), a.nAccess);
+    case eBool:
+      Choices(static_cast<bool*>(a.pValue));
       break;
-    }
     case eOutImageType:
       ClOutImageType::Bind(container, *static_cast<EDataType*>(a.pValue));
       break;
