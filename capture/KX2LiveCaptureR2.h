@@ -90,7 +90,6 @@ public:
   // The tuning engines start with from now on; for suites that reach the engine only
   // through the exports.
   static void SetDefaultTuning(const StTuning& tuning);
-  StTuning GetTuning() const;
   int32_t GetFingerArea() const { return m_nFingerArea.load(); }
   bool HasFakeFingerLibrary() const { return m_hFakeFinger != nullptr; }
 
@@ -100,7 +99,7 @@ public:
   int32_t m_nMaskSensitivity = 3;
 
 private:
-  enum { eRingSize = 8, eOutWidth = 800, eOutHeight = 750, eResolution = 19685 };
+  static constexpr int32_t kRingSize = 8, kOutWidth = 800, kOutHeight = 750, kResolution = 19685;
 
   void Construct(const char* szFakeFingerPath, const char* szFakeFingerFile);
   ClRDKXScanAPIWrapper& Device() const;

@@ -35,7 +35,7 @@ class ClIpAutoRoll5 : public NewIpBase::ClIp1to1Base
 public:
   // The largest borders: the cut frame keeps at least 200 by 200 of the engine's 800 by
   // 750 frames, room for a finger to roll in.
-  enum : int32_t { eMaxBorderSide = 300, eMaxBorderTop = 550 };
+  static constexpr int32_t kMaxBorderSide = 300, kMaxBorderTop = 550;
   // Roll states.
   enum : int32_t { eIdle = 0, eSettling = 1, eRolling = 2, eFinished = 3 };
   // Directions of a roll.
@@ -58,7 +58,7 @@ public:
   // Measures, flags and settings of the roll. Throws -101 when the tree refuses.
   virtual void GetDiagnostics(boost::property_tree::ptree& rTree);
   // Takes the thresholds present in the tree, then goes back to idle. Throws -101, also
-  // for a border beyond eMaxBorderSide or eMaxBorderTop, which then keeps its value.
+  // for a border beyond kMaxBorderSide or kMaxBorderTop, which then keeps its value.
   virtual void LoadThresholds(const boost::property_tree::ptree& rTree);
   // Judges the finished roll; each defect found is appended.
   virtual void CheckRollQuality();

@@ -16,7 +16,8 @@ class ClKX2LiveCaptureR2;
 class ClKX2Handle : public TSDKHandleBase<ClKX2Handle, ClLiveScannerKX2>
 {
 public:
-  enum { eImageWidth = 800, eImageHeight = 750, eImageDpi = 500, eSerialRecordSize = 16 };
+  static constexpr int32_t kImageWidth = 800, kImageHeight = 750, kImageDpi = 500,
+                           kSerialRecordSize = 16;
 
   ClKX2Handle();
   ~ClKX2Handle() override;

@@ -225,6 +225,7 @@ int32_t ClIpRescale::ProcessPlane(const ClImage& in, ClImage& out)
 void ClIpRescale::Nearest(const ClImage& in, ClImage& out)
 {
   // Both resolution values of the output take the X value.
+  // Both resolutions take the X value, as the output of this mode always has.
   out.Create(ByteType(in), m_nDestWidth, m_nDestHeight, in.Planes(), m_nDestPelsX, m_nDestPelsX);
   int64_t nStepX, nStepY;
   if (m_nDestPelsX > 0 && m_nDestPelsY > 0) {
