@@ -11,11 +11,11 @@
 
 TpLogHook g_pfnLogHook = nullptr;
 
-int ClLoggingNone::Format(char (&buf)[eBufferSize], const char* szFormat, va_list args)
+int ClLoggingNone::Format(char (&buf)[kBufferSize], const char* szFormat, va_list args)
 {
   if (!szFormat)
     return -1;
-  return std::vsnprintf(buf, eBufferSize, szFormat, args);
+  return std::vsnprintf(buf, kBufferSize, szFormat, args);
 }
 
 void ClLoggingNone::Check(int nLength, const char* szFormat)
@@ -25,13 +25,13 @@ void ClLoggingNone::Check(int nLength, const char* szFormat)
   if (nLength < 0)
     LSKX2_THROW_MSG(std::strerror(errno), eErrLogging);
   // Only the exact size is refused; longer texts are cut and go on.
-  if (nLength == eBufferSize)
+  if (nLength == kBufferSize)
     LSKX2_THROW_MSG("Logging Message bigger than 1024 bytes.", eErrLogging);
 }
 
 void ClLoggingNone::Log(int32_t nLevel, const char* szFormat, ...)
 {
-  char buf[eBufferSize];
+  char buf[kBufferSize];
   va_list args;
   va_start(args, szFormat);
   const int n = Format(buf, szFormat, args);
@@ -81,7 +81,7 @@ struct ClLoggingStartUp
 
 void RDLog(int32_t nLevel, const char* szFormat, ...)
 {
-  char buf[ClLoggingNone::eBufferSize];
+  char buf[ClLoggingNone::kBufferSize];
   va_list args;
   va_start(args, szFormat);
   const int n = ClLoggingNone::Format(buf, szFormat, args);

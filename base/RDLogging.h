@@ -8,7 +8,7 @@
 class ClLoggingNone
 {
 public:
-  enum { eBufferSize = 1024 };
+  static constexpr int32_t kBufferSize = 1024;
 
   virtual ~ClLoggingNone() = default;
 
@@ -23,7 +23,7 @@ public:
   // Formats into a 1024-byte buffer and gives the length the whole message would have
   // had, -1 for a null format. Throws nothing, so callers can end their
   // argument list before Check.
-  static int Format(char (&buf)[eBufferSize], const char* szFormat, va_list args);
+  static int Format(char (&buf)[kBufferSize], const char* szFormat, va_list args);
   // -49 for a null format, a failed format or a result of exactly 1024 (longer ones are
   // cut silently).
   static void Check(int nLength, const char* szFormat);
@@ -60,7 +60,7 @@ public:
       return;
     }
     char stamp[64];
-    char line[ClLoggingNone::eBufferSize];
+    char line[ClLoggingNone::kBufferSize];
     ClLoggingNone::TimeStamp(stamp, sizeof(stamp));
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-truncation"
@@ -78,7 +78,7 @@ public:
 
   static void Log(int32_t nLevel, const char* szFormat, ...)
   {
-    char buf[ClLoggingNone::eBufferSize];
+    char buf[ClLoggingNone::kBufferSize];
     va_list args;
     va_start(args, szFormat);
     const int n = ClLoggingNone::Format(buf, szFormat, args);

@@ -9,7 +9,7 @@
 
 namespace {
 
-enum { eBlockSize = 7 };
+constexpr int32_t kBlockSize = 7;
 
 // Creates an 8-bit one-plane image unless it already has that shape: a reader on another
 // thread may hold an image of the right shape, which then stays untouched.
@@ -66,7 +66,7 @@ void ClKX2LiveCaptureR2::CreateRawFrames()
 ClImage& ClKX2LiveCaptureR2::RawView(const ClBitmap* pBitmap)
 {
   ClImage& view = m_aRawViews[pBitmap - m_aRawBitmaps];
-  view.SetPels(eResolution, eResolution);
+  view.SetPels(kResolution, kResolution);
   return view;
 }
 
@@ -109,7 +109,7 @@ void ClKX2LiveCaptureR2::SetUpMode(int32_t nMode)
   m_nCapturedLife = 0;
   m_nDetectResult = 0;
   ClDeviceClaim device(*this);
-  uint8_t block[eBlockSize] = {};
+  uint8_t block[kBlockSize] = {};
   Device().RestoreControlBytes(block);
   switch (nMode) {
   case eCaptureSingleShot:
@@ -130,7 +130,7 @@ void ClKX2LiveCaptureR2::SetUpMode(int32_t nMode)
     RawSetUp(block);
     CreateRawFrames();
     for (ClImage& image : m_aFlipped)
-      EnsureImage(image, eOutWidth, eOutHeight);
+      EnsureImage(image, kOutWidth, kOutHeight);
     if (nMode != eCapturePreview) {
       m_nState = eStateNone;
       m_nFrameCount = 0;
@@ -142,8 +142,8 @@ void ClKX2LiveCaptureR2::SetUpMode(int32_t nMode)
     CreateRawFrames();
     if (nMode == eCaptureRoll) {
       for (int i = 0; i < 3; ++i) {
-        EnsureImage(m_aPreview[i], eOutWidth, eOutHeight);
-        EnsureImage(m_aRollImages[i], eOutWidth, eOutHeight);
+        EnsureImage(m_aPreview[i], kOutWidth, kOutHeight);
+        EnsureImage(m_aRollImages[i], kOutWidth, kOutHeight);
       }
       // A state left over from a plain capture would read as a finished roll.
       m_nState = eStateNone;
@@ -173,7 +173,7 @@ void ClKX2LiveCaptureR2::CaptureNormal(uint8_t* pBlock, StNormalFrame& frame, Cl
   }
   if (!Device().GetImage(&frame.bitmap, 2, 255))
     LSKX2_THROW_MSG("scanner disconnected", eErrDeviceDisconnected);
-  frame.view.SetPels(eResolution, eResolution);
+  frame.view.SetPels(kResolution, kResolution);
   KX2FlipRows(frame.view, frame.flipped);
   mask.m_nSensitivity = Sensitivity();
   mask.Compute(&frame.flipped, &masked, 500, 1.0);
@@ -202,7 +202,7 @@ void ClKX2LiveCaptureR2::GetImage(ClImage& image, uint32_t* pnStatus, double* pd
         *pdScore = m_dScore;
         return;
       }
-      uint8_t block[eBlockSize] = {};
+      uint8_t block[kBlockSize] = {};
       try {
         Device().RestoreControlBytes(block);
         CaptureNormal(block, frame, image, mask);

@@ -24,7 +24,7 @@ void ClKX2LiveCaptureR2::DeleteRoll()
 void ClKX2LiveCaptureR2::ResetRollProcessor()
 {
   m_pRoll->Reset();
-  m_pRoll->m_bEngineFlag = __atomic_load_n(&m_nRolledPostProcess, __ATOMIC_RELAXED) != 0;
+  m_pRoll->SetEngineFlag(__atomic_load_n(&m_nRolledPostProcess, __ATOMIC_RELAXED) != 0);
 }
 
 uint32_t ClKX2LiveCaptureR2::GetStartSettling()
@@ -42,13 +42,20 @@ void ClKX2LiveCaptureR2::SetStartSettling(uint32_t n)
 int32_t ClKX2LiveCaptureR2::GetRollMergeMode()
 {
   boost::lock_guard<boost::mutex> roll(m_RollMutex);
-  return m_pRoll->m_nMergeMode;
+  return m_pRoll->GetMergeMode();
 }
 
 void ClKX2LiveCaptureR2::SetRollMergeMode(int32_t n)
 {
   boost::lock_guard<boost::mutex> roll(m_RollMutex);
-  m_pRoll->m_nMergeMode = n;
+  m_pRoll->SetMergeMode(n);
+}
+
+int32_t ClKX2LiveCaptureR2::TakeRollResult()
+{
+  boost::lock_guard<boost::mutex> result(m_ResultMutex);
+  m_nState = eStateNone;
+  return m_nRollResult;
 }
 
 void ClKX2LiveCaptureR2::RollDiagnostics(boost::property_tree::ptree& tree)
@@ -67,10 +74,9 @@ void ClKX2LiveCaptureR2::RollWorker()
 {
   {
     boost::lock_guard<boost::mutex> roll(m_RollMutex);
-    m_pRoll->m_nSettleFrames = 2;
-    m_pRoll->m_nBorderSide = 0;
-    m_pRoll->m_nBorderTop = 0;
-    m_pRoll->m_dEngineValue = 20.0;
+    m_pRoll->SetSettleFrames(2);
+    m_pRoll->SetBorders(0, 0);
+    m_pRoll->SetEngineValue(20.0);
   }
   ClImage composite;
   ClHistogram histogram;
@@ -94,20 +100,18 @@ void ClKX2LiveCaptureR2::RollWorker()
         m_nState = eStateMoving;
         break;
       case ClIpAutoRoll5::eFinished: {
-        int32_t nSeen = m_nState;
-        if (nSeen != eStateNone) {
-          uint32_t nUsed;
-          {
-            boost::lock_guard<boost::mutex> result(m_ResultMutex);
+        {
+          // Under the result lock, as TakeRollResult: a result taken meanwhile set the
+          // state idle, and it is reported once.
+          boost::lock_guard<boost::mutex> result(m_ResultMutex);
+          if (m_nState != eStateNone) {
             histogram.Create(m_Result);
-            nUsed = histogram.UsedBins();
+            const uint32_t nUsed = histogram.UsedBins();
+            // A composite of one grey value holds no finger: no result to report.
+            if (nUsed >= 2)
+              m_nRollResult = m_pRoll->GetResultCode();
+            m_nState = nUsed < 2 ? eStateNone : eStateStable;
           }
-          // A composite of one grey value holds no finger: no result to report.
-          if (nUsed >= 2)
-            m_nRollResult = m_pRoll->GetResultCode();
-          // Only from the state seen: a caller that set idle meanwhile has taken the
-          // result, and it is reported once.
-          m_nState.compare_exchange_strong(nSeen, nUsed < 2 ? eStateNone : eStateStable);
         }
         UpdateCondition(judge.ConditionSample(m_Frame));
         break;

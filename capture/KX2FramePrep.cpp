@@ -69,12 +69,12 @@ LSKX2_VECTOR_KERNEL void HalveMeanFlip(const uint8_t* pIn, ptrdiff_t si, uint8_t
 
 void ClKX2FramePrep::Run(ClImage& raw, ClImage& out)
 {
-  raw.SetPels(eResolution, eResolution);
-  if (raw.Width() == 2 * eWidth && raw.Height() == 2 * eHeight && raw.Planes() == 1 &&
+  raw.SetPels(kResolution, kResolution);
+  if (raw.Width() == 2 * kWidth && raw.Height() == 2 * kHeight && raw.Planes() == 1 &&
       raw.DataType() == eUInt8) {
-    out.Create(eUInt8, eWidth, eHeight, 1, eResolution, eResolution);
-    m_aSums.resize(2 * eWidth);
-    HalveMeanFlip(raw.Data(), raw.LineElements(), out.Data(), out.LineElements(), eWidth, eHeight,
+    out.Create(eUInt8, kWidth, kHeight, 1, kResolution, kResolution);
+    m_aSums.resize(2 * kWidth);
+    HalveMeanFlip(raw.Data(), raw.LineElements(), out.Data(), out.LineElements(), kWidth, kHeight,
                   m_aSums.data());
     return;
   }
@@ -83,9 +83,9 @@ void ClKX2FramePrep::Run(ClImage& raw, ClImage& out)
   m_Mean.Process();
   // The halved picture goes to a scratch image of its own: raw lies over the device's
   // bitmap, and resizing it would cost a new buffer per frame.
-  m_Rescale.Rescale(&m_Smooth, &m_Half, eWidth, eHeight, ClIpRescale::NearestNeighbour);
+  m_Rescale.Rescale(&m_Smooth, &m_Half, kWidth, kHeight, ClIpRescale::NearestNeighbour);
   m_Flip.m_pInImage = &m_Half;
   m_Flip.m_pOutImage = &out;
   m_Flip.Process();
-  out.SetPels(eResolution, eResolution);
+  out.SetPels(kResolution, kResolution);
 }

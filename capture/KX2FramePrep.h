@@ -16,7 +16,7 @@ void KX2FlipRows(ClImage& in, ClImage& out);
 class ClKX2FramePrep
 {
 public:
-  enum { eWidth = 800, eHeight = 750, eResolution = 19685 };
+  static constexpr int32_t kWidth = 800, kHeight = 750, kResolution = 19685;
 
   ClKX2FramePrep();
   // raw keeps its pixels; only its resolution is set to 500 dpi. A raw frame of twice the

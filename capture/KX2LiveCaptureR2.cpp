@@ -21,7 +21,7 @@
 namespace {
 
 // Worker priorities as nice values of the calling thread; a refusal is ignored.
-enum { eNiceIdle = 19, eNiceBelowNormal = 1 };
+constexpr int kNiceIdle = 19, kNiceBelowNormal = 1;
 
 void SetOwnNice(int nNice)
 {
@@ -82,12 +82,17 @@ ClKX2LiveCaptureR2::~ClKX2LiveCaptureR2()
   DeleteRoll();
 }
 
+void ClKX2LiveCaptureR2::SetDevice(ClRDMVScanAPIHandleBase* pDevice)
+{
+  ClMVLiveCaptureBase::SetDevice(pDevice);
+  m_pKXDevice = dynamic_cast<ClRDKXScanAPIWrapper*>(pDevice);
+}
+
 ClRDKXScanAPIWrapper& ClKX2LiveCaptureR2::Device() const
 {
-  ClRDKXScanAPIWrapper* p = dynamic_cast<ClRDKXScanAPIWrapper*>(m_pDevice);
-  if (!p)
+  if (!m_pKXDevice)
     LSKX2_THROW_MSG("No KX device attached to the capture engine.", eErrNotInitialized);
-  return *p;
+  return *m_pKXDevice;
 }
 
 void ClKX2LiveCaptureR2::StopWorkers()
@@ -137,12 +142,12 @@ void ClKX2LiveCaptureR2::StartModeWorkers(int32_t nMode)
   switch (nMode) {
   case eCaptureLiveness:
   case eCapturePlain:
-    StartWorker(m_thFilter, "kx2-filter", eNiceIdle, &ClKX2LiveCaptureR2::FilterWorker);
-    StartWorker(m_thDetect, "kx2-detect", eNiceBelowNormal, &ClKX2LiveCaptureR2::DetectWorker);
+    StartWorker(m_thFilter, "kx2-filter", kNiceIdle, &ClKX2LiveCaptureR2::FilterWorker);
+    StartWorker(m_thDetect, "kx2-detect", kNiceBelowNormal, &ClKX2LiveCaptureR2::DetectWorker);
     break;
   case eCapturePreview:
-    StartWorker(m_thFilter, "kx2-filter", eNiceIdle, &ClKX2LiveCaptureR2::FilterWorker);
-    StartWorker(m_thPreview, "kx2-preview", eNiceBelowNormal, &ClKX2LiveCaptureR2::PreviewWorker);
+    StartWorker(m_thFilter, "kx2-filter", kNiceIdle, &ClKX2LiveCaptureR2::FilterWorker);
+    StartWorker(m_thPreview, "kx2-preview", kNiceBelowNormal, &ClKX2LiveCaptureR2::PreviewWorker);
     break;
   case eCaptureRoll:
     StartWorker(m_thRoll, "kx2-roll", 0, &ClKX2LiveCaptureR2::RollWorker);
@@ -236,8 +241,8 @@ void ClKX2LiveCaptureR2::NotifyResult()
 void ClKX2LiveCaptureR2::ClearCondition()
 {
   boost::lock_guard<boost::mutex> lock(m_ConditionMutex);
-  m_aConditionSamples.Resize(eRingSize);
-  for (uint32_t i = 0; i < eRingSize; ++i)
+  m_aConditionSamples.Resize(kRingSize);
+  for (uint32_t i = 0; i < kRingSize; ++i)
     m_aConditionSamples[i] = 0;
   m_nConditionPos = 0;
   m_nCondition = 0;
@@ -247,14 +252,14 @@ void ClKX2LiveCaptureR2::UpdateCondition(int32_t nSample)
 {
   boost::lock_guard<boost::mutex> lock(m_ConditionMutex);
   // Before the first mode set the ring has no entries yet.
-  if (m_aConditionSamples.Size() != eRingSize)
+  if (m_aConditionSamples.Size() != kRingSize)
     return;
-  m_aConditionSamples[static_cast<uint32_t>(m_nConditionPos % eRingSize)] = nSample;
+  m_aConditionSamples[static_cast<uint32_t>(m_nConditionPos % kRingSize)] = nSample;
   ++m_nConditionPos;
-  int32_t aSamples[eRingSize];
-  for (uint32_t i = 0; i < eRingSize; ++i)
+  int32_t aSamples[kRingSize];
+  for (uint32_t i = 0; i < kRingSize; ++i)
     aSamples[i] = m_aConditionSamples[i];
-  m_nCondition = ClKX2FrameJudge::ConditionValue(aSamples, eRingSize);
+  m_nCondition = ClKX2FrameJudge::ConditionValue(aSamples, kRingSize);
 }
 
 void ClKX2LiveCaptureR2::ResetRoll(bool bDo)
@@ -284,16 +289,6 @@ void ClKX2LiveCaptureR2::SetTuning(const StTuning& tuning)
   m_nPreviewMs = tuning.nPreviewMs;
   m_nResultMs = tuning.nResultMs;
   m_bLowPriority = tuning.bLowPriority;
-}
-
-ClKX2LiveCaptureR2::StTuning ClKX2LiveCaptureR2::GetTuning() const
-{
-  StTuning t;
-  t.nWorkerMs = m_nWorkerMs;
-  t.nPreviewMs = m_nPreviewMs;
-  t.nResultMs = m_nResultMs;
-  t.bLowPriority = m_bLowPriority;
-  return t;
 }
 
 void ClKX2LiveCaptureR2::CheckArgument(const void* /*pX*/, const void* pY)

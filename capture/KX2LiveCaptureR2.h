@@ -61,6 +61,11 @@ public:
   void GetRollImage(ClImage& image, uint32_t* pnStatus, double* pdScore) override;
   void CheckArgument(const void* pX, const void* pY) override;
   void SetCaptureMode(int32_t nMode) override;
+  // Keeps the KX device behind the family's handle; another kind is refused at first use.
+  void SetDevice(ClRDMVScanAPIHandleBase* pDevice) override;
+  // The result of the finished roll GetRollImage reported, taken: the state goes idle, so
+  // that a result is reported once.
+  int32_t TakeRollResult();
   // A deep copy of the last flipped frame of the roll and triggered modes.
   virtual void GetRawImage(ClImage& image);
 
@@ -86,7 +91,6 @@ public:
   // The tuning engines start with from now on; for suites that reach the engine only
   // through the exports.
   static void SetDefaultTuning(const StTuning& tuning);
-  StTuning GetTuning() const;
   int32_t GetFingerArea() const { return m_nFingerArea.load(); }
   bool HasFakeFingerLibrary() const { return m_hFakeFinger != nullptr; }
 
@@ -96,7 +100,7 @@ public:
   int32_t m_nMaskSensitivity = 3;
 
 private:
-  enum { eRingSize = 8, eOutWidth = 800, eOutHeight = 750, eResolution = 19685 };
+  static constexpr int32_t kRingSize = 8, kOutWidth = 800, kOutHeight = 750, kResolution = 19685;
 
   void Construct(const char* szFakeFingerPath, const char* szFakeFingerFile);
   ClRDKXScanAPIWrapper& Device() const;
@@ -178,6 +182,8 @@ private:
   std::atomic<int32_t> m_nFingerArea{0};
   // Owned; made with the engine and kept for its whole life.
   ClIpAutoRoll5* m_pRoll = nullptr;
+  // The device of SetDevice when it is a KX device; null otherwise.
+  ClRDKXScanAPIWrapper* m_pKXDevice = nullptr;
   ClBitmap m_aRawBitmaps[3];
   // The device's time of each raw frame (-1: none), written and read with its bitmap.
   int64_t m_anRawFrameTimes[3] = {-1, -1, -1};

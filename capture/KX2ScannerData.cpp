@@ -16,13 +16,13 @@ namespace pt = boost::property_tree;
 
 namespace {
 
-enum { eFirstBufferSize = 1500000 };
+constexpr int32_t kFirstBufferSize = 1500000;
 
 // The library's id 0 text; false when it refuses. A buffer that is too small is
 // enlarged once to the size the library names.
 bool ReadPadText(ClVeltranoFakeFingerDetectionKX2Wrapper& fd, void* hHandle, std::string& text)
 {
-  std::vector<char> buffer(eFirstBufferSize);
+  std::vector<char> buffer(kFirstBufferSize);
   uint64_t nSize = buffer.size();
   int32_t r = fd.FD_KX2ExtendedAccess(hHandle, 0, buffer.data(), &nSize);
   if (r == eErrSizeTooSmall) {

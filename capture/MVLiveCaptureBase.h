@@ -57,13 +57,10 @@ public:
   virtual void Reserved() {}
 
   int32_t GetRollResult() const { return m_nRollResult.load(); }
-  void SetState(int32_t nState) { m_nState.store(nState); }
   int32_t GetState() const { return m_nState.load(); }
   // Scanner condition, 0 clean to 100 very dirty.
   int32_t GetCondition() const { return m_nCondition.load(); }
-  double GetScore() const { return m_dScore.load(); }
   int32_t GetDetectResult() const { return m_nDetectResult.load(); }
-  ClRDMVScanAPIHandleBase* GetDevice() const { return m_pDevice; }
 
 protected:
   std::atomic<double> m_dScore{0.0};

@@ -92,7 +92,7 @@ std::string ClDynamicLibraryLoader::SearchPath(const char* szSearchPath, const c
       }
       // The list is tried in order; the first directory that holds the file wins.
       if (access(path.c_str(), F_OK) == 0)
-        return path.size() < eMaxSearchResult ? path : std::string();
+        return path.size() < kMaxSearchResult ? path : std::string();
     }
     if (!end)
       return std::string();

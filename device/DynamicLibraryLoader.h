@@ -27,7 +27,7 @@ class ClDynamicLibraryLoader : private ClDynamicLibrary
 {
 public:
   // Longest full path the search may yield; a longer one counts as not found.
-  enum { eMaxSearchResult = 260 };
+  static constexpr int32_t kMaxSearchResult = 260;
 
   ClDynamicLibraryLoader() = default;
   ~ClDynamicLibraryLoader() override;

@@ -112,7 +112,7 @@ bool ClRDKX2ScanAPIWrapper::GetImage(ClBitmap* pBitmap, uint8_t nDose, uint32_t 
   m_nFrameTime.store(nFrameTime, std::memory_order_relaxed);
   if (m_nImageMode == eModeNormal) {
     // Raw frames keep whatever resolution the bitmap had.
-    int32_t pels = eResolution500Dpi;
+    int32_t pels = kResolution500Dpi;
     uint8_t* h = reinterpret_cast<uint8_t*>(view.Header());
     std::memcpy(h + offsetof(BITMAPINFOHEADER, biXPelsPerMeter), &pels, sizeof(pels));
     std::memcpy(h + offsetof(BITMAPINFOHEADER, biYPelsPerMeter), &pels, sizeof(pels));

@@ -7,7 +7,7 @@ class ClRDKX2ScanAPIWrapper : public ClRDKXScanAPIWrapper
 {
 public:
   enum EImageMode { eModeNormal = 20, eModeRaw = 21 };
-  enum { eResolution500Dpi = 19685 }; // pixels per metre
+  static constexpr int32_t kResolution500Dpi = 19685; // pixels per metre
 
   // With a null device only the base is built; with an open one, it is identified and
   // set up at once.

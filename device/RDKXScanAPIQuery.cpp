@@ -108,10 +108,10 @@ bool ClRDKXScanAPIWrapper::HasCalibrationData(KXDeviceHandle hDevice)
   if (!hDevice || !KXApi()->ftrScanGetExtMemorySize || !KXApi()->ftrScanRestoreExtMemory)
     return false;
   int32_t nSize = 0;
-  if (!KXApi()->ftrScanGetExtMemorySize(hDevice, &nSize) || nSize < eCalibrationMemorySize)
+  if (!KXApi()->ftrScanGetExtMemorySize(hDevice, &nSize) || nSize < kCalibrationMemorySize)
     return false;
-  uint8_t m[eCalibrationMemorySize];
-  if (!KXApi()->ftrScanRestoreExtMemory(hDevice, m, 0, eCalibrationMemorySize))
+  uint8_t m[kCalibrationMemorySize];
+  if (!KXApi()->ftrScanRestoreExtMemory(hDevice, m, 0, kCalibrationMemorySize))
     return false;
   // Byte 20 is the length of a variable part in front of the marker.
   static const uint8_t marker[8] = {'C', 'A', 'L', 0, 'G', 'E', 'O', 0};

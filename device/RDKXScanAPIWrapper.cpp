@@ -237,6 +237,7 @@ void ClRDKXScanAPIWrapper::SaveExtMemory(uint16_t nOffset, uint16_t nLength, con
 
 void ClRDKXScanAPIWrapper::RestoreControlBytes(uint8_t* pBlock)
 {
+  // An absent entry reports as a failed allocation (-102); callers know the code so.
   if (!KXApi()->ftrScanRestore7ControlBytes)
     throw ClExBadAlloc();
   if (!pBlock)

@@ -15,7 +15,7 @@ class ClRDKXScanAPIWrapper : public ClRDMVScanAPIHandleBase
 {
 public:
   enum EModelType { eTypeKX2 = 18, eTypeKX1 = 19, eTypeKX10 = 38 };
-  enum { eCalibrationMemorySize = 1291 };
+  static constexpr int32_t kCalibrationMemorySize = 1291;
 
   // Starts the binding first, so a wrapper exists only with the library loaded.
   explicit ClRDKXScanAPIWrapper(KXDeviceHandle hDevice);

@@ -20,7 +20,7 @@ namespace {
 // Serialises creation and end; once published the binding is read without a lock.
 std::mutex s_StartMutex;
 // How long End waits for calls still inside the library.
-const int32_t nEndWaitMs = 5000;
+constexpr int32_t kEndWaitMs = 5000;
 bool s_bEnded = false;
 
 // The binding lives until the process ends.
@@ -143,7 +143,7 @@ void ClVeltranoKX1Wrapper::End()
   ClVeltranoKX1Wrapper* p = s_pInstance.exchange(nullptr);
   // A call stuck in the library keeps it loaded for good: better than unmapping code
   // under a running thread at exit.
-  if (!ClKXCall::WaitIdle(nEndWaitMs))
+  if (!ClKXCall::WaitIdle(kEndWaitMs))
     return;
   g_KXScanAPI = ClKXScanAPITable{};
   delete p;

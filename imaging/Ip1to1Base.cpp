@@ -3,8 +3,6 @@
 #include "model/FpImage.h"
 #include "imaging/ImageArguments.h"
 #include "imaging/TpDispatch.h"
-#include "parameters/ParameterContainer.h"
-#include "parameters/ParameterInterface.h"
 
 #include <algorithm>
 #include <cstring>
@@ -63,16 +61,12 @@ int32_t PixelLoop(ClIp1to1Base& ip, ClImage* pIn, ClImage* pOut)
 
 ClIp1to1Base::ClIp1to1Base() = default;
 
-void ClIp1to1Base::DeclareInterface(ClParameterInterface& itf)
+void ClIp1to1Base::DescribeArguments(ClProcessorArguments& a)
 {
-  itf.AddImage(&m_pInImage, "InImage", "In: Original Image", ClParameterInterface::eIn, 1, 1);
-  itf.AddImage(&m_pOutImage, "OutImage", "Out: Output Image", ClParameterInterface::eOut, 1, 1);
-}
-
-void ClIp1to1Base::BindParameters(ClParameterContainer& container)
-{
-  container.CreatePointer<ClImage>("pInImage")->Bind(&m_pInImage, 1);
-  container.CreatePointer<ClImage>("pOutImage")->Bind(&m_pOutImage, 2);
+  using A = ClProcessorArguments;
+  a.Image(&m_pInImage, "InImage", "pInImage", "In: Original Image", 1, 1, 1);
+  a.Image(&m_pOutImage, "OutImage", "pOutImage", "Out: Output Image", 1, 1, 2,
+          A::eOut | A::eNoDefault);
 }
 
 void ClIp1to1Base::CheckInputType() const

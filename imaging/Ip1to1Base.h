@@ -18,8 +18,6 @@ class ClIp1to1Base : public ClIpProcessorBase
 public:
   ClIp1to1Base();
 
-  void DeclareInterface(ClParameterInterface& itf) override;
-  void BindParameters(ClParameterContainer& container) override;
   // -701 "m_pInImage is not set", "m_pOutImage is not set", "m_pInImage->Data() is not set".
   int32_t Process() override;
 
@@ -36,6 +34,9 @@ public:
   ClImage* m_pOutImage = nullptr;
   bool m_bInPlace = false;
   bool m_bUseLookUp = true;
+
+protected:
+  void DescribeArguments(ClProcessorArguments& a) override;
 };
 
 } // namespace NewIpBase

@@ -3,8 +3,6 @@
 #include "model/FpImage.h"
 #include "imaging/OutImageType.h"
 #include "imaging/TpDispatch.h"
-#include "parameters/ParameterContainer.h"
-#include "parameters/ParameterInterface.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -71,57 +69,23 @@ int32_t CombineLoop(const T1* pA, int32_t nStrideA, const T2* pB, int32_t nStrid
 
 ClIp2to1Base::ClIp2to1Base() { SetDefaultParameters(); }
 
-void ClIp2to1Base::SetDefaultParameters()
+void ClIp2to1Base::DescribeArguments(ClProcessorArguments& a)
 {
-  m_eOutImageType = eTypeDefault;
-  m_bSizeMustBeEqual = true;
-  m_dFillColor = 0;
-  m_nOffsetX = 0;
-  m_nOffsetY = 0;
-}
-
-void ClIp2to1Base::DeclareInterface(ClParameterInterface& itf)
-{
-  using I = ClParameterInterface;
-  itf.AddImage(&m_pInImage1, "InImage1", "In1: Original Image", I::eIn, 1, 1);
-  itf.AddImage(&m_pInImage2, "InImage2", "In2: 2nd Original Image", I::eIn, 1, 1);
-  itf.AddImage(&m_pOutImage, "OutImage", "Out: Output Image", I::eOut, 1, 1);
-  I::ClParameter* p =
-      itf.AddChoice(&m_eOutImageType, "OutImageType", "In: OutImage Datatype", nullptr, I::eIn);
-  I::SetChoices(p, ClOutImageType::s_szChoices, ClOutImageType::s_anValues);
-  itf.AddBool(&m_bSizeMustBeEqual, "SizeMustBeEqual", "Bool: Size must be equal", I::eIn);
-  itf.AddDouble(&m_dFillColor, "FillColor", "Double: Fillcolor for Offset-Images", I::eIn, 0, 255);
-  itf.AddInteger(&m_nOffsetX, "OffsetX", "Long: Offset of Image2 to Image1 in x-direction", I::eIn,
-                 -2147483648.0, 2147483647.0);
-  itf.AddInteger(&m_nOffsetY, "OffsetY", "Long: Offset of Image2 to Image1 in y-direction", I::eIn,
-                 -2147483648.0, 2147483647.0);
-}
-
-void ClIp2to1Base::BindParameters(ClParameterContainer& container)
-{
-  container.CreatePointer<ClImage>("pInImage1")->Bind(&m_pInImage1, 1);
-  container.CreatePointer<ClImage>("pInImage2")->Bind(&m_pInImage2, 1);
-  container.CreatePointer<ClImage>("pOutImage")->Bind(&m_pOutImage, 2);
-
-  ClOutImageType::Bind(container, m_eOutImageType);
-
-  auto* pEqual = container.CreateEnum<bool>("SizeMustBeEqual");
-  pEqual->AddEntry(true, "true");
-  pEqual->AddEntry(false, "false");
-  pEqual->Bind(&m_bSizeMustBeEqual, 3);
-
-  auto* pFill = container.CreateNumeric<double>("FillColor");
-  pFill->SetMin(0);
-  pFill->SetMax(255);
-  pFill->Bind(&m_dFillColor, 3);
-
-  for (auto [szName, pnOffset] :
-       {std::make_pair("OffsetX", &m_nOffsetX), std::make_pair("OffsetY", &m_nOffsetY)}) {
-    auto* p = container.CreateNumeric<int>(szName);
-    p->SetMin(-2147483648.0);
-    p->SetMax(2147483647.0);
-    p->Bind(pnOffset, 3);
-  }
+  using A = ClProcessorArguments;
+  static const int32_t anTrueFalse[] = {1, 0};
+  a.Image(&m_pInImage1, "InImage1", "pInImage1", "In1: Original Image", 1, 1, 1);
+  a.Image(&m_pInImage2, "InImage2", "pInImage2", "In2: 2nd Original Image", 1, 1, 1);
+  a.Image(&m_pOutImage, "OutImage", "pOutImage", "Out: Output Image", 1, 1, 2,
+          A::eOut | A::eNoDefault);
+  a.OutImageType(&m_eOutImageType, "OutImageType", "In: OutImage Datatype", eTypeDefault);
+  a.Bool(&m_bSizeMustBeEqual, "SizeMustBeEqual", "SizeMustBeEqual", "Bool: Size must be equal",
+         true, "true\0false\0", anTrueFalse, 3);
+  a.Double(&m_dFillColor, "FillColor", "FillColor", "Double: Fillcolor for Offset-Images", 0, 0,
+           255, A::eBindRange);
+  a.Int32(&m_nOffsetX, "OffsetX", "OffsetX", "Long: Offset of Image2 to Image1 in x-direction", 0,
+          -2147483648.0, 2147483647.0, A::eBindRange);
+  a.Int32(&m_nOffsetY, "OffsetY", "OffsetY", "Long: Offset of Image2 to Image1 in y-direction", 0,
+          -2147483648.0, 2147483647.0, A::eBindRange);
 }
 
 bool ClIp2to1Base::IsReady() const

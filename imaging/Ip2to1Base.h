@@ -19,9 +19,6 @@ class ClIp2to1Base : public ClProcessorBase
 public:
   ClIp2to1Base();
 
-  void DeclareInterface(ClParameterInterface& itf) override;
-  void SetDefaultParameters() override;
-  void BindParameters(ClParameterContainer& container) override;
   // All three pointers set and both inputs holding data.
   bool IsReady() const override;
   // -37 when not ready; -44 when m_bSizeMustBeEqual and sizes differ or an offset is set.
@@ -56,6 +53,7 @@ public:
   bool m_bUseLookUp = false;
 
 protected:
+  void DescribeArguments(ClProcessorArguments& a) override;
   // Creates the target for the pair, pastes both inputs when they differ in size or are
   // shifted, and stores the overlap numbers.
   template <class T1, class T2, class T3>

@@ -68,4 +68,25 @@ void ClProcessorBase::CaptureDefaults(ClParameterContainer& container)
   container.SwapValueAndDefault();
 }
 
+void ClProcessorBase::DeclareInterface(ClParameterInterface& itf)
+{
+  ClProcessorArguments args;
+  DescribeArguments(args);
+  args.Declare(itf);
+}
+
+void ClProcessorBase::SetDefaultParameters()
+{
+  ClProcessorArguments args;
+  DescribeArguments(args);
+  args.SetDefaults();
+}
+
+void ClProcessorBase::BindParameters(ClParameterContainer& container)
+{
+  ClProcessorArguments args;
+  DescribeArguments(args);
+  args.Bind(container);
+}
+
 void ClProcessorBase::SetLogging(bool bOn) { m_pLog = bOn ? s_pDefaultLog : nullptr; }

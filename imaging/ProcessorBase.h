@@ -9,15 +9,15 @@
 //     for anything else.
 //   - Constructor: set m_bInPlace/m_bUseLookUp as needed, AddDataType(s) for the input
 //     types accepted, then SetDefaultParameters().
-//   - SetDefaultParameters writes the factory values into the members. DeclareInterface
-//     calls the base, then ClParameterInterface::AddDouble/AddInteger/... per setting.
-//     BindParameters calls the base, then container.CreateNumeric<T>("Name")->Bind(&m_x,
-//     3) (SetMin/SetMax for a range), CreateEnum<T> + AddEntry, CreatePointer<ClImage>.
+//   - DescribeArguments calls the base, then declares each setting once in the table
+//     (member, list and container names, text, default, range, flags); the base derives
+//     DeclareInterface, SetDefaultParameters and BindParameters from it.
 //   - Clone() returns CloneNew<ClIpX>(); GetName() the class name; GetInfoString a
 //     summary through FormatInfo.
 //   - The work goes into Process(), or for the 1-to-1 and 2-to-1 bases into
 //     ProcessImage/ProcessImages: dispatch once per image with DispatchType(s) of
 //     imaging/TpDispatch.h onto a kernel template over raw rows (LineElements()).
+#include "imaging/ProcessorArguments.h"
 #include "imaging/ProcessorLog.h"
 #include "imaging/ProcessorTiming.h"
 #include "parameters/ParameterProvider.h"
@@ -45,6 +45,10 @@ public:
   virtual bool IsReady() const { return false; }
   // Size 0 throws -101 "Unexpected zero-length string"; the base stores an empty text.
   virtual void GetInfoString(char* pBuffer, size_t nSize) const;
+  // From the table of DescribeArguments.
+  void DeclareInterface(ClParameterInterface& itf) override;
+  void SetDefaultParameters() override;
+  void BindParameters(ClParameterContainer& container) override;
   // Members keep their present values; the parameters' defaults get the factory values.
   virtual void CaptureDefaults(ClParameterContainer& container);
   virtual void SetLogging(bool bOn);
@@ -54,15 +58,16 @@ public:
 
   // Process-wide sink and timing collector, read without a lock; set once if at all.
   static void SetDefaultLog(ClProcessorLog* pLog) { s_pDefaultLog = pLog; }
-  static ClProcessorLog* GetDefaultLog() { return s_pDefaultLog; }
   static void SetTiming(ClProcessorTiming* pTiming) { s_pTiming = pTiming; }
-  static ClProcessorTiming* GetTiming() { return s_pTiming; }
 
   ClProcessorLog* GetLog() const { return m_pLog; }
 
 protected:
   ClProcessorBase(const ClProcessorBase&) = delete;
   ClProcessorBase& operator=(const ClProcessorBase&) = delete;
+
+  // Each argument once, after those of the base.
+  virtual void DescribeArguments(ClProcessorArguments&) {}
 
   template <class P>
   static P* CloneNew()

@@ -70,7 +70,7 @@ void ClBitmap::Validate(const uint8_t* p)
     LSKX2_THROW_MSG("ClBitmap::Attach, Bitmapfileheader found Bitmapinfoheader expected.",
                     eErrBitmapUnexpectedFileheader);
   const BITMAPINFOHEADER bih = ReadHeader(p);
-  if (bih.biSize != eInfoHeaderSize)
+  if (bih.biSize != kInfoHeaderSize)
     LSKX2_THROW_MSG("ClBitmap::Attach, Bitmap Header size is not known.", eErrBitmapHeadersize);
   if (bih.biPlanes != 1)
     LSKX2_THROW_MSG("ClBitmap::Attach, pBI->biPlanes != 1.", eErrBitmapPlane);
@@ -97,16 +97,16 @@ ClBitmap::StLocation ClBitmap::Locate(void* pData, size_t nSize)
   StLocation loc{static_cast<uint8_t*>(pData), nSize != 0, nSize, 0};
   // One byte cannot hold the two letters of a file header.
   if (nSize != 1 && IsFileHeader(loc.pHeader)) {
-    if (loc.bKnown && nSize < eFileHeaderSize)
+    if (loc.bKnown && nSize < kFileHeaderSize)
       LSKX2_THROW(eErrBitmapPtr);
     uint32_t nOffBits;
     std::memcpy(&nOffBits, loc.pHeader + 10, sizeof(nOffBits));
-    loc.nPixelOffset = static_cast<int64_t>(nOffBits) - eFileHeaderSize;
-    loc.pHeader += eFileHeaderSize;
+    loc.nPixelOffset = static_cast<int64_t>(nOffBits) - kFileHeaderSize;
+    loc.pHeader += kFileHeaderSize;
     if (loc.bKnown)
-      loc.nAvail -= eFileHeaderSize;
+      loc.nAvail -= kFileHeaderSize;
   }
-  if (loc.bKnown && loc.nAvail < eInfoHeaderSize)
+  if (loc.bKnown && loc.nAvail < kInfoHeaderSize)
     LSKX2_THROW(eErrTemplateSize);
   return loc;
 }
@@ -121,7 +121,7 @@ uint32_t* ClBitmap::TakeTable(const StLocation& loc, size_t& nRest) const
       LSKX2_THROW(eErrTemplateSize);
     nRest -= static_cast<size_t>(nBytes);
   }
-  return reinterpret_cast<uint32_t*>(loc.pHeader + eInfoHeaderSize);
+  return reinterpret_cast<uint32_t*>(loc.pHeader + kInfoHeaderSize);
 }
 
 void ClBitmap::Attach(void* pData, size_t nSize)
@@ -132,9 +132,9 @@ void ClBitmap::Attach(void* pData, size_t nSize)
   m_pBIH.reset(reinterpret_cast<BITMAPINFOHEADER*>(loc.pHeader), void_deleter());
   try {
     const BITMAPINFOHEADER bih = ReadHeader(loc.pHeader);
-    size_t nRest = loc.bKnown ? loc.nAvail - eInfoHeaderSize : 0;
+    size_t nRest = loc.bKnown ? loc.nAvail - kInfoHeaderSize : 0;
     m_pPalette = TakeTable(loc, nRest);
-    uint8_t* pBits = loc.pHeader + eInfoHeaderSize + 4 * static_cast<size_t>(ColorCount(bih));
+    uint8_t* pBits = loc.pHeader + kInfoHeaderSize + 4 * static_cast<size_t>(ColorCount(bih));
     if (loc.nPixelOffset > 0) {
       // Pixels placed by the file header must still lie inside the block.
       if (loc.bKnown && static_cast<uint64_t>(loc.nPixelOffset) > loc.nAvail)
@@ -163,7 +163,7 @@ uint32_t* ClBitmap::AttachOwned(void* pData, size_t nSize)
       m_pBIH.reset(reinterpret_cast<BITMAPINFOHEADER*>(loc.pHeader),
                    block_deleter{static_cast<uint8_t*>(pData)});
     const BITMAPINFOHEADER bih = ReadHeader(loc.pHeader);
-    size_t nRest = loc.bKnown ? loc.nAvail - eInfoHeaderSize : 0;
+    size_t nRest = loc.bKnown ? loc.nAvail - kInfoHeaderSize : 0;
     uint32_t* pTable = TakeTable(loc, nRest);
     if (Exceeds(Stride(bih.biWidth, bih.biBitCount), bih.biHeight, loc.bKnown, nRest))
       LSKX2_THROW(eErrTemplateSize);
@@ -187,13 +187,13 @@ void ClBitmap::Create(int32_t nWidth, int32_t nHeight, uint16_t nBitCount, uint3
   if (nWidth < 0 || nHeight < 0 || (nHeight != 0 && nStride > UINT32_MAX / nHeight))
     LSKX2_THROW_MSG("ClBitmap::Create, size not valid.", eErrBitmapDimension);
   const uint64_t nPixelBytes = static_cast<uint64_t>(nStride) * static_cast<uint64_t>(nHeight);
-  const uint64_t nTotal = nPixelBytes + 4ull * nEntries + eInfoHeaderSize;
+  const uint64_t nTotal = nPixelBytes + 4ull * nEntries + kInfoHeaderSize;
   uint8_t* p = new (std::nothrow) uint8_t[static_cast<size_t>(nTotal)];
   if (!p)
     throw ClExBadAlloc();
 
   BITMAPINFOHEADER bih;
-  bih.biSize = eInfoHeaderSize;
+  bih.biSize = kInfoHeaderSize;
   bih.biWidth = nWidth;
   bih.biHeight = nHeight;
   bih.biPlanes = 1;
@@ -206,7 +206,7 @@ void ClBitmap::Create(int32_t nWidth, int32_t nHeight, uint16_t nBitCount, uint3
   bih.biClrImportant = 0;
   std::memcpy(p, &bih, sizeof(bih));
 
-  uint8_t* pTable = p + eInfoHeaderSize;
+  uint8_t* pTable = p + kInfoHeaderSize;
   if (nBitCount <= 8 && nEntries > 1) {
     const uint32_t nStep = 255 / (nEntries - 1);
     for (uint32_t i = 0; i < nEntries; ++i) {

@@ -27,7 +27,7 @@ static_assert(sizeof(BITMAPINFOHEADER) == 40, "info header must be 40 bytes");
 class ClBitmap
 {
 public:
-  enum { eInfoHeaderSize = 40, eFileHeaderSize = 14 };
+  static constexpr int32_t kInfoHeaderSize = 40, kFileHeaderSize = 14;
 
   // Foreign memory: the caller keeps the block.
   struct void_deleter

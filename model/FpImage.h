@@ -47,7 +47,6 @@ public:
   double MaxValue() const { return m_dMaxValue; }
   void SetMinValue(double dValue) { m_dMinValue = dValue; }
   void SetMaxValue(double dValue) { m_dMaxValue = dValue; }
-  bool RowAligned() const { return m_bRowAligned; }
   uint32_t ImageTag() const { return m_nImageTag; }
   void SetImageTag(uint32_t nTag) { m_nImageTag = nTag; }
 

@@ -4,8 +4,8 @@
 // of bytes moved, so a caller can add up the counts of a whole record.
 //
 // Errors: -39 when a bit-wise transfer was left unflushed; ClExStreamUnexpectedEnd,
-// "Unexpected end of stream", -201, on a short transfer while ThrowOnShortTransfer is on
-// (the default); -701 for a null buffer with a non-zero size.
+// "Unexpected end of stream", -201, on a short transfer unless
+// SetThrowOnShortTransfer(false); -701 for a null buffer with a non-zero size.
 #include <cstddef>
 #include <cstdint>
 
@@ -57,11 +57,8 @@ public:
   // it null.
   size_t ReadString(char*& rszText);
 
-  bool ThrowOnShortTransfer() const { return m_bThrowOnShortTransfer; }
   void SetThrowOnShortTransfer(bool bThrow) { m_bThrowOnShortTransfer = bThrow; }
-  bool SwapOnRead() const { return m_bSwapOnRead; }
   void SetSwapOnRead(bool bSwap) { m_bSwapOnRead = bSwap; }
-  bool SwapOnWrite() const { return m_bSwapOnWrite; }
   void SetSwapOnWrite(bool bSwap) { m_bSwapOnWrite = bSwap; }
 
 protected:

@@ -104,9 +104,7 @@ public:
   ClParameter* AsParameter() override { return this; }
   bool IsParameter() const override { return true; }
 
-  ClParameterType GetType() const { return m_pType; }
   uint8_t GetFlags() const { return m_nFlags; }
-  void SetFlags(uint8_t nFlags) { m_nFlags = nFlags; }
 
   // Dotted path from the outermost named ancestor down to pParameter, size protocol as
   // GetString; a null buffer answers true after storing the needed size.

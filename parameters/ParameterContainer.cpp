@@ -4,20 +4,20 @@
 
 namespace {
 
-const uint32_t nPathPartMax = 255;
+constexpr uint32_t kPathPartMax = 255;
 
 // Copies one path component into szPart and returns where the component reading
 // stopped. Exactly 255 characters is refused; longer ones are cut to 255 silently and
 // the rest of the path is then ignored, as the descent only follows a '.'.
-const char* ReadPathPart(const char* p, char (&szPart)[nPathPartMax + 1])
+const char* ReadPathPart(const char* p, char (&szPart)[kPathPartMax + 1])
 {
   size_t n = 0;
-  while (p[n] && p[n] != '.' && n <= nPathPartMax)
+  while (p[n] && p[n] != '.' && n <= kPathPartMax)
     ++n;
-  if (n == nPathPartMax)
+  if (n == kPathPartMax)
     LSKX2_THROW_UNPLACED("Parameter path part was to long max len is 255", eErrInternal);
-  if (n > nPathPartMax)
-    n = nPathPartMax;
+  if (n > kPathPartMax)
+    n = kPathPartMax;
   std::memcpy(szPart, p, n);
   szPart[n] = 0;
   return p + n;
@@ -89,7 +89,7 @@ ClParameter* ClParameterContainer::Find(const char* szPath)
       ++p;
       continue;
     }
-    char szPart[nPathPartMax + 1];
+    char szPart[kPathPartMax + 1];
     p = ReadPathPart(p, szPart);
     if (!pNode->GetParent() && pNode->GetName() && std::strcmp(szPart, pNode->GetName()) == 0) {
       // The root's own name may head a full path; alone it names no child.

@@ -44,10 +44,6 @@ public:
     m_nFlags = nFlags;
   }
 
-  // Present value through the binding, no flag test.
-  T GetValue() const { return ReadValue(); }
-  const T& GetDefaultValue() const { return m_Default; }
-
   void CopyTo(ClParameterBase* pTarget) const override
   {
     ClParameter::CopyTo(pTarget);
@@ -145,9 +141,6 @@ protected:
   static constexpr bool bAtomicAccess =
       std::is_arithmetic_v<T> &&
       (sizeof(T) == 1 || sizeof(T) == 2 || sizeof(T) == 4 || sizeof(T) == 8);
-
-  // Name for messages; a parameter without one still reports.
-  const char* NameText() const { return m_pName ? m_pName : ""; }
 
   O* m_pObject = nullptr;
   SetFn m_pfnSet = nullptr;

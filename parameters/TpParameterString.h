@@ -24,7 +24,6 @@ public:
 
   bool IsString() const override { return true; }
 
-  uint64_t GetSize() const { return m_nSize; }
   void SetSize(uint64_t nSize) { m_nSize = nSize; }
 
   void SetFromString(const char* szText) override

@@ -35,7 +35,7 @@ class ClIpAutoRoll5 : public NewIpBase::ClIp1to1Base
 public:
   // The largest borders: the cut frame keeps at least 200 by 200 of the engine's 800 by
   // 750 frames, room for a finger to roll in.
-  enum : int32_t { eMaxBorderSide = 300, eMaxBorderTop = 550 };
+  static constexpr int32_t kMaxBorderSide = 300, kMaxBorderTop = 550;
   // Roll states.
   enum : int32_t { eIdle = 0, eSettling = 1, eRolling = 2, eFinished = 3 };
   // Directions of a roll.
@@ -50,13 +50,15 @@ public:
   ClProcessorBase* Clone() const override { return CloneNew<ClIpAutoRoll5>(); }
   const char* GetName() const override { return "ClIpAutoRoll5"; }
   int32_t Finalize(int32_t nProcessStatus) override { return 0; }
+  // A roll clock's time that is no time.
+  static constexpr int64_t kNotATime = INT64_MIN;
   // One frame: detection, state machine, merging, and at the end the checks.
   int32_t Process() override;
 
   // Measures, flags and settings of the roll. Throws -101 when the tree refuses.
   virtual void GetDiagnostics(boost::property_tree::ptree& rTree);
   // Takes the thresholds present in the tree, then goes back to idle. Throws -101, also
-  // for a border beyond eMaxBorderSide or eMaxBorderTop, which then keeps its value.
+  // for a border beyond kMaxBorderSide or kMaxBorderTop, which then keeps its value.
   virtual void LoadThresholds(const boost::property_tree::ptree& rTree);
   // Judges the finished roll; each defect found is appended.
   virtual void CheckRollQuality();
@@ -85,28 +87,61 @@ public:
   // The clock of the roll; null restores the steady clock. Not owned.
   void SetClock(const ClRollClock* pClock) { m_pClock = pClock ? pClock : &m_SteadyClock; }
   // Seconds spent in the phases of Process, added up while set (for benchmarks), read
-  // from pfnSeconds (a thread's processor time, say). Not owned.
+  // from pfnSeconds (a thread's processor time, say). Not owned; null stops the count.
   struct StPhaseTimes
   {
     double (*pfnSeconds)() = nullptr;
     double dDetect = 0, dContour = 0, dMerge = 0, dChecks = 0;
   };
-  StPhaseTimes* m_pPhaseTimes = nullptr;
+  void SetPhaseTimes(StPhaseTimes* pTimes) { m_pPhaseTimes = pTimes; }
 
+  // Settings. The engine writes these two at each start of a capture; the processor keeps
+  // them and never reads them.
+  void SetEngineFlag(bool bFlag) { m_bEngineFlag = bFlag; }
+  void SetEngineValue(double dValue) { m_dEngineValue = dValue; }
+  // "ROLL_SHIFT_AREA_ACTIVATION": 1 or more outlines the shift areas.
+  void SetShiftAreaActivation(int32_t n) { m_nRollShiftAreaActivation = n; }
+  // "BORDER_SIDE": columns cut away on each side; "BORDER_TOP": rows cut at the end.
+  // Unchecked here; the threshold tree refuses borders beyond the largest.
+  void SetBorders(int32_t nSide, int32_t nTop)
+  {
+    m_nBorderSide = nSide;
+    m_nBorderTop = nTop;
+  }
+  // Optional: receives the rolled mask. Not owned.
+  void SetOutMask(ClImage* pMask) { m_pOutMask = pMask; }
+  // Frames of a series up to which the roll is still settling.
+  void SetSettleFrames(int32_t n) { m_nSettleFrames = n; }
+  // eMergeExact or eMergeRegistered, taken at the start of each roll.
+  void SetMergeMode(int32_t nMode) { m_nMergeMode = nMode; }
+  int32_t GetMergeMode() const { return m_nMergeMode; }
+
+  // Measures of the running or last roll.
+  struct StMeasures
+  {
+    int32_t nSeriesLen, nMergedLen, nMergedWidth, nRollDuration, nLostFrames, bNoOverlap;
+    int32_t nDirection, nFirstLeft, nMaxRight;
+  };
+  StMeasures GetMeasures() const
+  {
+    return {m_nSeriesLen, m_nMergedLen, m_nMergedWidth, m_nRollDuration, m_nLostFrames,
+            m_bNoOverlap, m_nDirection, m_nFirstLeft,   m_nMaxRight};
+  }
+  // The defects found so far, in order of finding.
+  const std::vector<int32_t>& GetDefects() const { return m_lDefects; }
   // The velocity measure of the roll in pixels per second (see CheckRollQuality).
   int32_t GetVelocityMeasure() const;
+  // Adds a velocity sample taken elsewhere, as a recorded roll replays it.
+  void AddVelocitySample(unsigned nPixelsPerSecond) { m_aVelocity.Add(nPixelsPerSecond); }
 
-  // Written by the engine at each start of a capture; the processor does not read them.
+private:
+  // The settings' members, in the order the settings above name them.
   bool m_bEngineFlag = true;
   double m_dEngineValue = 20.0;
-  // "ROLL_SHIFT_AREA_ACTIVATION": 1 or more outlines the shift areas.
   int32_t m_nRollShiftAreaActivation = 0;
-  // "BORDER_SIDE": columns cut away on each side; "BORDER_TOP": rows cut at the end.
   int32_t m_nBorderSide = 0;
   int32_t m_nBorderTop = 0;
-  // Optional: receives the rolled mask.
   ClImage* m_pOutMask = nullptr;
-  // Frames of a series up to which the roll is still settling.
   int32_t m_nSettleFrames = 5;
   // Consecutive frames without finger that end a roll.
   int32_t m_nLostFrameLimit = 5;
@@ -121,7 +156,6 @@ public:
   int32_t m_nLostFrames = 0;
   int32_t m_bNoOverlap = 0;
   // Microseconds of the roll clock; kNotATime while unset.
-  static constexpr int64_t kNotATime = INT64_MIN;
   int64_t m_tRollStart = kNotATime;
 
   std::vector<int32_t> m_lDefects;
@@ -154,10 +188,9 @@ public:
   int64_t m_nBlendSmooth = 3;
   int32_t m_nBlendBand = 40;
   int32_t m_bStartSettling = 1;
-  // eMergeExact or eMergeRegistered, taken at the start of each roll.
   int32_t m_nMergeMode = eMergeExact;
+  StPhaseTimes* m_pPhaseTimes = nullptr;
 
-private:
   // Milliseconds from a time of the roll clock to now.
   int64_t MillisecondsSince(int64_t tFrom) const;
   // Cut and invert the input into m_Frame.

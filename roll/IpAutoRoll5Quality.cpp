@@ -191,7 +191,7 @@ void ClIpAutoRoll5::LoadThresholds(const boost::property_tree::ptree& rTree)
     take("BORDER_SIDE", nSide);
     take("BORDER_TOP", nTop);
     // Wider borders would leave no room to roll in, or none at all.
-    if (nSide < 0 || nSide > eMaxBorderSide || nTop < 0 || nTop > eMaxBorderTop)
+    if (nSide < 0 || nSide > kMaxBorderSide || nTop < 0 || nTop > kMaxBorderTop)
       throw boost::property_tree::ptree_bad_data("border out of range", nSide);
     m_nBorderSide = nSide;
     m_nBorderTop = nTop;

@@ -13,15 +13,15 @@
 namespace {
 
 // Room first offered to the device's version text.
-const uint32_t nVersionScratch = 255;
+constexpr uint32_t kVersionScratch = 255;
 
 // The device's version text; a text longer than the first room is read once more with
 // the room the device asked for.
 std::string DeviceVersion(ClKX2Handle& handle)
 {
   // One byte beyond the room offered: the device writes its terminator there.
-  std::vector<char> text(nVersionScratch + 1, 0);
-  uint32_t n = nVersionScratch;
+  std::vector<char> text(kVersionScratch + 1, 0);
+  uint32_t n = kVersionScratch;
   try {
     handle.GetDeviceVersion(text.data(), &n);
   } catch (const ClException& e) {

@@ -15,10 +15,10 @@
 namespace {
 
 // Public capture mode (the index) to the engine's.
-const int32_t aEngineModes[] = {3, 4, 2, 1, 5, 6};
+constexpr int32_t kEngineModes[] = {3, 4, 2, 1, 5, 6};
 // The engine's finger state that means a still finger or a finished roll.
-const uint32_t nStateDone = 2;
-const int32_t nStatusNoFinger = eErrBitmapNoFinger;
+constexpr uint32_t kStateDone = 2;
+constexpr int32_t kStatusNoFinger = eErrBitmapNoFinger;
 
 template <class T>
 T* New()
@@ -101,14 +101,14 @@ void ClKX2Handle::WakeWaiters()
 {
   std::lock_guard<std::mutex> lock(m_EngineMutex);
   if (m_pCapture)
-    static_cast<ClKX2LiveCaptureR2*>(m_pCapture)->EndWaits();
+    m_pCapture->EndWaits();
 }
 
 ClKX2LiveCaptureR2& ClKX2Handle::Engine() const
 {
   if (!m_pCapture)
     LSKX2_THROW_MSG("Component not initialized yet.", eErrNotInitialized);
-  return *static_cast<ClKX2LiveCaptureR2*>(m_pCapture);
+  return *m_pCapture;
 }
 
 void ClKX2Handle::Open(uint32_t nDevice, const char* szSerial)
@@ -124,7 +124,7 @@ void ClKX2Handle::Open(uint32_t nDevice, const char* szSerial)
     LSKX2_THROW(eErrDeviceOpenFail);
   }
   m_Scanner.Open(static_cast<int32_t>(nDevice));
-  ClMVLiveCaptureBase* pCapture = New<ClKX2LiveCaptureR2>();
+  ClKX2LiveCaptureR2* pCapture = New<ClKX2LiveCaptureR2>();
   pCapture->SetDevice(&m_Scanner);
   std::lock_guard<std::mutex> lock(m_EngineMutex);
   delete m_pCapture;
@@ -148,9 +148,9 @@ void ClKX2Handle::Close()
 
 void ClKX2Handle::SetCaptureMode(uint32_t nMode)
 {
-  if (nMode >= sizeof(aEngineModes) / sizeof(aEngineModes[0]))
+  if (nMode >= sizeof(kEngineModes) / sizeof(kEngineModes[0]))
     LSKX2_THROW_MSG("Capture mode not supported.", eErrUnsupportedFeature);
-  Engine().SetCaptureMode(aEngineModes[nMode]);
+  Engine().SetCaptureMode(kEngineModes[nMode]);
 }
 
 void ClKX2Handle::GetCaptureMode(uint32_t* pnMode)
@@ -200,17 +200,18 @@ void ClKX2Handle::CopyImage(EImageKind eKind, uint8_t* pImage, double* pdScore, 
   // Never more than the caller's buffer of one image, whatever the device delivered.
   uint64_t nBytes =
       static_cast<uint64_t>(image.LineBytes()) * static_cast<uint64_t>(image.Height());
-  nBytes = std::min<uint64_t>(nBytes, uint64_t(eImageWidth) * eImageHeight);
+  nBytes = std::min<uint64_t>(nBytes, uint64_t(kImageWidth) * kImageHeight);
   if (nBytes)
     std::memcpy(pImage, image.Pixels<uint8_t>(), nBytes);
-  if (nStatus != nStateDone) {
+  // Single-shot and triggered modes report state 0, so a good image comes with -15 there:
+  // callers of those modes ignore the two outputs.
+  if (nStatus != kStateDone) {
     *pbFinger = 0;
-    *pnStatus = nStatusNoFinger;
+    *pnStatus = kStatusNoFinger;
   } else if (eKind == eImageRoll) {
     // Reading a finished roll consumes it: the next call reports no result.
     *pbFinger = 1;
-    engine.SetState(0);
-    *pnStatus = engine.GetRollResult();
+    *pnStatus = engine.TakeRollResult();
   } else {
     *pbFinger = 1;
     *pnStatus = 0;
@@ -238,16 +239,16 @@ void ClKX2Handle::GetImageSize(uint64_t* pnWidth, uint64_t* pnHeight) const
 {
   if (!pnWidth || !pnHeight)
     LSKX2_THROW(eErrBadPointer);
-  *pnWidth = eImageWidth;
-  *pnHeight = eImageHeight;
+  *pnWidth = kImageWidth;
+  *pnHeight = kImageHeight;
 }
 
 void ClKX2Handle::GetImageDPI(uint64_t* pnX, uint64_t* pnY) const
 {
   if (!pnX || !pnY)
     LSKX2_THROW(eErrBadPointer);
-  *pnX = eImageDpi;
-  *pnY = eImageDpi;
+  *pnX = kImageDpi;
+  *pnY = kImageDpi;
 }
 
 void ClKX2Handle::GetScannerCondition(uint32_t* pnCondition, uint32_t* pnReserved)
@@ -268,10 +269,10 @@ void ClKX2Handle::GetSerialNumber(char* pSerial)
     LSKX2_THROW(eErrBadPointer);
   // The wrapper writes a terminator past the count; the caller has 16 bytes, so a name
   // of 16 characters arrives without one, as in the list of LS_KX2QueryScanners.
-  char text[eSerialRecordSize + 1] = {};
-  uint64_t n = eSerialRecordSize;
+  char text[kSerialRecordSize + 1] = {};
+  uint64_t n = kSerialRecordSize;
   m_Scanner.GetSerialText(text, &n);
-  std::memcpy(pSerial, text, std::min<uint64_t>(n + 1, eSerialRecordSize));
+  std::memcpy(pSerial, text, std::min<uint64_t>(n + 1, kSerialRecordSize));
 }
 
 void ClKX2Handle::SetLED(uint8_t nLed, uint8_t nState)

@@ -12,12 +12,12 @@
 class ClImage;
 class ClInterprocessLock;
 class ClKX2LiveCaptureR2;
-class ClMVLiveCaptureBase;
 
 class ClKX2Handle : public TSDKHandleBase<ClKX2Handle, ClLiveScannerKX2>
 {
 public:
-  enum { eImageWidth = 800, eImageHeight = 750, eImageDpi = 500, eSerialRecordSize = 16 };
+  static constexpr int32_t kImageWidth = 800, kImageHeight = 750, kImageDpi = 500,
+                           kSerialRecordSize = 16;
 
   ClKX2Handle();
   ~ClKX2Handle() override;
@@ -94,7 +94,7 @@ private:
   static void SetMergeMode(ClKX2Handle* p, const int32_t* pValue);
 
   ClRDKX2ScanAPIWrapper m_Scanner;
-  ClMVLiveCaptureBase* m_pCapture = nullptr;
+  ClKX2LiveCaptureR2* m_pCapture = nullptr;
   // Guards m_pCapture between Open and Close against a close's wake-up from another thread.
   std::mutex m_EngineMutex;
   ClInterprocessLock* m_pLock = nullptr;

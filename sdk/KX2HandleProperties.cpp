@@ -7,7 +7,7 @@
 
 namespace {
 
-const uint8_t nReadWrite = eParamRead | eParamWrite;
+constexpr uint8_t kReadWrite = eParamRead | eParamWrite;
 
 } // namespace
 
@@ -19,21 +19,21 @@ void ClKX2Handle::RegisterParameters(ClParameterContainer* pTable)
 
   if (pEngine) {
     pTable->CreateNumeric<unsigned int>(LS_KX2_PROPERTY_USE_FAST_MASK)
-        ->Bind(&pEngine->m_nUseFastMask, nReadWrite);
+        ->Bind(&pEngine->m_nUseFastMask, kReadWrite);
     pTable->CreateNumeric<unsigned int>(LS_KX2_PROPERTY_ROLLED_POST_PROCESS)
-        ->Bind(&pEngine->m_nRolledPostProcess, nReadWrite);
+        ->Bind(&pEngine->m_nRolledPostProcess, kReadWrite);
   } else {
     // Without an engine the fields have nothing to point at: accessors that answer -2.
     for (const char* szName : {LS_KX2_PROPERTY_USE_FAST_MASK, LS_KX2_PROPERTY_ROLLED_POST_PROCESS})
       pTable->CreateNumeric<unsigned int, ClKX2Handle>(szName)->Bind(
           &m_nUnopenedDefault, this, &SetUnopened<unsigned int>, &GetUnopened<unsigned int>,
-          nReadWrite);
+          kReadWrite);
   }
 
   m_nAverageDefault = pEngine ? GetAverageLiveness(this) : 0;
   auto* pAverage =
       pTable->CreateNumeric<unsigned int, ClKX2Handle>(LS_KX2_PROPERTY_AVERAGE_LIVENESS_SCORE_MODE);
-  pAverage->Bind(&m_nAverageDefault, this, &SetAverageLiveness, &GetAverageLiveness, nReadWrite);
+  pAverage->Bind(&m_nAverageDefault, this, &SetAverageLiveness, &GetAverageLiveness, kReadWrite);
   pAverage->SetMin(0);
   pAverage->SetMax(1);
 
@@ -43,24 +43,24 @@ void ClKX2Handle::RegisterParameters(ClParameterContainer* pTable)
   // Out of range is refused, not clamped.
   if (pEngine) {
     auto* pSensitivity = pTable->CreateNumeric<int>(LS_KX2_PROPERTY_MASK_SENSITIVITY);
-    pSensitivity->Bind(&pEngine->m_nMaskSensitivity, nReadWrite | eParamStrict);
+    pSensitivity->Bind(&pEngine->m_nMaskSensitivity, kReadWrite | eParamStrict);
     pSensitivity->SetMin(0);
     pSensitivity->SetMax(5);
   } else {
     auto* pSensitivity = pTable->CreateNumeric<int, ClKX2Handle>(LS_KX2_PROPERTY_MASK_SENSITIVITY);
     pSensitivity->Bind(&m_nUnopenedSensitivity, this, &SetUnopened<int>, &GetUnopened<int>,
-                       nReadWrite | eParamStrict);
+                       kReadWrite | eParamStrict);
     pSensitivity->SetMin(0);
     pSensitivity->SetMax(5);
   }
 
   m_nSettlingDefault = pEngine ? GetStartSettling(this) : 1;
   pTable->CreateNumeric<unsigned int, ClKX2Handle>(LS_KX2_PROPERTY_ROLL_FINGER_START_MODE)
-      ->Bind(&m_nSettlingDefault, this, &SetStartSettling, &GetStartSettling, nReadWrite);
+      ->Bind(&m_nSettlingDefault, this, &SetStartSettling, &GetStartSettling, kReadWrite);
 
   m_nMergeModeDefault = pEngine ? GetMergeMode(this) : 0;
   pTable->CreateNumeric<int, ClKX2Handle>(LS_KX2_PROPERTY_ROLL_MERGE_MODE)
-      ->Bind(&m_nMergeModeDefault, this, &SetMergeMode, &GetMergeMode, nReadWrite);
+      ->Bind(&m_nMergeModeDefault, this, &SetMergeMode, &GetMergeMode, kReadWrite);
 }
 
 uint32_t ClKX2Handle::GetAverageLiveness(ClKX2Handle* p)

@@ -67,7 +67,7 @@ int RunCase(const std::string& sDir, const std::string& sName, const kxsim::ClSc
   mkdir(sOut.c_str(), 0777);
   kxsim::ClSimulator sim(script);
   rolltest::ClRollRun run(c.nBorderTop);
-  run.m_Roll.m_nRollShiftAreaActivation = bAreas ? 1 : 0;
+  run.m_Roll.SetShiftAreaActivation(bAreas ? 1 : 0);
   rolltest::FrameList aFrames = rolltest::Frames(c, sim);
   for (size_t i = 0; i < aFrames.size(); ++i) {
     run.Feed(*aFrames[i]);

@@ -71,7 +71,7 @@ void BM_RollPath(benchmark::State& state)
   for (size_t n = 0; n < frames.size(); ++n)
     ToImage(sim.Frame(n), 800, 750, frames[n]);
   ClIpAutoRoll5 roll;
-  roll.m_nSettleFrames = 2;
+  roll.SetSettleFrames(2);
   ClIpKX10MaskR2 mask(true);
   ClImage frame, composite, result;
   size_t n = 0;

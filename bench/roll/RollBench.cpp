@@ -40,8 +40,8 @@ void RunRolls(benchmark::State& state, bool bFinalFrame, int32_t nMergeMode = 0,
 {
   const rolltest::FrameList& aFrames = Frames(bRealistic);
   rolltest::ClRollRun run;
-  run.m_Roll.m_nMergeMode = nMergeMode;
-  run.m_Roll.m_nRollShiftAreaActivation = 1;
+  run.m_Roll.SetMergeMode(nMergeMode);
+  run.m_Roll.SetShiftAreaActivation(1);
   ClIpAutoRoll5::StPhaseTimes times;
   double dWorst = 0.0, dSum = 0.0;
   int64_t nFrames = 0;
@@ -53,7 +53,7 @@ void RunRolls(benchmark::State& state, bool bFinalFrame, int32_t nMergeMode = 0,
       const int32_t nBefore = run.m_Roll.GetState();
       ClIpAutoRoll5::StPhaseTimes frameTimes;
       frameTimes.pfnSeconds = ThreadSeconds;
-      run.m_Roll.m_pPhaseTimes = &frameTimes;
+      run.m_Roll.SetPhaseTimes(&frameTimes);
       const double t0 = ThreadSeconds();
       const int32_t nAfter = run.Feed(*pFrame);
       const double d = ThreadSeconds() - t0;
@@ -74,7 +74,7 @@ void RunRolls(benchmark::State& state, bool bFinalFrame, int32_t nMergeMode = 0,
     dSum += dIteration;
     nFrames += nIteration;
   }
-  run.m_Roll.m_pPhaseTimes = nullptr;
+  run.m_Roll.SetPhaseTimes(nullptr);
   const double n = nFrames ? double(nFrames) : 1.0;
   state.counters["mean_ms"] = dSum / n * 1e3;
   state.counters["worst_ms"] = dWorst * 1e3;

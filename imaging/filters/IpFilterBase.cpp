@@ -1,7 +1,5 @@
 #include "imaging/filters/IpFilterBase.h"
 
-#include "parameters/ParameterContainer.h"
-#include "parameters/ParameterInterface.h"
 #include "base/Exceptions.h"
 
 namespace {
@@ -15,42 +13,19 @@ ClIpFilterBase::ClIpFilterBase() { SetDefaultParameters(); }
 
 ClIpFilterBase::~ClIpFilterBase() = default;
 
-void ClIpFilterBase::DeclareInterface(ClParameterInterface& itf)
+void ClIpFilterBase::DescribeArguments(ClProcessorArguments& a)
 {
-  using I = ClParameterInterface;
-  itf.AddImage(&m_pInImage, "InImage", "In: Original Image", I::eIn, 1, 1);
-  itf.AddImage(&m_pOutImage, "OutImage", "Out: Output Image", I::eOut, 1, 1);
-  itf.AddInteger(&m_nFilterWidth, "nFilterWidth", "in: Filter Width", I::eIn, 1.0, -1.0);
-  I::ClParameter* p = itf.AddChoice(&m_nMode, "eFilterWidth", "in: Filter Width", nullptr, I::eIn);
-  I::SetChoices(p, s_aModeChoices, s_anModeValues);
-  p->m_dDefault = MODE_X;
+  using A = ClProcessorArguments;
+  a.Image(&m_pInImage, "InImage", "pInImage", "In: Original Image", 1, 1, 1);
+  a.Image(&m_pOutImage, "OutImage", "pOutImage", "Out: Output Image", 1, 1, 2,
+          A::eOut | A::eNoDefault);
+  a.Int32(&m_nFilterWidth, "nFilterWidth", "nFilterWidth", "in: Filter Width", 3, 1.0, -1.0);
+  // The list states MODE_X as the default although the member starts at MODE_XY.
+  a.Choice(&m_nMode, "eFilterWidth", "nMode", "in: Filter Width", MODE_XY, s_aModeChoices,
+           s_anModeValues, A::eListDefault, MODE_X);
   // Both direction ports lead to the x part; the y part is set directly.
-  itf.AddImage(&m_pInDxImage, "InDxImage", "in: Dx Image", I::eIn, 1, 1);
-  itf.AddImage(&m_pInDxImage, "InDyImage", "in: Dy Image", I::eIn, 1, 1);
-}
-
-void ClIpFilterBase::SetDefaultParameters()
-{
-  m_nFilterWidth = 3;
-  m_nMode = MODE_XY;
-}
-
-void ClIpFilterBase::BindParameters(ClParameterContainer& container)
-{
-  container.CreatePointer<ClImage>("pInImage")->Bind(&m_pInImage, 1);
-  container.CreatePointer<ClImage>("pOutImage")->Bind(&m_pOutImage, 2);
-  container.CreateNumeric<int>("nFilterWidth")->Bind(&m_nFilterWidth, 3);
-  auto* pMode = container.CreateEnum<int>("nMode");
-  const char* szChoice = s_aModeChoices;
-  for (int32_t nValue : s_anModeValues) {
-    pMode->AddEntry(nValue, szChoice);
-    while (*szChoice)
-      ++szChoice;
-    ++szChoice;
-  }
-  pMode->Bind(&m_nMode, 3);
-  container.CreatePointer<ClImage>("pInDxImage")->Bind(&m_pInDxImage, 5);
-  container.CreatePointer<ClImage>("pInDyImage")->Bind(&m_pInDxImage, 5);
+  a.Image(&m_pInDxImage, "InDxImage", "pInDxImage", "in: Dx Image", 1, 1, 5);
+  a.Image(&m_pInDxImage, "InDyImage", "pInDyImage", "in: Dy Image", 1, 1, 5);
 }
 
 void ClIpFilterBase::GetInfoString(char* pBuffer, size_t nSize) const

@@ -23,9 +23,6 @@ public:
   ClIpFilterBase();
   ~ClIpFilterBase() override;
 
-  void DeclareInterface(ClParameterInterface& itf) override;
-  void SetDefaultParameters() override;
-  void BindParameters(ClParameterContainer& container) override;
   void GetInfoString(char* pBuffer, size_t nSize) const override;
   int32_t Process() override;
 
@@ -50,6 +47,7 @@ public:
   ClImage* m_pInDyImage = nullptr;
 
 protected:
+  void DescribeArguments(ClProcessorArguments& a) override;
   // Runs the operation of the mode; shared by the subclasses' own dispatch.
   int32_t DispatchMode(bool bSigned);
 

@@ -3,7 +3,6 @@
 #include "imaging/OutImageType.h"
 #include "imaging/TpDispatch.h"
 #include "imaging/filters/VarianceKernels.h"
-#include "parameters/ParameterContainer.h"
 
 #include <algorithm>
 #include <new>
@@ -16,17 +15,11 @@ ClIpFilterVariance::ClIpFilterVariance()
   SetDefaultParameters();
 }
 
-void ClIpFilterVariance::SetDefaultParameters()
+void ClIpFilterVariance::DescribeArguments(ClProcessorArguments& a)
 {
-  m_nInFilterWidth = 11;
-  m_eOutImageType = eDouble64;
-}
-
-void ClIpFilterVariance::BindParameters(ClParameterContainer& container)
-{
-  ClIp1to1Base::BindParameters(container);
-  container.CreateNumeric<int>("nInFilterWidth")->Bind(&m_nInFilterWidth, 3);
-  ClOutImageType::Bind(container, m_eOutImageType);
+  ClIp1to1Base::DescribeArguments(a);
+  a.Int32(&m_nInFilterWidth, nullptr, "nInFilterWidth", nullptr, 11, 0, 0);
+  a.OutImageType(&m_eOutImageType, nullptr, nullptr, eDouble64);
 }
 
 void ClIpFilterVariance::CheckInputType() const

@@ -14,8 +14,6 @@ public:
 
   ClProcessorBase* Clone() const override { return CloneNew<ClIpFilterVariance>(); }
   const char* GetName() const override { return "ClIpFilterVariance"; }
-  void SetDefaultParameters() override;
-  void BindParameters(ClParameterContainer& container) override;
   // The frame's test, then -44 "Input image has too many planes." for more than one.
   void CheckInputType() const override;
   // Throws -701 "Output image not assigned". -33 for an input type outside the eight;
@@ -24,6 +22,9 @@ public:
 
   int32_t m_nInFilterWidth = 11;
   EDataType m_eOutImageType = eDouble64;
+
+protected:
+  void DescribeArguments(ClProcessorArguments& a) override;
 
 private:
   template <class TIn, class TOut>

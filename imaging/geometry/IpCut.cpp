@@ -1,8 +1,6 @@
 #include "imaging/geometry/IpCut.h"
 
 #include "model/FpImage.h"
-#include "parameters/ParameterContainer.h"
-#include "parameters/ParameterInterface.h"
 
 #include <cstring>
 
@@ -13,35 +11,17 @@ ClIpCut::ClIpCut()
   SetDefaultParameters();
 }
 
-void ClIpCut::DeclareInterface(ClParameterInterface& itf)
+void ClIpCut::DescribeArguments(ClProcessorArguments& a)
 {
-  itf.AddImage(&m_pInImage, "InImage", "In: Original Image", ClParameterInterface::eIn, 1, 1);
-  itf.AddImage(&m_pOutImage, "OutImage", "Out: Clipping", ClParameterInterface::eOut, 1, 1);
-  itf.AddInteger(&m_nX0, "X0", "In: Start X", ClParameterInterface::eIn, -2147483648.0,
-                 2147483647.0);
-  itf.AddInteger(&m_nY0, "Y0", "In: Start Y", ClParameterInterface::eIn, -2147483648.0,
-                 2147483647.0);
-  itf.AddInteger(&m_nDestWidth, "DestWidth", "In: Cut Width", ClParameterInterface::eIn,
-                 -2147483648.0, 2147483647.0);
-  itf.AddInteger(&m_nDestHeight, "DestHeight", "In: Cut Height", ClParameterInterface::eIn,
-                 -2147483648.0, 2147483647.0);
-}
-
-void ClIpCut::SetDefaultParameters()
-{
-  m_nX0 = 0;
-  m_nY0 = 0;
-  m_nDestWidth = 0;
-  m_nDestHeight = 0;
-}
-
-void ClIpCut::BindParameters(ClParameterContainer& container)
-{
-  ClIp1to1Base::BindParameters(container);
-  container.CreateNumeric<int32_t>("nX0")->Bind(&m_nX0, 3);
-  container.CreateNumeric<int32_t>("nY0")->Bind(&m_nY0, 3);
-  container.CreateNumeric<int32_t>("nDestWidth")->Bind(&m_nDestWidth, 3);
-  container.CreateNumeric<int32_t>("nDestHeight")->Bind(&m_nDestHeight, 3);
+  using A = ClProcessorArguments;
+  a.Image(&m_pInImage, "InImage", "pInImage", "In: Original Image", 1, 1, 1);
+  a.Image(&m_pOutImage, "OutImage", "pOutImage", "Out: Clipping", 1, 1, 2, A::eOut | A::eNoDefault);
+  a.Int32(&m_nX0, "X0", "nX0", "In: Start X", 0, -2147483648.0, 2147483647.0);
+  a.Int32(&m_nY0, "Y0", "nY0", "In: Start Y", 0, -2147483648.0, 2147483647.0);
+  a.Int32(&m_nDestWidth, "DestWidth", "nDestWidth", "In: Cut Width", 0, -2147483648.0,
+          2147483647.0);
+  a.Int32(&m_nDestHeight, "DestHeight", "nDestHeight", "In: Cut Height", 0, -2147483648.0,
+          2147483647.0);
 }
 
 int32_t ClIpCut::ProcessImage(ClImage* pIn, ClImage* pOut)

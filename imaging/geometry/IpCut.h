@@ -9,9 +9,6 @@ public:
 
   ClProcessorBase* Clone() const override { return CloneNew<ClIpCut>(); }
   const char* GetName() const override { return "ClIpCut"; }
-  void DeclareInterface(ClParameterInterface& itf) override;
-  void SetDefaultParameters() override;
-  void BindParameters(ClParameterContainer& container) override;
   // The rectangle is tested (-35, each test its own text) before the output is made.
   int32_t ProcessImage(ClImage* pIn, ClImage* pOut) override;
   // The output takes the cut's size in ProcessImage, after the tests.
@@ -21,4 +18,7 @@ public:
   int32_t m_nY0 = 0;
   int32_t m_nDestWidth = 0;
   int32_t m_nDestHeight = 0;
+
+protected:
+  void DescribeArguments(ClProcessorArguments& a) override;
 };

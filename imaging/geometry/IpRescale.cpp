@@ -6,7 +6,6 @@
 #include "imaging/geometry/RescaleKernels.h"
 #include "imaging/SampleConvert.h"
 #include "parameters/ParameterContainer.h"
-#include "parameters/ParameterInterface.h"
 
 #include <algorithm>
 #include <cstring>
@@ -80,55 +79,28 @@ const char* ClIpRescale::ModeText(eProcessingMode eMode)
   return "InvalidMode";
 }
 
-void ClIpRescale::DeclareInterface(ClParameterInterface& itf)
+void ClIpRescale::DescribeArguments(ClProcessorArguments& a)
 {
-  itf.AddImage(&m_pInImage, "InImage", "In: Original Image", ClParameterInterface::eIn, 1, 3);
-  itf.AddImage(&m_pOutImage, "OutImage", "Out: Rescaled Image", ClParameterInterface::eOut, 1, 1);
-  itf.AddInteger(&m_nNewWidth, "NewWidth", "In: New Image Width", ClParameterInterface::eIn,
-                 -2147483648.0, 2147483647.0);
-  itf.AddInteger(&m_nNewHeight, "NewHeight", "In: New Image Height", ClParameterInterface::eIn,
-                 -2147483648.0, 2147483647.0);
-  itf.AddInteger(&m_nNewPelsX, "NewPelsX", "In: New Horizontal Resolution In Pels",
-                 ClParameterInterface::eIn, -2147483648.0, 2147483647.0);
-  itf.AddInteger(&m_nNewPelsY, "NewPelsY", "In: New Vertical Resolution In Pels",
-                 ClParameterInterface::eIn, -2147483648.0, 2147483647.0);
-  static const char s_szModes[] = "ModeWholeNumbered\0ModeNearestNeighbour\0ModeBiLinear\0"
-                                  "ModeBiCubic\0ModeBiLinearFantMar\0";
-  itf.AddChoice(&m_eMode, "Mode", "In: Interpolation Mode", s_szModes, ClParameterInterface::eIn);
-}
-
-void ClIpRescale::SetDefaultParameters()
-{
-  m_nNewWidth = 0;
-  m_nNewHeight = 0;
-  m_nNewPelsX = 0;
-  m_nNewPelsY = 0;
-  m_eMode = BiLinear;
-  m_dConvParameter1 = -0.75;
-}
-
-void ClIpRescale::BindParameters(ClParameterContainer& container)
-{
-  container.CreatePointer<ClImage>("pInImage")->Bind(&m_pInImage, 1);
-  container.CreatePointer<ClImage>("pOutImage")->Bind(&m_pOutImage, 2);
-  const std::pair<const char*, int32_t*> aNumbers[] = {{"NewWidth", &m_nNewWidth},
-                                                       {"NewHeight", &m_nNewHeight},
-                                                       {"NewPelsX", &m_nNewPelsX},
-                                                       {"NewPelsY", &m_nNewPelsY}};
-  for (const auto& number : aNumbers) {
-    auto* p = container.CreateNumeric<int32_t>(number.first);
-    p->SetMin(-2147483648.0);
-    p->SetMax(2147483647.0);
-    p->Bind(number.second, 3);
-  }
-  auto* pMode = container.CreateEnum<eProcessingMode>("eMode");
-  pMode->AddEntry(WholeNumbered, "ModeWholeNumbered");
-  pMode->AddEntry(NearestNeighbour, "ModeNearestNeighbour");
-  pMode->AddEntry(BiLinear, "ModeBiLinear");
-  pMode->AddEntry(BiCubic, "ModeBiCubic");
-  pMode->AddEntry(BiLinearFantMar, "ModeBiLinearFantMar");
-  pMode->Bind(&m_eMode, 3);
-  container.CreateNumeric<double>("dConvParameter1")->Bind(&m_dConvParameter1, 3);
+  using A = ClProcessorArguments;
+  static const char szModes[] = "ModeWholeNumbered\0ModeNearestNeighbour\0ModeBiLinear\0"
+                                "ModeBiCubic\0ModeBiLinearFantMar\0";
+  static const int32_t anModes[] = {WholeNumbered, NearestNeighbour, BiLinear, BiCubic,
+                                    BiLinearFantMar};
+  a.Image(&m_pInImage, "InImage", "pInImage", "In: Original Image", 1, 3, 1);
+  a.Image(&m_pOutImage, "OutImage", "pOutImage", "Out: Rescaled Image", 1, 1, 2,
+          A::eOut | A::eNoDefault);
+  a.Int32(&m_nNewWidth, "NewWidth", "NewWidth", "In: New Image Width", 0, -2147483648.0,
+          2147483647.0, A::eBindRange);
+  a.Int32(&m_nNewHeight, "NewHeight", "NewHeight", "In: New Image Height", 0, -2147483648.0,
+          2147483647.0, A::eBindRange);
+  a.Int32(&m_nNewPelsX, "NewPelsX", "NewPelsX", "In: New Horizontal Resolution In Pels", 0,
+          -2147483648.0, 2147483647.0, A::eBindRange);
+  a.Int32(&m_nNewPelsY, "NewPelsY", "NewPelsY", "In: New Vertical Resolution In Pels", 0,
+          -2147483648.0, 2147483647.0, A::eBindRange);
+  // The list's choices carry no values; the container's do.
+  a.Choice(&m_eMode, "Mode", "eMode", "In: Interpolation Mode", BiLinear, szModes, anModes,
+           A::eValueless);
+  a.Double(&m_dConvParameter1, nullptr, "dConvParameter1", nullptr, -0.75, 0, 0);
 }
 
 void ClIpRescale::GetInfoString(char* pBuffer, size_t nSize) const
@@ -253,6 +225,7 @@ int32_t ClIpRescale::ProcessPlane(const ClImage& in, ClImage& out)
 void ClIpRescale::Nearest(const ClImage& in, ClImage& out)
 {
   // Both resolution values of the output take the X value.
+  // Both resolutions take the X value, as the output of this mode always has.
   out.Create(ByteType(in), m_nDestWidth, m_nDestHeight, in.Planes(), m_nDestPelsX, m_nDestPelsX);
   int64_t nStepX, nStepY;
   if (m_nDestPelsX > 0 && m_nDestPelsY > 0) {

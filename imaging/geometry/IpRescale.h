@@ -23,9 +23,6 @@ public:
 
   ClProcessorBase* Clone() const override { return CloneNew<ClIpRescale>(); }
   const char* GetName() const override { return "ClIpRescale"; }
-  void DeclareInterface(ClParameterInterface& itf) override;
-  void SetDefaultParameters() override;
-  void BindParameters(ClParameterContainer& container) override;
   void GetInfoString(char* pBuffer, size_t nSize) const override;
   // Works out m_nDest*: a resolution request wins over a size request. -35 for a size
   // request below 1.
@@ -53,6 +50,9 @@ public:
   int32_t m_nDestHeight = 0;
   int32_t m_nDestPelsX = 0;
   int32_t m_nDestPelsY = 0;
+
+protected:
+  void DescribeArguments(ClProcessorArguments& a) override;
 
 private:
   int32_t ProcessPlanes();

@@ -1,36 +1,20 @@
 #include "imaging/geometry/IpResize.h"
 
 #include "imaging/ImageArguments.h"
-#include "parameters/ParameterContainer.h"
-#include "parameters/ParameterInterface.h"
 
 #include <algorithm>
 #include <cstring>
 
 ClIpResize::ClIpResize() { SetDefaultParameters(); }
 
-void ClIpResize::DeclareInterface(ClParameterInterface& itf)
+void ClIpResize::DescribeArguments(ClProcessorArguments& a)
 {
-  itf.AddImage(&m_pInImage, "InImage", "In: Original Image", ClParameterInterface::eIn, 1, 1);
-  itf.AddImage(&m_pOutImage, "OutImage", "Out: Rescaled Image", ClParameterInterface::eOut, 1, 1);
-}
-
-void ClIpResize::SetDefaultParameters()
-{
-  m_pInImage = nullptr;
-  m_pOutImage = nullptr;
-  m_nScaleFactor = 2;
-  m_nDestWidth = 0;
-  m_nDestHeight = 0;
-}
-
-void ClIpResize::BindParameters(ClParameterContainer& container)
-{
-  container.CreatePointer<ClImage>("pInImage")->Bind(&m_pInImage, 1);
-  container.CreatePointer<ClImage>("pOutImage")->Bind(&m_pOutImage, 2);
-  container.CreateNumeric<int32_t>("nScaleFactor")->Bind(&m_nScaleFactor, 3);
-  container.CreateNumeric<int32_t>("nDestWidth")->Bind(&m_nDestWidth, 3);
-  container.CreateNumeric<int32_t>("nDestHeight")->Bind(&m_nDestHeight, 3);
+  using A = ClProcessorArguments;
+  a.Image(&m_pInImage, "InImage", "pInImage", "In: Original Image", 1, 1, 1, 0);
+  a.Image(&m_pOutImage, "OutImage", "pOutImage", "Out: Rescaled Image", 1, 1, 2, A::eOut);
+  a.Int32(&m_nScaleFactor, nullptr, "nScaleFactor", nullptr, 2, 0, 0);
+  a.Int32(&m_nDestWidth, nullptr, "nDestWidth", nullptr, 0, 0, 0);
+  a.Int32(&m_nDestHeight, nullptr, "nDestHeight", nullptr, 0, 0, 0);
 }
 
 int32_t ClIpResize::Process()

@@ -12,9 +12,6 @@ public:
 
   ClProcessorBase* Clone() const override { return CloneNew<ClIpResize>(); }
   const char* GetName() const override { return "ClIpResize"; }
-  void DeclareInterface(ClParameterInterface& itf) override;
-  void SetDefaultParameters() override;
-  void BindParameters(ClParameterContainer& container) override;
   // -701 for a missing image or input data; -35 for a factor below 1.
   int32_t Process() override;
 
@@ -24,6 +21,9 @@ public:
   // Both 0: the input's size times the factor.
   int32_t m_nDestWidth = 0;
   int32_t m_nDestHeight = 0;
+
+protected:
+  void DescribeArguments(ClProcessorArguments& a) override;
 
 private:
   int32_t ProcessPlanes();

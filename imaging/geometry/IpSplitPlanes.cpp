@@ -1,33 +1,16 @@
 #include "imaging/geometry/IpSplitPlanes.h"
 
 #include "imaging/TpDispatch.h"
-#include "parameters/ParameterContainer.h"
-#include "parameters/ParameterInterface.h"
-
-#include <cstdio>
 
 ClIpSplitPlanes::ClIpSplitPlanes() { SetDefaultParameters(); }
 
-void ClIpSplitPlanes::DeclareInterface(ClParameterInterface& itf)
+void ClIpSplitPlanes::DescribeArguments(ClProcessorArguments& a)
 {
-  itf.AddImage(&m_pInImage, "InImage", "In: Original Image", ClParameterInterface::eIn, 1, 1);
-}
-
-void ClIpSplitPlanes::SetDefaultParameters()
-{
-  m_pInImage = nullptr;
-  for (ClImage*& p : m_apOutPlane)
-    p = nullptr;
-}
-
-void ClIpSplitPlanes::BindParameters(ClParameterContainer& container)
-{
-  container.CreatePointer<ClImage>("pInImage")->Bind(&m_pInImage, 1);
-  char szName[32];
-  for (int i = 0; i < 4; ++i) {
-    std::snprintf(szName, sizeof(szName), "pOutPlane[%d]", i);
-    container.CreatePointer<ClImage>(szName)->Bind(&m_apOutPlane[i], 6);
-  }
+  static const char* const aszPlanes[] = {"pOutPlane[0]", "pOutPlane[1]", "pOutPlane[2]",
+                                          "pOutPlane[3]"};
+  a.Image(&m_pInImage, "InImage", "pInImage", "In: Original Image", 1, 1, 1, 0);
+  for (int i = 0; i < 4; ++i)
+    a.Image(&m_apOutPlane[i], nullptr, aszPlanes[i], nullptr, 1, 1, 6, 0);
 }
 
 int32_t ClIpSplitPlanes::Process()

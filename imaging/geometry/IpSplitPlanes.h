@@ -11,9 +11,6 @@ public:
 
   ClProcessorBase* Clone() const override { return CloneNew<ClIpSplitPlanes>(); }
   const char* GetName() const override { return "ClIpSplitPlanes"; }
-  void DeclareInterface(ClParameterInterface& itf) override;
-  void SetDefaultParameters() override;
-  void BindParameters(ClParameterContainer& container) override;
   // Throws -35 "Image has more than 4 planes."; a type outside the eight skips silently.
   int32_t Process() override;
 
@@ -23,6 +20,9 @@ public:
 
   ClImage* m_pInImage = nullptr;
   ClImage* m_apOutPlane[4] = {nullptr, nullptr, nullptr, nullptr};
+
+protected:
+  void DescribeArguments(ClProcessorArguments& a) override;
 
 private:
   // A share of the input, so that a plane may be written into the input object itself.

@@ -1,58 +1,23 @@
 #include "imaging/histogram/IpStretchRangeGlobal.h"
 
 #include "imaging/SampleConvert.h"
-#include "parameters/ParameterContainer.h"
-#include "parameters/ParameterInterface.h"
 
 ClIpStretchRangeGlobal::ClIpStretchRangeGlobal() { SetDefaultParameters(); }
 
-void ClIpStretchRangeGlobal::SetDefaultParameters()
+void ClIpStretchRangeGlobal::DescribeArguments(ClProcessorArguments& a)
 {
-  m_nOldRangeFrom = 255;
-  m_nOldRangeTo = 0;
-  m_nNewRangeFrom = 0;
-  m_nNewRangeTo = 255;
-}
-
-void ClIpStretchRangeGlobal::DeclareInterface(ClParameterInterface& itf)
-{
-  using I = ClParameterInterface;
-  itf.AddImage(&m_pInImage, "InImage", "In: Original Image", I::eIn, 1, 1);
-  itf.AddImage(&m_pOutImage, "OutImage", "Out: Stretched Imaged", I::eOut, 1, 1);
-  const struct
-  {
-    uint8_t* pValue;
-    const char* szName;
-    const char* szText;
-  } aRanges[] = {{&m_nOldRangeFrom, "OldRangeFrom", "In: Input Range Start"},
-                 {&m_nOldRangeTo, "OldRangeTo", "In: Input Range End"},
-                 {&m_nNewRangeFrom, "NewRangeFrom", "In: Stretch Range Start"},
-                 {&m_nNewRangeTo, "NewRangeTo", "In: Stretch Range End"}};
-  for (const auto& r : aRanges) {
-    I::ClParameter* p = itf.AddGeneric(r.pValue, r.szName, r.szText, I::eIn, I::eKindUInt8, 0);
-    I::SetRange(p, 0, 255);
-    p->m_dDefault = *r.pValue;
-  }
-}
-
-void ClIpStretchRangeGlobal::BindParameters(ClParameterContainer& container)
-{
-  container.CreatePointer<ClImage>("pInImage")->Bind(&m_pInImage, 1);
-  container.CreatePointer<ClImage>("pOutImage")->Bind(&m_pOutImage, 2);
-  const struct
-  {
-    uint8_t* pValue;
-    const char* szName;
-  } aRanges[] = {{&m_nOldRangeFrom, "OldRangeFrom"},
-                 {&m_nOldRangeTo, "OldRangeTo"},
-                 {&m_nNewRangeFrom, "NewRangeFrom"},
-                 {&m_nNewRangeTo, "NewRangeTo"}};
-  for (const auto& r : aRanges) {
-    auto* p = container.CreateNumeric<unsigned char>(r.szName);
-    p->SetMin(0);
-    p->SetMax(255);
-    p->Bind(r.pValue, 3);
-  }
+  using A = ClProcessorArguments;
+  a.Image(&m_pInImage, "InImage", "pInImage", "In: Original Image", 1, 1, 1);
+  a.Image(&m_pOutImage, "OutImage", "pOutImage", "Out: Stretched Imaged", 1, 1, 2,
+          A::eOut | A::eNoDefault);
+  a.UInt8(&m_nOldRangeFrom, "OldRangeFrom", "OldRangeFrom", "In: Input Range Start", 255, 0, 255,
+          A::eBindRange);
+  a.UInt8(&m_nOldRangeTo, "OldRangeTo", "OldRangeTo", "In: Input Range End", 0, 0, 255,
+          A::eBindRange);
+  a.UInt8(&m_nNewRangeFrom, "NewRangeFrom", "NewRangeFrom", "In: Stretch Range Start", 0, 0, 255,
+          A::eBindRange);
+  a.UInt8(&m_nNewRangeTo, "NewRangeTo", "NewRangeTo", "In: Stretch Range End", 255, 0, 255,
+          A::eBindRange);
 }
 
 int32_t ClIpStretchRangeGlobal::Initialize()

@@ -13,9 +13,6 @@ public:
 
   ClProcessorBase* Clone() const override { return CloneNew<ClIpStretchRangeGlobal>(); }
   const char* GetName() const override { return "ClIpStretchRangeGlobal"; }
-  void DeclareInterface(ClParameterInterface& itf) override;
-  void SetDefaultParameters() override;
-  void BindParameters(ClParameterContainer& container) override;
   int32_t Initialize() override;
   void ComputeTable() override;
 
@@ -25,6 +22,9 @@ public:
   uint8_t m_nNewRangeTo = 255;
   uint8_t m_nUsedFrom = 255;
   uint8_t m_nUsedTo = 0;
+
+protected:
+  void DescribeArguments(ClProcessorArguments& a) override;
 
 private:
   ClHistogram m_Histogram;

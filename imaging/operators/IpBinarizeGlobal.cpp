@@ -3,7 +3,6 @@
 #include "imaging/TpDispatch.h"
 #include "imaging/operators/OperatorRows.h"
 #include "parameters/ParameterContainer.h"
-#include "parameters/ParameterInterface.h"
 
 #include <cmath>
 #include <type_traits>
@@ -41,37 +40,16 @@ void ClIpBinarizeGlobal::GetInfoString(char* pBuffer, size_t nSize) const
   FormatInfo(pBuffer, nSize, "Thr%.*f [%.*f;%.*f]", n, m_dThreshold, n, m_dBlack, n, m_dWhite);
 }
 
-void ClIpBinarizeGlobal::DeclareInterface(ClParameterInterface& itf)
+void ClIpBinarizeGlobal::DescribeArguments(ClProcessorArguments& a)
 {
-  using I = ClParameterInterface;
-  ClIp1to1Base::DeclareInterface(itf);
-  itf.AddDouble(&m_dBlack, "Black", "In: Pixelvalue of Black", I::eIn, -1, -1);
-  itf.AddDouble(&m_dWhite, "White", "In: Pixelvalue of White", I::eIn, -1, -1);
-  itf.AddDouble(&m_dThreshold, "Threshold", "In: Binarization Threshold", I::eIn, 1, 1);
-}
-
-void ClIpBinarizeGlobal::SetDefaultParameters()
-{
-  m_dThreshold = m_dBlack = m_dWhite = std::numeric_limits<double>::quiet_NaN();
-}
-
-void ClIpBinarizeGlobal::BindParameters(ClParameterContainer& container)
-{
-  ClIp1to1Base::BindParameters(container);
-  // Equal bounds: no range.
-  const struct
-  {
-    const char* szName;
-    double* pValue;
-    double dBound;
-  } aParams[] = {
-      {"Black", &m_dBlack, -1}, {"White", &m_dWhite, -1}, {"Threshold", &m_dThreshold, 1}};
-  for (const auto& param : aParams) {
-    auto* p = container.CreateNumeric<double>(param.szName);
-    p->SetMin(param.dBound);
-    p->SetMax(param.dBound);
-    p->Bind(param.pValue, 3);
-  }
+  using A = ClProcessorArguments;
+  ClIp1to1Base::DescribeArguments(a);
+  const double dUnset = std::numeric_limits<double>::quiet_NaN();
+  // Equal bounds: no range in the container.
+  a.Double(&m_dBlack, "Black", "Black", "In: Pixelvalue of Black", dUnset, -1, -1, A::eBindRange);
+  a.Double(&m_dWhite, "White", "White", "In: Pixelvalue of White", dUnset, -1, -1, A::eBindRange);
+  a.Double(&m_dThreshold, "Threshold", "Threshold", "In: Binarization Threshold", dUnset, 1, 1,
+           A::eBindRange);
 }
 
 bool ClIpBinarizeGlobal::IsThresholdValid() const

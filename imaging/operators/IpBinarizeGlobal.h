@@ -16,9 +16,6 @@ public:
   // Input set and both validity tests passed; otherwise the frame's type check decides.
   bool IsReady() const override;
   void GetInfoString(char* pBuffer, size_t nSize) const override;
-  void DeclareInterface(ClParameterInterface& itf) override;
-  void SetDefaultParameters() override;
-  void BindParameters(ClParameterContainer& container) override;
 
   int32_t ProcessImage(ClImage* pIn, ClImage* pOut) override;
   double ProcessPixel(ClImage* pIn, ClImage* pOut, double dValue) override;
@@ -34,6 +31,9 @@ public:
   double m_dUsedThreshold = 0;
   double m_dUsedBlack = 0;
   double m_dUsedWhite = 0;
+
+protected:
+  void DescribeArguments(ClProcessorArguments& a) override;
 
 private:
   template <class T>

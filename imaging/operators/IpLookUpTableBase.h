@@ -5,7 +5,7 @@
 #include "model/FpImage.h"
 #include "imaging/PlaneLoop.h"
 #include "imaging/ProcessorBase.h"
-#include "imaging/operators/OperatorKernels.h"
+#include "imaging/operators/ByteTable.h"
 
 #include <cstdint>
 

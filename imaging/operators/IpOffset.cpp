@@ -2,8 +2,6 @@
 
 #include "imaging/TpDispatch.h"
 #include "imaging/operators/OperatorRows.h"
-#include "parameters/ParameterContainer.h"
-#include "parameters/ParameterInterface.h"
 
 #include <type_traits>
 
@@ -24,21 +22,11 @@ void ClIpOffset::GetInfoString(char* pBuffer, size_t nSize) const
   FormatInfo(pBuffer, nSize, "Offset = %.*f", nPrecision, m_dOffset);
 }
 
-void ClIpOffset::DeclareInterface(ClParameterInterface& itf)
+void ClIpOffset::DescribeArguments(ClProcessorArguments& a)
 {
-  ClIp1to1Base::DeclareInterface(itf);
-  itf.AddDouble(&m_dOffset, "Offset", "In: Offset Value", ClParameterInterface::eIn, -255, 255);
-}
-
-void ClIpOffset::SetDefaultParameters() { m_dOffset = 0; }
-
-void ClIpOffset::BindParameters(ClParameterContainer& container)
-{
-  ClIp1to1Base::BindParameters(container);
-  auto* p = container.CreateNumeric<double>("Offset");
-  p->SetMin(-255);
-  p->SetMax(255);
-  p->Bind(&m_dOffset, 3);
+  ClIp1to1Base::DescribeArguments(a);
+  a.Double(&m_dOffset, "Offset", "Offset", "In: Offset Value", 0, -255, 255,
+           ClProcessorArguments::eBindRange);
 }
 
 double ClIpOffset::ProcessPixel(ClImage*, ClImage* pOut, double dValue)

@@ -15,15 +15,15 @@ public:
   // True as soon as an input is set.
   bool IsReady() const override;
   void GetInfoString(char* pBuffer, size_t nSize) const override;
-  void DeclareInterface(ClParameterInterface& itf) override;
-  void SetDefaultParameters() override;
-  void BindParameters(ClParameterContainer& container) override;
 
   int32_t ProcessImage(ClImage* pIn, ClImage* pOut) override;
   // The value plus the offset, limited to the output's range.
   double ProcessPixel(ClImage* pIn, ClImage* pOut, double dValue) override;
 
   double m_dOffset = 0;
+
+protected:
+  void DescribeArguments(ClProcessorArguments& a) override;
 
 private:
   template <class T>

@@ -2,8 +2,6 @@
 
 #include "imaging/TpDispatch.h"
 #include "imaging/operators/OperatorRows.h"
-#include "parameters/ParameterContainer.h"
-#include "parameters/ParameterInterface.h"
 
 #include <type_traits>
 
@@ -22,22 +20,11 @@ void ClIpScale::GetInfoString(char* pBuffer, size_t nSize) const
   FormatInfo(pBuffer, nSize, "ScaleFactor = %.*f", nPrecision, m_dScaleFactor);
 }
 
-void ClIpScale::DeclareInterface(ClParameterInterface& itf)
+void ClIpScale::DescribeArguments(ClProcessorArguments& a)
 {
-  ClIp1to1Base::DeclareInterface(itf);
-  itf.AddDouble(&m_dScaleFactor, "ScaleFactor", "In: Grey Value Multiplier",
-                ClParameterInterface::eIn, 0, 255);
-}
-
-void ClIpScale::SetDefaultParameters() { m_dScaleFactor = 1; }
-
-void ClIpScale::BindParameters(ClParameterContainer& container)
-{
-  ClIp1to1Base::BindParameters(container);
-  auto* p = container.CreateNumeric<double>("dScaleFactor");
-  p->SetMin(0);
-  p->SetMax(255);
-  p->Bind(&m_dScaleFactor, 3);
+  ClIp1to1Base::DescribeArguments(a);
+  a.Double(&m_dScaleFactor, "ScaleFactor", "dScaleFactor", "In: Grey Value Multiplier", 1, 0, 255,
+           ClProcessorArguments::eBindRange);
 }
 
 double ClIpScale::ProcessPixel(ClImage*, ClImage* pOut, double dValue)

@@ -13,15 +13,15 @@ public:
   ClProcessorBase* Clone() const override { return CloneNew<ClIpScale>(); }
   const char* GetName() const override { return "ClIpScale"; }
   void GetInfoString(char* pBuffer, size_t nSize) const override;
-  void DeclareInterface(ClParameterInterface& itf) override;
-  void SetDefaultParameters() override;
-  void BindParameters(ClParameterContainer& container) override;
 
   int32_t ProcessImage(ClImage* pIn, ClImage* pOut) override;
   // The value times the factor, limited to the output's range.
   double ProcessPixel(ClImage* pIn, ClImage* pOut, double dValue) override;
 
   double m_dScaleFactor = 1;
+
+protected:
+  void DescribeArguments(ClProcessorArguments& a) override;
 
 private:
   template <class T>

@@ -4,8 +4,6 @@
 #include "imaging/TpDispatch.h"
 #include "imaging/operators/OperatorKernels.h"
 #include "imaging/operators/OperatorRows.h"
-#include "parameters/ParameterContainer.h"
-#include "parameters/ParameterInterface.h"
 
 #include <cmath>
 #include <type_traits>
@@ -74,37 +72,15 @@ T LimitOf(double dValue)
 
 ClIpSubtract::ClIpSubtract() { SetDefaultParameters(); }
 
-void ClIpSubtract::SetDefaultParameters()
+void ClIpSubtract::DescribeArguments(ClProcessorArguments& a)
 {
-  ClIp2to1Base::SetDefaultParameters();
-  m_dLowerBound = 0;
-  m_dUpperBound = 0;
-  m_eDataRangeType = DataDependent;
-}
-
-void ClIpSubtract::DeclareInterface(ClParameterInterface& itf)
-{
-  using I = ClParameterInterface;
-  ClIp2to1Base::DeclareInterface(itf);
-  itf.AddDouble(&m_dLowerBound, "LowerBound", "In: Lower Bound", I::eIn, -2147483648.0,
-                2147483647.0);
-  itf.AddDouble(&m_dUpperBound, "UpperBound", "In: Upper Bound", I::eIn, -2147483648.0,
-                2147483647.0);
-  I::ClParameter* p = itf.AddChoice(&m_eDataRangeType, "Data Output Range", "In: Data Output Range",
-                                    nullptr, I::eIn);
-  I::SetChoices(p, s_aRangeChoices, s_anRangeValues);
-}
-
-void ClIpSubtract::BindParameters(ClParameterContainer& container)
-{
-  ClIp2to1Base::BindParameters(container);
-  container.CreateNumeric<double>("LowerBound")->Bind(&m_dLowerBound, 3);
-  container.CreateNumeric<double>("UpperBound")->Bind(&m_dUpperBound, 3);
-  auto* pRange = container.CreateEnum<int>("Data Output Range");
-  pRange->AddEntry(DataDependent, "DataDependent");
-  pRange->AddEntry(InputDependent, "InputDependent");
-  pRange->AddEntry(UserDependent, "UserDependent");
-  pRange->Bind(reinterpret_cast<int*>(&m_eDataRangeType), 3);
+  ClIp2to1Base::DescribeArguments(a);
+  a.Double(&m_dLowerBound, "LowerBound", "LowerBound", "In: Lower Bound", 0, -2147483648.0,
+           2147483647.0);
+  a.Double(&m_dUpperBound, "UpperBound", "UpperBound", "In: Upper Bound", 0, -2147483648.0,
+           2147483647.0);
+  a.Choice(&m_eDataRangeType, "Data Output Range", "Data Output Range", "In: Data Output Range",
+           DataDependent, s_aRangeChoices, s_anRangeValues);
 }
 
 double ClIpSubtract::ProcessPixels(ClImage*, ClImage*, ClImage* pOut, double dValue1,

@@ -14,9 +14,6 @@ public:
 
   ClProcessorBase* Clone() const override { return CloneNew<ClIpSubtract>(); }
   const char* GetName() const override { return "ClIpSubtract"; }
-  void DeclareInterface(ClParameterInterface& itf) override;
-  void SetDefaultParameters() override;
-  void BindParameters(ClParameterContainer& container) override;
 
   int32_t ProcessImages(ClImage* pIn1, ClImage* pIn2, ClImage* pOut, int32_t nOverlapWidth,
                         int32_t nOverlapHeight, uint32_t nPlanes1, uint32_t nPlanes2,
@@ -32,6 +29,9 @@ public:
   double m_dLowerBound = 0;
   double m_dUpperBound = 0;
   EDataRangeType m_eDataRangeType = DataDependent;
+
+protected:
+  void DescribeArguments(ClProcessorArguments& a) override;
 
 private:
   struct ClGeometry

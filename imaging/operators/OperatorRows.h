@@ -2,6 +2,7 @@
 // Row walks shared by the typed loops of the 1-to-1 operators: width times planes
 // samples per row, rows stepped by LineElements() of each image.
 #include "model/FpImage.h"
+#include "imaging/operators/ByteTable.h"
 #include "imaging/operators/OperatorKernels.h"
 #include "imaging/SampleConvert.h"
 #include "base/Exceptions.h"

@@ -1,7 +1,5 @@
 #include "imaging/regions/IpConnectedComponent2.h"
 
-#include "parameters/ParameterContainer.h"
-
 #include <algorithm>
 #include <cmath>
 
@@ -20,11 +18,11 @@ void ClIpConnectedComponent2::ComponentsArray_t::SetUsed(uint64_t nCount)
   useFront(nCount);
 }
 
-void ClIpConnectedComponent2::BindParameters(ClParameterContainer& container)
+void ClIpConnectedComponent2::DescribeArguments(ClProcessorArguments& a)
 {
-  container.CreatePointer<ClImage>("pInImage")->Bind(&m_pInImage, 1);
-  container.CreatePointer<ClImage>("m_pInImageGrey")->Bind(&m_pInImageGrey, 5);
-  container.CreatePointer<ClImage>("m_pOutImage")->Bind(&m_pOutImage, 6);
+  a.Image(&m_pInImage, nullptr, "pInImage", nullptr, 1, 1, 1);
+  a.Image(&m_pInImageGrey, nullptr, "m_pInImageGrey", nullptr, 1, 1, 5);
+  a.Image(&m_pOutImage, nullptr, "m_pOutImage", nullptr, 1, 1, 6);
 }
 
 bool ClIpConnectedComponent2::IsReady() const

@@ -46,7 +46,6 @@ public:
 
   ClProcessorBase* Clone() const override { return CloneNew<ClIpConnectedComponent2>(); }
   const char* GetName() const override { return "ClIpConnectedComponent2"; }
-  void BindParameters(ClParameterContainer& container) override;
   bool IsReady() const override;
   // -37 "Objectimage is missing", "Output object array is missing"; -44 for a grey
   // image of another size. Only centre sums, size and id are reset in a reused array:
@@ -58,6 +57,9 @@ public:
   // Optional label image; a local one is used without it.
   ClImage* m_pOutImage = nullptr;
   ComponentsArray_t* m_pComponents = nullptr;
+
+protected:
+  void DescribeArguments(ClProcessorArguments& a) override;
 
 private:
   // Sums, box and first pixel of each label, gathered run by run while labelling:

@@ -34,7 +34,7 @@ protected:
     Engine().GetRollImage(image, &nStatus, &dScore);
     EXPECT_EQ(dScore, 0.0);
     if (nStatus == 2)
-      Engine().SetState(0);
+      Engine().TakeRollResult();
     return nStatus;
   }
 };

@@ -20,7 +20,7 @@ TEST_P(RollAllocation, NoneWhileRolling)
   kxsim::ClSimulator sim(rolltest::Script(c));
   const rolltest::FrameList aFrames = rolltest::Frames(c, sim);
   rolltest::ClRollRun run;
-  run.m_Roll.m_nMergeMode = GetParam();
+  run.m_Roll.SetMergeMode(GetParam());
   int32_t nCounted = 0, nRolling = 0;
   int64_t nAllocations = 0;
   for (const auto& pFrame : aFrames) {

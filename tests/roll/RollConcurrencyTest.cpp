@@ -24,7 +24,7 @@ void Bar(ClImage& frame, int32_t x0)
 TEST(RollConcurrency, ShiftAreasReadWhileRolling)
 {
   rolltest::ClRollRun run;
-  run.m_Roll.m_nRollShiftAreaActivation = 1;
+  run.m_Roll.SetShiftAreaActivation(1);
   std::atomic<bool> bDone{false};
   std::atomic<int64_t> nReads{0};
   std::thread reader([&] {

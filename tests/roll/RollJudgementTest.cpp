@@ -19,7 +19,7 @@ TEST_P(RollJudgement, JudgesTheScriptedRoll)
     EXPECT_TRUE(run.m_Roll.HasDefect(c.nDetail));
   }
   if (c.nExpected == 0) {
-    EXPECT_TRUE(run.m_Roll.m_lDefects.empty());
+    EXPECT_TRUE(run.m_Roll.GetDefects().empty());
   }
 }
 
@@ -58,7 +58,7 @@ TEST(RollShiftAreas, ASlipIsOutlinedAtLevelTwoWhenActivated)
   kxsim::ClSimulator sim(rolltest::Script(c));
   for (int32_t nActivation : {0, 1}) {
     rolltest::ClRollRun run;
-    run.m_Roll.m_nRollShiftAreaActivation = nActivation;
+    run.m_Roll.SetShiftAreaActivation(nActivation);
     EXPECT_EQ(-801, run.FeedAll(rolltest::Frames(c, sim)));
     const boost::property_tree::ptree areas = run.m_Roll.GetRollShiftAreas();
     if (nActivation == 0) {
@@ -85,7 +85,7 @@ TEST(RollShiftAreas, AGoodRollHasNoShiftedArea)
   const rolltest::StRollCase& c = Case("slip-twin");
   kxsim::ClSimulator sim(rolltest::Script(c));
   rolltest::ClRollRun run;
-  run.m_Roll.m_nRollShiftAreaActivation = 1;
+  run.m_Roll.SetShiftAreaActivation(1);
   EXPECT_EQ(0, run.FeedAll(rolltest::Frames(c, sim)));
   for (const auto& area : run.m_Roll.GetRollShiftAreas())
     EXPECT_EQ(1, area.second.get<int>("LEVEL"));

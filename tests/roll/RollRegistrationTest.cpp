@@ -121,7 +121,7 @@ TEST(RollRegistration, ASlipOfStretchingSkinIsJudgedShifted)
     c.nSlideY = s.second;
     kxsim::ClSimulator sim(rolltest::Script(c));
     rolltest::ClRollRun run;
-    run.m_Roll.m_nMergeMode = ClIpAutoRoll5::eMergeRegistered;
+    run.m_Roll.SetMergeMode(ClIpAutoRoll5::eMergeRegistered);
     EXPECT_EQ(-801, run.FeedAll(rolltest::Frames(c, sim)));
   }
 }
@@ -133,7 +133,7 @@ TEST(RollRegistration, StretchingSkinRollsWell)
     SCOPED_TRACE(c.sName);
     kxsim::ClSimulator sim(rolltest::Script(c));
     rolltest::ClRollRun run;
-    run.m_Roll.m_nMergeMode = ClIpAutoRoll5::eMergeRegistered;
+    run.m_Roll.SetMergeMode(ClIpAutoRoll5::eMergeRegistered);
     EXPECT_EQ(0, run.FeedAll(rolltest::Frames(c, sim)));
   }
 }
@@ -160,12 +160,12 @@ TEST(RollMergeMode, TakenAtTheStartOfARoll)
   ClImage aOut[3];
   for (int32_t k = 0; k < 3; ++k) {
     rolltest::ClRollRun run;
-    run.m_Roll.m_nMergeMode = k == 2 ? ClIpAutoRoll5::eMergeRegistered : ClIpAutoRoll5::eMergeExact;
+    run.m_Roll.SetMergeMode(k == 2 ? ClIpAutoRoll5::eMergeRegistered : ClIpAutoRoll5::eMergeExact);
     for (const auto& p : aFrames) {
       run.Feed(*p);
       // Switched while the roll runs.
       if (k == 1 && run.m_Roll.GetState() == ClIpAutoRoll5::eRolling)
-        run.m_Roll.m_nMergeMode = ClIpAutoRoll5::eMergeRegistered;
+        run.m_Roll.SetMergeMode(ClIpAutoRoll5::eMergeRegistered);
     }
     aOut[k].Copy(run.m_Out);
   }
@@ -183,7 +183,7 @@ TEST_P(RollRegisteredJudgement, JudgesTheScriptedRoll)
   const rolltest::StRollCase& c = GetParam();
   kxsim::ClSimulator sim(rolltest::Script(c));
   rolltest::ClRollRun run(c.nBorderTop);
-  run.m_Roll.m_nMergeMode = ClIpAutoRoll5::eMergeRegistered;
+  run.m_Roll.SetMergeMode(ClIpAutoRoll5::eMergeRegistered);
   EXPECT_EQ(c.nExpected, run.FeedAll(rolltest::Frames(c, sim)));
   if (c.nDetail != 0) {
     EXPECT_TRUE(run.m_Roll.HasDefect(c.nDetail));

@@ -294,8 +294,8 @@ public:
   explicit ClRollRun(int32_t nBorderTop = 0)
   {
     m_Roll.SetClock(&m_Clock);
-    m_Roll.m_nSettleFrames = 2;
-    m_Roll.m_nBorderTop = nBorderTop;
+    m_Roll.SetSettleFrames(2);
+    m_Roll.SetBorders(0, nBorderTop);
   }
   // Feeds one frame; the state afterwards.
   int32_t Feed(ClImage& frame)
@@ -303,7 +303,7 @@ public:
     m_Clock.AdvanceMs(30);
     m_Roll.m_pInImage = &frame;
     m_Roll.m_pOutImage = &m_Out;
-    m_Roll.m_pOutMask = &m_OutMask;
+    m_Roll.SetOutMask(&m_OutMask);
     m_Roll.Run();
     return m_Roll.GetState();
   }

@@ -46,16 +46,16 @@ TEST_F(RollState, SettlesBeforeRolling)
 {
   EXPECT_EQ(ClIpAutoRoll5::eIdle, Feed(-1));
   EXPECT_EQ(ClIpAutoRoll5::eSettling, Feed(200));
-  EXPECT_EQ(0, Roll().m_nSeriesLen);
+  EXPECT_EQ(0, Roll().GetMeasures().nSeriesLen);
   // Up to m_nSettleFrames (2) the series is still settling, then one more frame.
   for (int32_t n = 1; n <= 3; ++n) {
     EXPECT_EQ(ClIpAutoRoll5::eSettling, Feed(200));
-    EXPECT_EQ(n, Roll().m_nSeriesLen);
+    EXPECT_EQ(n, Roll().GetMeasures().nSeriesLen);
   }
   EXPECT_EQ(ClIpAutoRoll5::eRolling, Feed(200));
   // Settling frames pass merging without new pixels: they count but have no direction.
-  EXPECT_EQ(4, Roll().m_nMergedLen);
-  EXPECT_EQ(ClIpAutoRoll5::eUndecided, Roll().m_nDirection);
+  EXPECT_EQ(4, Roll().GetMeasures().nMergedLen);
+  EXPECT_EQ(ClIpAutoRoll5::eUndecided, Roll().GetMeasures().nDirection);
 }
 
 TEST_F(RollState, WithoutSettlingTheSecondFrameRolls)
@@ -63,7 +63,7 @@ TEST_F(RollState, WithoutSettlingTheSecondFrameRolls)
   Roll().SetStartSettling(0);
   EXPECT_EQ(ClIpAutoRoll5::eSettling, Feed(200));
   EXPECT_EQ(ClIpAutoRoll5::eRolling, Feed(200));
-  EXPECT_EQ(1, Roll().m_nSeriesLen);
+  EXPECT_EQ(1, Roll().GetMeasures().nSeriesLen);
 }
 
 TEST_F(RollState, AFingerJumpWhileSettlingStartsAfresh)
@@ -71,9 +71,9 @@ TEST_F(RollState, AFingerJumpWhileSettlingStartsAfresh)
   Feed(200);
   Feed(200);
   Feed(200);
-  EXPECT_EQ(2, Roll().m_nSeriesLen);
+  EXPECT_EQ(2, Roll().GetMeasures().nSeriesLen);
   EXPECT_EQ(ClIpAutoRoll5::eSettling, Feed(420));
-  EXPECT_EQ(0, Roll().m_nSeriesLen);
+  EXPECT_EQ(0, Roll().GetMeasures().nSeriesLen);
 }
 
 TEST_F(RollState, LostFramesEndTheRoll)
@@ -81,22 +81,22 @@ TEST_F(RollState, LostFramesEndTheRoll)
   StartRolling();
   for (int32_t i = 1; i < 5; ++i) {
     EXPECT_EQ(ClIpAutoRoll5::eRolling, Feed(-1));
-    EXPECT_EQ(i, Roll().m_nLostFrames);
+    EXPECT_EQ(i, Roll().GetMeasures().nLostFrames);
   }
   EXPECT_EQ(ClIpAutoRoll5::eFinished, Feed(-1));
   // Eleven frames of 30 ms from the first with finger.
-  EXPECT_EQ(300, Roll().m_nRollDuration);
+  EXPECT_EQ(300, Roll().GetMeasures().nRollDuration);
 }
 
 TEST_F(RollState, AFrameWithoutOverlapCountsAsLostAndSoDoesTheNext)
 {
   StartRolling(100);
   Feed(500);
-  EXPECT_EQ(1, Roll().m_bNoOverlap);
-  EXPECT_EQ(0, Roll().m_nLostFrames);
+  EXPECT_EQ(1, Roll().GetMeasures().bNoOverlap);
+  EXPECT_EQ(0, Roll().GetMeasures().nLostFrames);
   Feed(100);
-  EXPECT_EQ(1, Roll().m_nLostFrames);
-  EXPECT_EQ(0, Roll().m_bNoOverlap);
+  EXPECT_EQ(1, Roll().GetMeasures().nLostFrames);
+  EXPECT_EQ(0, Roll().GetMeasures().bNoOverlap);
 }
 
 TEST_F(RollState, ARollCannotOutlast200FramesOrFiveSecondsWithoutProgress)
@@ -106,18 +106,18 @@ TEST_F(RollState, ARollCannotOutlast200FramesOrFiveSecondsWithoutProgress)
   int32_t nFrames = 0;
   while (Feed(200, 1) == ClIpAutoRoll5::eRolling && nFrames < 300)
     ++nFrames;
-  EXPECT_EQ(201, Roll().m_nSeriesLen);
+  EXPECT_EQ(201, Roll().GetMeasures().nSeriesLen);
   EXPECT_EQ(ClIpAutoRoll5::eFinished, Roll().GetState());
 
   Roll().Reset();
   StartRolling();
-  const int32_t nSeries = Roll().m_nSeriesLen;
+  const int32_t nSeries = Roll().GetMeasures().nSeriesLen;
   Feed(200, 2000);
   Feed(200, 2000);
-  EXPECT_EQ(0, Roll().m_nLostFrames);
+  EXPECT_EQ(0, Roll().GetMeasures().nLostFrames);
   Feed(200, 1100);
-  EXPECT_EQ(1, Roll().m_nLostFrames);
-  EXPECT_EQ(nSeries + 2, Roll().m_nSeriesLen);
+  EXPECT_EQ(1, Roll().GetMeasures().nLostFrames);
+  EXPECT_EQ(nSeries + 2, Roll().GetMeasures().nSeriesLen);
 }
 
 TEST_F(RollState, AFingerAfterAFinishedRollStartsANewOne)
@@ -130,7 +130,7 @@ TEST_F(RollState, AFingerAfterAFinishedRollStartsANewOne)
   EXPECT_NE(0, nResult);
   EXPECT_EQ(ClIpAutoRoll5::eSettling, Feed(300));
   EXPECT_EQ(0, Roll().GetResultCode());
-  EXPECT_TRUE(Roll().m_lDefects.empty());
+  EXPECT_TRUE(Roll().GetDefects().empty());
 }
 
 TEST_F(RollState, FinishedKeepsItsImageAndItsAnswer)
@@ -147,7 +147,7 @@ TEST_F(RollState, FinishedKeepsItsImageAndItsAnswer)
   for (int32_t i = 0; i < 3; ++i) {
     Feed(-1);
     EXPECT_EQ(0, Roll().GetResultCode());
-    EXPECT_TRUE(Roll().m_lDefects.empty());
+    EXPECT_TRUE(Roll().GetDefects().empty());
     EXPECT_EQ(0,
               std::memcmp(finished.Data(), m_Run.m_Out.Data(), size_t(finished.LineBytes()) * kH));
   }
@@ -156,21 +156,20 @@ TEST_F(RollState, FinishedKeepsItsImageAndItsAnswer)
 TEST_F(RollState, ResetKeepsTheEdgesRestartClearsThem)
 {
   StartRolling();
-  const int32_t nLeft = Roll().m_nFirstLeft;
+  const int32_t nLeft = Roll().GetMeasures().nFirstLeft;
   EXPECT_GE(nLeft, 195);
   Roll().Reset();
   EXPECT_EQ(ClIpAutoRoll5::eIdle, Roll().GetState());
-  EXPECT_EQ(0, Roll().m_nSeriesLen);
-  EXPECT_EQ(nLeft, Roll().m_nFirstLeft);
+  EXPECT_EQ(0, Roll().GetMeasures().nSeriesLen);
+  EXPECT_EQ(nLeft, Roll().GetMeasures().nFirstLeft);
   Roll().RestartRoll();
-  EXPECT_EQ(-1, Roll().m_nFirstLeft);
-  EXPECT_EQ(-1, Roll().m_nMaxRight);
+  EXPECT_EQ(-1, Roll().GetMeasures().nFirstLeft);
+  EXPECT_EQ(-1, Roll().GetMeasures().nMaxRight);
 }
 
 TEST_F(RollState, BordersAreCutAwayAndFilledBack)
 {
-  Roll().m_nBorderSide = 20;
-  Roll().m_nBorderTop = 30;
+  Roll().SetBorders(20, 30);
   StartRolling(12);
   ASSERT_EQ(kW, m_Run.m_Out.Width());
   ASSERT_EQ(kH, m_Run.m_Out.Height());
@@ -182,18 +181,18 @@ TEST_F(RollState, BordersAreCutAwayAndFilledBack)
   EXPECT_EQ(170, pRow[25]);
   EXPECT_EQ(0, pRow[kW - 1]);
   // Another frame size starts from idle.
-  Roll().m_nBorderSide = 0;
+  Roll().SetBorders(0, 30);
   EXPECT_EQ(ClIpAutoRoll5::eSettling, Feed(200));
-  EXPECT_EQ(0, Roll().m_nSeriesLen);
+  EXPECT_EQ(0, Roll().GetMeasures().nSeriesLen);
 }
 
 TEST_F(RollState, VelocityMeasureIsTheFastestQuarterAboveTheMean)
 {
   EXPECT_EQ(0, Roll().GetVelocityMeasure());
-  Roll().m_aVelocity.Add(900);
+  Roll().AddVelocitySample(900);
   EXPECT_EQ(0, Roll().GetVelocityMeasure());
   for (unsigned v : {100u, 100u, 100u})
-    Roll().m_aVelocity.Add(v);
+    Roll().AddVelocitySample(v);
   EXPECT_EQ(600, Roll().GetVelocityMeasure());
 }
 
