@@ -1,4 +1,4 @@
-// roll_quality [-o DIR] [--interval MS] [--only TEXT]: the capture-quality report of rolled
+// roll_quality [-o DIR] [--interval MS] [--only TEXT] [--mode M]: the capture-quality report of rolled
 // prints. A fixed matrix of scripted rolls runs through the SDK's C interface against the
 // simulated scanner, in both merge modes: three patterns, three speeds, dry, normal and
 // wet skin, the calibrated and the strong skin distortion, and the departures (slips,
@@ -70,6 +70,7 @@ struct StOutcome
   int nFrames = 0;
   double dCorrelation = NAN, dGhosting = NAN, dCoverage = NAN;
   std::vector<uint8_t> aImage;
+  std::string sDiagnostics; // the scanner's JSON document after the roll
 };
 
 // The simulator's inspection exports, from the device library the SDK loads.
@@ -419,6 +420,13 @@ bool Roll(ClSimulator& sim, const StCase& c, int nMode, int nIntervalMs, StOutco
       }
     }
     o.dMsPerFrame = o.nFrames ? dMs / o.nFrames : 0.0;
+    uint64_t nSize = 0;
+    if (o.bFinished && LS_KX2ExtendedScannerAccess(h, 6, nullptr, &nSize) == -702) {
+      std::vector<uint8_t> a(nSize);
+      if (LS_KX2ExtendedScannerAccess(h, 6, a.data(), &nSize) == 0)
+        o.sDiagnostics.assign(reinterpret_cast<const char*>(a.data()),
+                              strnlen(reinterpret_cast<const char*>(a.data()), a.size()));
+    }
   }
   LS_KX2CloseScanner(&h);
   return bModeTaken;
@@ -442,6 +450,96 @@ const std::vector<uint8_t>& Held(ClSimulator& sim, const StCase& c, int nInterva
     a = o.bFinished ? o.aImage : std::vector<uint8_t>(size_t(kW) * kH, 255);
   }
   return a;
+}
+
+// A value of the roll's diagnostics ("KX2.ROLLFINGER"; every leaf is a text), or -1.
+long Diag(const std::string& sJson, const char* szKey)
+{
+  const size_t i = sJson.find("\"" + std::string(szKey) + "\"");
+  const size_t q = i == std::string::npos ? i : sJson.find('"', sJson.find(':', i) + 1);
+  return q == std::string::npos ? -1 : std::strtol(sJson.c_str() + q + 1, nullptr, 10);
+}
+
+// The defect flags the diagnostics set.
+std::string Flags(const std::string& sJson)
+{
+  std::string s;
+  for (const char* sz :
+       {"BACKROLL", "TOO_FAST", "TOO_SMALL", "SHIFTED", "OUT_OF_REGION", "OUT_OF_REGION_T",
+        "OUT_OF_REGION_B", "OUT_OF_REGION_L", "OUT_OF_REGION_R"})
+    if (Diag(sJson, sz) == 1)
+      s += (s.empty() ? "" : " ") + std::string(sz);
+  return s.empty() ? "none" : s;
+}
+
+// Finger samples of the rolled image (below 255) in column x, or in row y.
+int FingerInColumn(const std::vector<uint8_t>& a, int x)
+{
+  int n = 0;
+  for (int y = 0; y < kH; ++y)
+    n += a[size_t(y) * kW + size_t(x)] < 255 ? 1 : 0;
+  return n;
+}
+int FingerInRow(const std::vector<uint8_t>& a, int y)
+{
+  return int(std::count_if(a.begin() + long(y) * kW, a.begin() + long(y + 1) * kW,
+                           [](uint8_t v) { return v < 255; }));
+}
+
+// What the checks of a finished roll had to go on, for a departure: the figures that
+// decide whether a check can see the case at all. The region checks count the rolled mask
+// in the first and last column (more than 30 % of the rows), in the last row (more than
+// 30 % of the columns; by the check's pairing the "upper" boundary) and demand the rows
+// from 40 % on to be empty (the "lower" one); the figures here are counted on the rolled
+// image the SDK gives, whose finger area follows that mask.
+std::string Explain(const StCase& c, const StOutcome& o)
+{
+  if (!o.bFinished || c.sGroup != "departure")
+    return "";
+  const std::string& d = o.sDiagnostics;
+  const int v = int(kH * 0.3), h = int(kW * 0.3), y4 = int(kH * 0.4);
+  char sz[400];
+  const std::string& n = c.sName;
+  if (n.find("overrun-left") != std::string::npos || n.find("overrun-right") != std::string::npos) {
+    const int x = n.find("left") != std::string::npos ? 0 : kW - 1;
+    const int k = FingerInColumn(o.aImage, x);
+    std::snprintf(sz, sizeof(sz), "column %d holds %d finger rows, the check needs more than %d%s",
+                  x, k, v, k > v ? "" : ": cannot see it");
+  } else if (n.find("overrun-top") != std::string::npos ||
+             n.find("overrun-bottom") != std::string::npos) {
+    int lowest = -1;
+    for (int y = kH - 1; y >= 0 && lowest < 0; --y)
+      lowest = FingerInRow(o.aImage, y) ? y : -1;
+    const int k = FingerInRow(o.aImage, kH - 1);
+    const bool seen = k > h || lowest < y4;
+    std::snprintf(sz, sizeof(sz),
+                  "row %d holds %d finger columns (more than %d flags OUT_OF_REGION_T); finger "
+                  "down to row %d (none from row %d on flags OUT_OF_REGION_B)%s",
+                  kH - 1, k, h, lowest, y4, seen ? "" : ": cannot see it");
+  } else if (n.find("backroll") != std::string::npos) {
+    int x0 = 0, x1 = 0;
+    Course(c, x0, x1);
+    const int at = x0 + int(0.6 * (x1 - x0)), by = FieldOf(c.sRoll, "\"by\":", 0);
+    std::snprintf(sz, sizeof(sz), "back from column %d to %d, the roll started at %d: %s", at,
+                  at - by, x0,
+                  at - by > x0 ? "the backward frames lie on rolled skin and bring no new area, "
+                                 "which the direction vote needs (500 px): cannot see it"
+                               : "back beyond the start, onto skin not rolled");
+  } else if (n.find("slip") != std::string::npos) {
+    std::snprintf(sz, sizeof(sz), "SHIFTED %ld, ROLL_SHIFT_DISTANCE %ld", Diag(d, "SHIFTED"),
+                  Diag(d, "ROLL_SHIFT_DISTANCE"));
+  } else if (n.find("too-fast") != std::string::npos) {
+    std::snprintf(sz, sizeof(sz), "SERIES_LEN %ld (below %ld flags), ROLL_VELOCITY %ld (above %ld)",
+                  Diag(d, "SERIES_LEN"), Diag(d, "SERIES_LEN_THRESHOLD"), Diag(d, "ROLL_VELOCITY"),
+                  Diag(d, "ROLL_VELOCITY_THRESHOLD"));
+  } else if (n.find("too-small") != std::string::npos) {
+    std::snprintf(sz, sizeof(sz), "MERGED_WIDTH %ld (below %ld flags), MERGED_LEN %ld",
+                  Diag(d, "MERGED_WIDTH"), Diag(d, "MERGED_WIDTH_THRESHOLD"),
+                  Diag(d, "MERGED_LEN"));
+  } else {
+    return "flags " + Flags(d);
+  }
+  return "flags " + Flags(d) + "; " + sz;
 }
 
 std::string Fixed(double d, int nDigits)
@@ -494,7 +592,7 @@ double Median(std::vector<double> a)
 
 int main(int argc, char** argv)
 {
-  std::string sDir = ".", sOnly;
+  std::string sDir = ".", sOnly, sMode;
   int nIntervalMs = 15;
   for (int i = 1; i + 1 < argc; i += 2) {
     const std::string k = argv[i];
@@ -504,8 +602,12 @@ int main(int argc, char** argv)
       nIntervalMs = std::atoi(argv[i + 1]);
     else if (k == "--only")
       sOnly = argv[i + 1];
+    else if (k == "--mode")
+      sMode = argv[i + 1];
     else {
-      std::fprintf(stderr, "usage: %s [-o DIR] [--interval MS] [--only TEXT]\n", argv[0]);
+      std::fprintf(stderr,
+                   "usage: %s [-o DIR] [--interval MS] [--only TEXT] [--mode exact|registered]\n",
+                   argv[0]);
       return 2;
     }
   }
@@ -535,11 +637,12 @@ int main(int argc, char** argv)
         "middle of the course, middle half of its contact, same rows). A rigid finger merged\n"
         "without fault scores about 1.\n\n");
     std::printf(
-        "| case | mode | result | expected | correlation | ghosting | coverage | ms/frame |\n"
-        "| --- | --- | --- | --- | --- | --- | --- | --- |\n");
+        "| case | mode | result | expected | correlation | ghosting | coverage | ms/frame | what "
+        "the checks saw |\n"
+        "| --- | --- | --- | --- | --- | --- | --- | --- | --- |\n");
     for (int mode = 0; mode < 2; ++mode)
       for (const StCase& c : aCases) {
-        if (!aAvailable[mode])
+        if (!aAvailable[mode] || (!sMode.empty() && sMode != aModes[mode]))
           break;
         aOutcomes.emplace_back();
         StOutcome& o = aOutcomes.back();
@@ -550,14 +653,15 @@ int main(int argc, char** argv)
           Measure(sim, c, held, o);
         if (!bTaken) {
           aAvailable[mode] = false;
-          std::printf("| all | %s | not available (nRollMergeMode refused) | | | | | |\n",
+          std::printf("| all | %s | not available (nRollMergeMode refused) | | | | | | |\n",
                       aModes[mode]);
           break;
         }
-        std::printf("| %s | %s | %d%s | %d | %s | %s | %s | %s |\n", c.sName.c_str(), aModes[mode],
-                    o.nCode, o.bFinished ? "" : " (unfinished)", c.nExpected,
+        std::printf("| %s | %s | %d%s | %d | %s | %s | %s | %s | %s |\n", c.sName.c_str(),
+                    aModes[mode], o.nCode, o.bFinished ? "" : " (unfinished)", c.nExpected,
                     Fixed(o.dCorrelation, 3).c_str(), Fixed(o.dGhosting, 2).c_str(),
-                    Fixed(o.dCoverage, 3).c_str(), Fixed(o.dMsPerFrame, 1).c_str());
+                    Fixed(o.dCoverage, 3).c_str(), Fixed(o.dMsPerFrame, 1).c_str(),
+                    Explain(c, o).c_str());
         std::fflush(stdout);
         StTally& t = tally[std::string(aModes[mode]) + " | " + c.sGroup];
         ++t.nCases;
