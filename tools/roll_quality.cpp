@@ -501,7 +501,7 @@ std::string Explain(const StCase& c, const StOutcome& o)
   char sz[400];
   const std::string& n = c.sName;
   if (n.find("overrun-left") != std::string::npos || n.find("overrun-right") != std::string::npos) {
-    const int x = n.find("left") != std::string::npos ? 0 : kW - 1;
+    const int x = n.find("overrun-left") != std::string::npos ? 0 : kW - 1;
     const int k = FingerInColumn(o.aImage, x);
     std::snprintf(sz, sizeof(sz), "column %d holds %d finger rows, the check needs more than %d%s",
                   x, k, v, k > v ? "" : ": cannot see it");
