@@ -483,7 +483,7 @@ std::string Flags(const std::string& sJson)
   return s.empty() ? "none" : s;
 }
 
-// Finger samples of the rolled image (below 255) in column x, or in row y.
+// Finger samples of the rolled image (below 255) in column x.
 int FingerInColumn(const std::vector<uint8_t>& a, int x)
 {
   int n = 0;
@@ -491,18 +491,12 @@ int FingerInColumn(const std::vector<uint8_t>& a, int x)
     n += a[size_t(y) * kW + size_t(x)] < 255 ? 1 : 0;
   return n;
 }
-int FingerInRow(const std::vector<uint8_t>& a, int y)
-{
-  return int(std::count_if(a.begin() + long(y) * kW, a.begin() + long(y + 1) * kW,
-                           [](uint8_t v) { return v < 255; }));
-}
 
 // What the checks of a finished roll had to go on, for a departure: the figures that
 // decide whether a check can see the case at all. The region checks count the rolled mask
 // in the first and last column (more than 30 % of the rows), in the last row (more than
 // 30 % of the columns; by the check's pairing the "upper" boundary) and demand the rows
-// from 40 % on to be empty (the "lower" one); the figures here are counted on the rolled
-// image the SDK gives, whose finger area follows that mask.
+// from 40 % on to be empty (the "lower" one).
 std::string Explain(const StCase& c, const StOutcome& o)
 {
   if (!o.bFinished || c.sGroup != "departure")
@@ -520,7 +514,8 @@ std::string Explain(const StCase& c, const StOutcome& o)
     std::snprintf(sz, sizeof(sz), "column %d: %d touched rows, the check needs more than %d%s",
                   left ? 0 : kW - 1, k, v,
                   seen    ? ""
-                  : k > v ? ": should see it"
+                  : k > v ? ": not seen, the finger mask (found at a quarter of the "
+                            "resolution) holds fewer rows at the edge than the frame touches"
                           : ": cannot see it");
   } else if (n.find("overrun-top") != std::string::npos ||
              n.find("overrun-bottom") != std::string::npos) {
@@ -530,7 +525,7 @@ std::string Explain(const StCase& c, const StOutcome& o)
                   "to row %d (none from row %d on flags OUT_OF_REGION_B)%s",
                   kH - 1, o.nLastRowColumns, h, o.nLowest, y4,
                   seen    ? ""
-                  : could ? ": should see it"
+                  : could ? ": not seen by the checks"
                           : ": cannot see it");
   } else if (n.find("backroll") != std::string::npos) {
     int x0 = 0, x1 = 0;
