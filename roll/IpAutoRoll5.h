@@ -205,11 +205,14 @@ private:
   // Merges the current frame; true when it had a direction.
   bool Merge();
   int32_t FrameDirection(const ClImage& rNew);
+  // nMixBand: the band samples are cross-faded over; differences are marked over
+  // m_nBlendBand whatever it is.
   template <int32_t D>
-  void BlendRows(const ClImage& rNew, const ClImage& rFrame);
-  // The frame with the skin behind the seam registered onto the rolled image; the frame
-  // itself where too little could be matched.
-  const ClImage& RegisteredFrame(int32_t d);
+  void BlendRows(const ClImage& rNew, const ClImage& rFrame, int32_t nMixBand);
+  // The frame with the skin behind the seam registered onto the rolled image, and the
+  // band to cross-fade it over; the frame itself and m_nBlendBand where too little could
+  // be matched.
+  const ClImage& RegisteredFrame(int32_t d, int32_t& nMixBand);
   // Pixels per second since the last sample, 0 for the first one or without finger.
   unsigned VelocitySample();
   bool StreakTest();

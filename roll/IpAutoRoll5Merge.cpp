@@ -248,15 +248,17 @@ bool ClIpAutoRoll5::Merge()
 
   if (d == eUndecided)
     return false;
-  const ClImage& frame = m_nMergeModeOfRoll == eMergeRegistered ? RegisteredFrame(d) : m_Frame;
+  int32_t nMixBand = m_nBlendBand;
+  const ClImage& frame =
+      m_nMergeModeOfRoll == eMergeRegistered ? RegisteredFrame(d, nMixBand) : m_Frame;
   if (d == eTowardsRight)
-    BlendRows<eTowardsRight>(m_New, frame);
+    BlendRows<eTowardsRight>(m_New, frame, nMixBand);
   else
-    BlendRows<eTowardsLeft>(m_New, frame);
+    BlendRows<eTowardsLeft>(m_New, frame, nMixBand);
   return true;
 }
 
-const ClImage& ClIpAutoRoll5::RegisteredFrame(int32_t d)
+const ClImage& ClIpAutoRoll5::RegisteredFrame(int32_t d, int32_t& nMixBand)
 {
   const int* pCenter = m_Contour.m_aCenter.Data();
   const int32_t nTrusted =
@@ -265,11 +267,16 @@ const ClImage& ClIpAutoRoll5::RegisteredFrame(int32_t d)
   if (nTrusted < ClRollRegistration::kLeastTrusted)
     return m_Frame;
   m_Registration.Warp(m_Frame, pCenter, m_nBlendBand, m_Warped);
+  // A frame that still differs strongly once registered slipped: it is mixed over the
+  // whole band, as the exact merge would, so that its smear stays for the checks.
+  if (m_Registration.Mismatch(m_Rolled, m_Warped, m_FrameMask, pCenter, m_nBlendBand) <=
+      ClRollRegistration::kSlipShare)
+    nMixBand = std::min(m_nBlendBand, ClRollRegistration::kMixBand);
   return m_Warped;
 }
 
 template <int32_t D>
-void ClIpAutoRoll5::BlendRows(const ClImage& rNew, const ClImage& rFrame)
+void ClIpAutoRoll5::BlendRows(const ClImage& rNew, const ClImage& rFrame, int32_t nMixBand)
 {
   const int32_t w = m_Rolled.Width(), h = m_Rolled.Height();
   const int32_t k = static_cast<int32_t>(m_nBlendSmooth | 1);
@@ -288,6 +295,8 @@ void ClIpAutoRoll5::BlendRows(const ClImage& rNew, const ClImage& rFrame)
     const double dSpan = D == eTowardsRight ? (M - dMargin) - L : R - (M + dMargin);
     const double dBand = std::min(dSpan, double(m_nBlendBand));
     const double s = D == eTowardsRight ? M - dBand : M + dBand;
+    const double dMix = std::min(dSpan, double(nMixBand));
+    const double sMix = D == eTowardsRight ? M - dMix : M + dMix;
     for (int32_t x = 0; x < w;) {
       // Columns whose finger range misses this row come in runs; there the darker of
       // old and new is kept on the side the roll goes to.
@@ -317,13 +326,21 @@ void ClIpAutoRoll5::BlendRows(const ClImage& rNew, const ClImage& rFrame)
       } else if (mask[x] == 255 && dBand > 0 && (D == eTowardsRight ? x > s : x < s)) {
         // Trailing half: cross-fade over the band behind the centre line. Outside the
         // band the weight is 0 and nothing changes.
+        // A registered frame is mixed over a narrower band (dMix): fewer frames overlay
+        // each sample, while differences are still weighed over the whole band.
         const double dAlpha = std::abs(x - s) / dBand;
         const int32_t e = static_cast<int32_t>(std::abs(fv - rv) * dAlpha);
         shift.MarkDifference(e, y, x);
         shift.MarkBlendDifference(e, y, x);
-        if (dAlpha > 0.01 && e >= kLeastBlendChange)
-          r[x] = uint8_t(static_cast<int32_t>(RowMean(r, w, x, k) * (1.0 - dAlpha) +
-                                              RowMean(f, w, x, k) * dAlpha));
+        const double dMixAlpha = dMix == dBand ? dAlpha
+                                 : dMix > 0 && (D == eTowardsRight ? x > sMix : x < sMix)
+                                     ? std::abs(x - sMix) / dMix
+                                     : 0.0;
+        const int32_t eMix =
+            dMix == dBand ? e : static_cast<int32_t>(std::abs(fv - rv) * dMixAlpha);
+        if (dMixAlpha > 0.01 && eMix >= kLeastBlendChange)
+          r[x] = uint8_t(static_cast<int32_t>(RowMean(r, w, x, k) * (1.0 - dMixAlpha) +
+                                              RowMean(f, w, x, k) * dMixAlpha));
       }
       ++x;
     }

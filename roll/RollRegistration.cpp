@@ -33,6 +33,16 @@ inline float Vertex(float a, float b, float c)
   return d < 0.0f ? std::clamp(0.5f * (a - c) / d, -0.5f, 0.5f) : 0.0f;
 }
 
+// Catmull-Rom weights of the four samples around a point t (0 to 1) past the second.
+inline void CubicWeights(float t, float* w)
+{
+  const float t2 = t * t, t3 = t2 * t;
+  w[0] = 0.5f * (-t3 + 2.0f * t2 - t);
+  w[1] = 0.5f * (3.0f * t3 - 5.0f * t2 + 2.0f);
+  w[2] = 0.5f * (-3.0f * t3 + 4.0f * t2 + t);
+  w[3] = 0.5f * (t3 - t2);
+}
+
 } // namespace
 
 void ClRollRegistration::Prepare(int32_t nWidth, int32_t nHeight)
@@ -273,14 +283,46 @@ void ClRollRegistration::Warp(const ClImage& frame, const int* pCenter, int32_t 
         dx *= k;
         dy *= k;
       }
+      // Cubic convolution: a bilinear sample at half a pixel is a two-tap mean, which
+      // softens every ridge edge it moves.
       const float fx = std::clamp(x + dx, 0.0f, float(w - 1)),
                   fy = std::clamp(y + dy, 0.0f, float(h - 1));
       const int32_t x0 = std::min(int32_t(fx), w - 2), y0 = std::min(int32_t(fy), h - 2);
-      const float a = fx - x0, b = fy - y0;
-      const uint8_t* p = frame.Data() + ptrdiff_t(y0) * nIn + x0;
-      const float v =
-          (1 - b) * ((1 - a) * p[0] + a * p[1]) + b * ((1 - a) * p[nIn] + a * p[nIn + 1]);
-      d[x] = uint8_t(v + 0.5f);
+      float ax[4], ay[4];
+      CubicWeights(fx - x0, ax);
+      CubicWeights(fy - y0, ay);
+      float v = 0.0f;
+      for (int32_t i = 0; i < 4; ++i) {
+        const uint8_t* p = frame.Data() + ptrdiff_t(std::clamp(y0 - 1 + i, 0, h - 1)) * nIn;
+        float row = 0.0f;
+        for (int32_t j = 0; j < 4; ++j)
+          row += ax[j] * p[std::clamp(x0 - 1 + j, 0, w - 1)];
+        v += ay[i] * row;
+      }
+      d[x] = uint8_t(std::clamp(v + 0.5f, 0.0f, 255.0f));
     }
   }
+}
+
+double ClRollRegistration::Mismatch(const ClImage& rolled, const ClImage& warped,
+                                    const ClImage& frameMask, const int* pCenter,
+                                    int32_t nBand) const
+{
+  const int32_t w = warped.Width();
+  const int32_t nLast = m_nRows > 0 ? std::min(m_nHeight - 1, m_nTop + (m_nRows - 1) * kStep) : -1;
+  int64_t n = 0, nOff = 0;
+  for (int32_t y = m_nTop; y <= nLast; ++y) {
+    const uint8_t* r = rolled.Data() + ptrdiff_t(y) * rolled.LineElements();
+    const uint8_t* f = warped.Data() + ptrdiff_t(y) * warped.LineElements();
+    const uint8_t* m = frameMask.Data() + ptrdiff_t(y) * frameMask.LineElements();
+    const int32_t nSign = m_nDirection == 0 ? -1 : 1;
+    for (int32_t o = 1; o <= nBand; ++o) {
+      const int32_t x = pCenter[y] + nSign * o;
+      if (x < 0 || x >= w || m[x] != 255)
+        continue;
+      ++n;
+      nOff += std::abs(int32_t(r[x]) - int32_t(f[x])) > kMismatch ? 1 : 0;
+    }
+  }
+  return n ? double(nOff) / double(n) : 0.0;
 }
