@@ -384,14 +384,15 @@ def main():
                 runner.state.unlink()
             if verdict != "invalid":
                 valid[top] += 1
-            entry = {"folder": top, "file": rel, "line": no, "kind": kind,
+            col = s - original.rfind("\n", 0, s)
+            entry = {"folder": top, "file": rel, "line": no, "col": col, "kind": kind,
                      "from": original[s:e], "to": repl, "verdict": verdict, "why": why,
                      "seconds": round(time.monotonic() - t0, 1)}
             results[top].append(entry)
             progress.write(json.dumps(entry) + "\n")
             progress.flush()
             done = sum(valid.values())
-            print(f"[{done}/{sum(quota.values())}] {verdict:8} {rel}:{no} {kind}: "
+            print(f"[{done}/{sum(quota.values())}] {verdict:8} {rel}:{no}:{col} {kind}: "
                   f"{original[s:e]!r} -> {repl!r} ({entry['seconds']}s)", flush=True)
     except KeyboardInterrupt:
         print("interrupted: writing what was judged", flush=True)
@@ -431,7 +432,8 @@ def write_report(args, results, seconds, normal):
     for entries in results.values():
         for x in entries:
             if x["verdict"] == "survived":
-                out.append(f"- {x['file']}:{x['line']} {x['kind']}: `{x['from']}` -> `{x['to']}`")
+                out.append(f"- {x['file']}:{x['line']}:{x.get('col', 0)} {x['kind']}: "
+                           f"`{x['from']}` -> `{x['to']}`")
     out += ["", "## Normal test times (s)", ""]
     out += [f"- {b}: {t:.1f}" for b, t in sorted(normal.items())]
     Path(args.out).write_text("\n".join(out) + "\n")
