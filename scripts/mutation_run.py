@@ -28,7 +28,8 @@ ROOT = Path(__file__).resolve().parent.parent
 # they run in. The longest matching prefix wins. Files outside every entry (developer
 # picture tools without tests) are not sampled.
 SUITES = {
-    "base": ["sdk_tests", "sdk_handle_tests", "sdk_library_tests"],
+    # The device tests reach the debug output's text conversion.
+    "base": ["sdk_tests", "sdk_handle_tests", "sdk_library_tests", "device_tests"],
     "model": ["imaging_model_tests", "ProcessorTests"],
     "parameters": ["ParameterTests"],
     "imaging": ["ProcessorTests", "imaging_model_tests"],
