@@ -30,7 +30,8 @@ int32_t AreaOf(int32_t nArea)
   ClImage mask;
   Flat(mask, 255);
   Paint(mask, 80, 75, 640, nArea, 240);
-  Paint(mask, 0, 0, 80, 5000, 0);     // left of the region
+  Paint(mask, 0, 0, 80, 5000, 0);     // above and left of the region
+  Paint(mask, 0, 75, 80, 5000, 0);    // left of it, in its rows
   Paint(mask, 720, 700, 80, 3000, 7); // right of and below it
   return J::FingerArea(mask);
 }
@@ -90,6 +91,7 @@ TEST(KX2FrameJudge, ConditionSampleCountsResidueInTheCentre)
     frame.Data()[(100 + 10 * i) * frame.LineBytes() + 200] = 25;
     frame.Data()[(100 + 10 * i) * frame.LineBytes() + 300] = 24;
     frame.Data()[(10 + i) * frame.LineBytes() + 10 * (i + 1)] = 90; // above the region
+    frame.Data()[(100 + 10 * i) * frame.LineBytes() + 40] = 90;     // left of it
   }
   EXPECT_EQ(judge.ConditionSample(frame), 50);
   EXPECT_EQ(judge.ConditionSample(frame), 50) << "a second frame reuses the scratch";

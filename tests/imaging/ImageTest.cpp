@@ -201,20 +201,29 @@ TEST(ImageFill, PerTypeRules)
   EXPECT_EQ(CodeOf([&] { none.Fill(5); }), -101);
 }
 
-TEST(ImageExtractPlane, TakesOnePlaneByStride)
+template <class T>
+void ExpectThirdPlaneTaken(EDataType eType)
 {
   ClImage src;
-  src.Create(eUInt16, 5, 3, 3, 11, 12);
-  Pattern<uint16_t>(src);
+  src.Create(eType, 5, 3, 3, 11, 12);
+  Pattern<T>(src);
   ClImage dst;
   src.ExtractPlane(2, dst);
   ASSERT_EQ(dst.Planes(), 1u);
-  EXPECT_EQ(dst.DataType(), eUInt16);
+  EXPECT_EQ(dst.DataType(), eType);
   EXPECT_EQ(dst.PelsX(), 11);
   for (int y = 0; y < 3; ++y)
     for (int x = 0; x < 5; ++x)
-      EXPECT_EQ(dst.Pixels<uint16_t>()[y * dst.LineElements() + x],
-                src.Pixels<uint16_t>()[y * src.LineElements() + x * 3 + 2]);
+      EXPECT_EQ(dst.Pixels<T>()[y * dst.LineElements() + x],
+                src.Pixels<T>()[y * src.LineElements() + x * 3 + 2]);
+}
+
+TEST(ImageExtractPlane, TakesOnePlaneByStride)
+{
+  // Each sample size has a copy loop of its own.
+  ExpectThirdPlaneTaken<uint16_t>(eUInt16);
+  ExpectThirdPlaneTaken<float>(eFloat32);
+  ExpectThirdPlaneTaken<double>(eDouble64);
 
   ClImage rgb(3, 2, 3);
   Pattern<uint8_t>(rgb);

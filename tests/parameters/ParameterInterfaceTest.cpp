@@ -63,6 +63,7 @@ TEST(ParameterInterface, RecordsRoundTripThroughAStream)
   out.AddDouble(&dOffset, "Offset", "In: Offset Value", 0, -255, 255);
   Record* pByte = out.AddGeneric(&nByte, "nByte", "In: byte", 1, 0, 0);
   ClParameterInterface::SetRange(pByte, 0, 255);
+  pByte->m_bFlagA = 1;
   ClMemoryStream stream;
   for (Record* p = out.GetFirst(); p; p = p->m_pNext)
     p->Write(stream);
@@ -85,6 +86,8 @@ TEST(ParameterInterface, RecordsRoundTripThroughAStream)
   EXPECT_EQ(99.0, r1->m_dMax);
   EXPECT_EQ(-255.0, r2->m_dMin);
   EXPECT_EQ(255.0, r3->m_dMax);
+  EXPECT_EQ(1, r3->m_bFlagA);
+  EXPECT_EQ(0, r3->m_bFlagB);
   EXPECT_EQ(0u, stream.Remaining());
 }
 

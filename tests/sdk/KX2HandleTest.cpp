@@ -46,6 +46,9 @@ TEST_F(KX2Handle, PropertiesBeforeOpenAreAStateError)
   m_p->GetPropertyLong("nResetImage", &n);
   EXPECT_EQ(n, 0);
   EXPECT_CL_THROW(m_p->SetCaptureMode(0), -2, nullptr);
+  // The sensitivity kept for the open has the open handle's range.
+  EXPECT_CL_THROW(m_p->SetPropertyLong("nMaskSensitivity", -1), -35, nullptr);
+  EXPECT_CL_THROW(m_p->SetPropertyLong("nMaskSensitivity", 6), -35, nullptr);
 }
 
 TEST_F(KX2Handle, TableNamesKindsAccessAndRanges)

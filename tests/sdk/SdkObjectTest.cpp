@@ -1,4 +1,5 @@
 #include "sdk/LiveScannerKX2.h"
+#include "base/RDLogging.h"
 #include "base/SDKHelper.h"
 #include "base/TpSingleton.h"
 #include "tests/common/TestFailure.h"
@@ -6,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <string>
 
 namespace {
 
@@ -103,4 +105,24 @@ TEST(SdkObject, CopyOutRule)
   EXPECT_EQ(size, 7u);
   SDKHelper::CopyOut(dst, &size, src, 7);
   EXPECT_STREQ(dst, "abcdef");
+}
+
+namespace {
+int32_t g_nHookLevel = -1;
+std::string g_sHookText;
+void Hook(int32_t nLevel, const char* szText)
+{
+  g_nHookLevel = nLevel;
+  g_sHookText = szText;
+}
+} // namespace
+
+TEST(SdkObject, LibraryLogLinesReachTheHookFormatted)
+{
+  const TpLogHook saved = g_pfnLogHook;
+  g_pfnLogHook = &Hook;
+  RDLog(3, "frame %d of %s", 7, "roll");
+  g_pfnLogHook = saved;
+  EXPECT_EQ(g_nHookLevel, 3);
+  EXPECT_EQ(g_sHookText, "frame 7 of roll");
 }
