@@ -249,7 +249,7 @@ TEST(RollRegistration, RegisteredRollsKeepRidgeEdges)
     double a[2];
     for (int32_t k = 0; k < 2; ++k) {
       rolltest::ClRollRun run;
-      run.m_Roll.m_nMergeMode = k ? ClIpAutoRoll5::eMergeRegistered : ClIpAutoRoll5::eMergeExact;
+      run.m_Roll.SetMergeMode(k ? ClIpAutoRoll5::eMergeRegistered : ClIpAutoRoll5::eMergeExact);
       run.FeedAll(rolltest::Frames(c, sim));
       a[k] = Sharpness(run.m_Out, truth, mask, int32_t(c.roll.aPath.front()),
                        int32_t(c.roll.aPath.back()));
