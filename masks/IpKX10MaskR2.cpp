@@ -70,31 +70,33 @@ const StStretchTables& Tables(bool bHighPrecision)
   return bHighPrecision ? s_High : s_Low;
 }
 
-// Inside the finger: stretch between the dark bound (at most 32) and the upper envelope.
-inline uint8_t StretchCore(int32_t g, int32_t l, int32_t h, const StStretchTables& t)
+// Towards the rim the stretch fades into the plain inverted frame and then into white.
+// What depends on the block's mask value and envelopes is worked out once per block.
+struct StRim
 {
-  const int32_t l2 = std::min(l + 5, 32);
-  const int32_t k = h - l2;
-  if (k < 0)
-    return 255;
-  return t.aCore[k][std::max(g - l2, 0)];
-}
-
-// Towards the rim: the stretch fades into the plain inverted frame and then into white.
-inline uint8_t StretchRim(int32_t m, int32_t g, int32_t l, int32_t h, const StStretchTables& t)
-{
-  const int32_t l2 = std::min(std::max(l + 5 + t.aLift[m], 0), 32);
-  int32_t h2 = std::max(h, 50);
-  if (h2 < l2 + 50)
-    h2 = std::min(255, l2 + 50);
-  const double gain = std::min(t.aLimit[m], std::max(0.0, t.aGain[h2 - l2]));
-  const double d = std::max(g - l2, 0);
-  const double v = t.aA[m] * std::min(255.0, d * gain) + t.aRest[m] * d;
-  const uint8_t w = Invert(v);
-  if (t.aSharp[m])
-    return w;
-  return static_cast<uint8_t>(static_cast<int32_t>(w * t.aFade[m] + t.aWhite[m]));
-}
+  StRim(int32_t m, int32_t l, int32_t h, const StStretchTables& t)
+    : dA(t.aA[m]), dRest(t.aRest[m]), dFade(t.aFade[m]), dWhite(t.aWhite[m]), bSharp(t.aSharp[m])
+  {
+    nL2 = std::min(std::max(l + 5 + t.aLift[m], 0), 32);
+    int32_t h2 = std::max(h, 50);
+    if (h2 < nL2 + 50)
+      h2 = std::min(255, nL2 + 50);
+    dGain = std::min(t.aLimit[m], std::max(0.0, t.aGain[h2 - nL2]));
+  }
+  uint8_t operator()(int32_t g) const
+  {
+    const double d = std::max(g - nL2, 0);
+    const double v = dA * std::min(255.0, d * dGain) + dRest * d;
+    const uint8_t w = Invert(v);
+    if (bSharp)
+      return w;
+    return static_cast<uint8_t>(static_cast<int32_t>(w * dFade + dWhite));
+  }
+  double dA, dRest, dFade, dWhite;
+  bool bSharp;
+  int32_t nL2;
+  double dGain;
+};
 
 } // namespace
 
@@ -123,16 +125,21 @@ int32_t ClIpKX10MaskR2::Process()
 
   m_Segmenter.m_dVarianceLimit = VarianceLimit(m_nSensitivity);
   m_Segmenter.m_pReference = m_pReferenceImage;
+  m_Segmenter.m_bEnlarge = false;
   const int32_t nSegment = m_Segmenter.Compute(&m_Faded, &m_Soft);
 
   bool bFinger = false;
   if (nSegment == 0) {
     const ClImage& upper = m_Segmenter.m_UpperEnvelope;
-    // A frame of one row or column leaves no rectangle: the histogram refuses it.
+    // A frame of one row or column leaves no rectangle: the histogram refuses it. Such a
+    // frame is never halved (its sides are not even).
     if (upper.Width() < 2 || upper.Height() < 2)
       m_Histogram.Create(upper, 0, 0, upper.Width() - 1, upper.Height() - 1);
-    bFinger = ClHistogram::CountInRange(upper, 0, 0, upper.Width() - 1, upper.Height() - 1, 15,
-                                        255) >= kLeastFingerSamples;
+    // A half-size sample stands for a 2 by 2 block of the frame.
+    const uint64_t nBlock = upper.Width() == m_Faded.Width() ? 1 : 4;
+    bFinger = nBlock * ClHistogram::CountInRange(upper, 0, 0, upper.Width() - 1, upper.Height() - 1,
+                                                 15, 255) >=
+              kLeastFingerSamples;
   }
   m_pOutImage->CreateLike(m_Faded);
   if (!bFinger) {
@@ -161,26 +168,52 @@ void ClIpKX10MaskR2::FadeTop()
 
 void ClIpKX10MaskR2::Stretch()
 {
+  // Above 250 dpi the segmenter's results are at half size: one sample per 2 by 2 block.
+  if (m_Soft.Width() == m_Faded.Width())
+    StretchBlocks<1>();
+  else
+    StretchBlocks<2>();
+}
+
+template <int32_t S>
+void ClIpKX10MaskR2::StretchBlocks()
+{
   const StStretchTables& t = Tables(m_bHighPrecision);
   const ClImage& lower = m_Segmenter.m_LowerEnvelope;
   const ClImage& upper = m_Segmenter.m_UpperEnvelope;
   ClImage& out = *m_pOutImage;
-  const int32_t nWidth = m_Faded.Width(), nHeight = m_Faded.Height();
+  const int32_t nWidth = m_Soft.Width(), nHeight = m_Soft.Height();
   const int32_t nSoftFrom = t.nSoftFrom;
-  for (int32_t y = 0; y < nHeight; ++y) {
-    const uint8_t* pM = m_Soft.Data() + ptrdiff_t(y) * m_Soft.LineElements();
-    const uint8_t* pG = m_Faded.Data() + ptrdiff_t(y) * m_Faded.LineElements();
-    const uint8_t* pL = lower.Data() + ptrdiff_t(y) * lower.LineElements();
-    const uint8_t* pH = upper.Data() + ptrdiff_t(y) * upper.LineElements();
-    uint8_t* pOut = out.Data() + ptrdiff_t(y) * out.LineElements();
-    for (int32_t x = 0; x < nWidth; ++x) {
-      const int32_t m = pM[x];
-      if (m == 255)
-        pOut[x] = StretchCore(pG[x], pL[x], pH[x], t);
-      else if (m <= nSoftFrom)
-        pOut[x] = 255;
-      else
-        pOut[x] = StretchRim(m, pG[x], pL[x], pH[x], t);
+  const ptrdiff_t nInStride = m_Faded.LineElements(), nOutStride = out.LineElements();
+  for (int32_t by = 0; by < nHeight; ++by) {
+    const uint8_t* pM = m_Soft.Data() + ptrdiff_t(by) * m_Soft.LineElements();
+    const uint8_t* pL = lower.Data() + ptrdiff_t(by) * lower.LineElements();
+    const uint8_t* pH = upper.Data() + ptrdiff_t(by) * upper.LineElements();
+    const uint8_t* pG = m_Faded.Data() + ptrdiff_t(S * by) * nInStride;
+    uint8_t* pOut = out.Data() + ptrdiff_t(S * by) * nOutStride;
+    for (int32_t bx = 0; bx < nWidth; ++bx) {
+      const int32_t m = pM[bx];
+      const int32_t x0 = S * bx;
+      if (m <= nSoftFrom) {
+        for (int32_t dy = 0; dy < S; ++dy)
+          for (int32_t dx = 0; dx < S; ++dx)
+            pOut[dy * nOutStride + x0 + dx] = 255;
+      } else if (m == 255) {
+        // Inside the finger: stretch between the dark bound (at most 32) and the upper
+        // envelope.
+        const int32_t l2 = std::min(pL[bx] + 5, 32);
+        const int32_t k = pH[bx] - l2;
+        for (int32_t dy = 0; dy < S; ++dy)
+          for (int32_t dx = 0; dx < S; ++dx) {
+            const int32_t g = pG[dy * nInStride + x0 + dx];
+            pOut[dy * nOutStride + x0 + dx] = k < 0 ? 255 : t.aCore[k][std::max(g - l2, 0)];
+          }
+      } else {
+        const StRim rim(m, pL[bx], pH[bx], t);
+        for (int32_t dy = 0; dy < S; ++dy)
+          for (int32_t dx = 0; dx < S; ++dx)
+            pOut[dy * nOutStride + x0 + dx] = rim(pG[dy * nInStride + x0 + dx]);
+      }
     }
   }
 }

@@ -33,8 +33,11 @@ private:
   // reads as finger.
   void FadeTop();
   void Stretch();
+  // The stretch with the segmenter's results at 1 / S of the frame's size.
+  template <int32_t S>
+  void StretchBlocks();
 
   ClHistogram m_Histogram;
   ClImage m_Faded; // T
-  ClImage m_Soft;  // M
+  ClImage m_Soft;  // M, at the segmenter's working resolution
 };

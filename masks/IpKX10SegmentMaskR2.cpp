@@ -148,7 +148,7 @@ int32_t ClIpKX10SegmentMaskR2::ProcessImage(ClImage* pIn, ClImage* pOut)
   RunBinarize(m_Binarize, &m_Upper, &m_Work1, nLimit, 0, 255);
   RunWindow(m_Mid, &m_Work1, &m_Soft, kSoftWidth);
 
-  if (bLow) {
+  if (bLow || !m_bEnlarge) {
     m_LowerEnvelope.Copy(m_Lower);
     m_UpperEnvelope.Copy(m_Upper);
     pOut->Copy(m_Soft);
