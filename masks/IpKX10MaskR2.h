@@ -9,6 +9,7 @@
 #include "masks/IpLiveScannerMask.h"
 
 #include <cstdint>
+#include <vector>
 
 class ClIpKX10MaskR2 : public ClIpLiveScannerMask
 {
@@ -33,11 +34,14 @@ private:
   // reads as finger.
   void FadeTop();
   void Stretch();
-  // The stretch with the segmenter's results at 1 / S of the frame's size.
-  template <int32_t S>
+  // With the segmenter's results at the frame's size, and at half its size.
+  void StretchSamples();
   void StretchBlocks();
 
   ClHistogram m_Histogram;
   ClImage m_Faded; // T
   ClImage m_Soft;  // M, at the segmenter's working resolution
+  // The stretch's batch of rim blocks, kept from frame to frame.
+  std::vector<int32_t> m_aRimInts;
+  std::vector<double> m_aRimDoubles;
 };

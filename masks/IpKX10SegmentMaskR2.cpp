@@ -188,6 +188,8 @@ void ClIpKX10SegmentMaskR2::CleanBackground()
   m_Components.m_pInImage = &m_Blobs;
   m_Components.m_pOutImage = &m_Labels;
   m_Components.m_pComponents = &m_aComponents;
+  // Only the blobs' sizes and boxes count.
+  m_Components.m_bShape = false;
   m_Components.Run();
 
   const uint32_t nCount = m_aComponents.Size();
