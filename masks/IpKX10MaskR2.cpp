@@ -84,7 +84,7 @@ void ClIpKX10MaskR2::FadeTop()
 void ClIpKX10MaskR2::Stretch()
 {
   // Above 250 dpi the segmenter's results are at half size: one sample per 2 by 2 block.
-  if (m_Soft.Width() == m_Faded.Width())
+  if (Soft().Width() == m_Faded.Width())
     StretchSamples();
   else
     StretchBlocks();
@@ -96,13 +96,13 @@ void ClIpKX10MaskR2::StretchSamples()
   const ClImage& lower = m_Segmenter.m_LowerEnvelope;
   const ClImage& upper = m_Segmenter.m_UpperEnvelope;
   ClImage& out = *m_pOutImage;
-  for (int32_t y = 0; y < m_Soft.Height(); ++y) {
-    const uint8_t* pM = m_Soft.Data() + ptrdiff_t(y) * m_Soft.LineElements();
+  for (int32_t y = 0; y < Soft().Height(); ++y) {
+    const uint8_t* pM = Soft().Data() + ptrdiff_t(y) * Soft().LineElements();
     const uint8_t* pL = lower.Data() + ptrdiff_t(y) * lower.LineElements();
     const uint8_t* pH = upper.Data() + ptrdiff_t(y) * upper.LineElements();
     const uint8_t* pG = m_Faded.Data() + ptrdiff_t(y) * m_Faded.LineElements();
     uint8_t* pOut = out.Data() + ptrdiff_t(y) * out.LineElements();
-    for (int32_t x = 0; x < m_Soft.Width(); ++x) {
+    for (int32_t x = 0; x < Soft().Width(); ++x) {
       const int32_t m = pM[x];
       if (m <= t.nSoftFrom) {
         pOut[x] = 255;
@@ -122,7 +122,7 @@ void ClIpKX10MaskR2::StretchBlocks()
   const ClImage& lower = m_Segmenter.m_LowerEnvelope;
   const ClImage& upper = m_Segmenter.m_UpperEnvelope;
   ClImage& out = *m_pOutImage;
-  const int32_t nWidth = m_Soft.Width(), nHeight = m_Soft.Height();
+  const int32_t nWidth = Soft().Width(), nHeight = Soft().Height();
   const int32_t nSoftFrom = t.nSoftFrom;
   const ptrdiff_t nInStride = m_Faded.LineElements(), nOutStride = out.LineElements();
   // The rim blocks of a row pair go through the vectorized kernel together.
@@ -145,7 +145,7 @@ void ClIpKX10MaskR2::StretchBlocks()
                          {pInts + 7 * nCap, pInts + 8 * nCap, pInts + 9 * nCap, pInts + 10 * nCap}};
   constexpr int32_t kChunk = 16;
   for (int32_t by = 0; by < nHeight; ++by) {
-    const uint8_t* pM = m_Soft.Data() + ptrdiff_t(by) * m_Soft.LineElements();
+    const uint8_t* pM = Soft().Data() + ptrdiff_t(by) * Soft().LineElements();
     const uint8_t* pL = lower.Data() + ptrdiff_t(by) * lower.LineElements();
     const uint8_t* pH = upper.Data() + ptrdiff_t(by) * upper.LineElements();
     const uint8_t* pG0 = m_Faded.Data() + ptrdiff_t(2 * by) * nInStride;

@@ -40,7 +40,9 @@ private:
 
   ClHistogram m_Histogram;
   ClImage m_Faded; // T
-  ClImage m_Soft;  // M, at the segmenter's working resolution
+  // The segmenter's mask at its working resolution, which the stretch reads.
+  const ClImage& Soft() const { return m_Segmenter.WorkingSoft(); }
+  ClImage m_Soft; // M
   // The stretch's batch of rim blocks, kept from frame to frame.
   std::vector<int32_t> m_aRimInts;
   std::vector<double> m_aRimDoubles;

@@ -148,10 +148,16 @@ int32_t ClIpKX10SegmentMaskR2::ProcessImage(ClImage* pIn, ClImage* pOut)
   RunBinarize(m_Binarize, &m_Upper, &m_Work1, nLimit, 0, 255);
   RunWindow(m_Mid, &m_Work1, &m_Soft, kSoftWidth);
 
-  if (bLow || !m_bEnlarge) {
+  if (bLow) {
     m_LowerEnvelope.Copy(m_Lower);
     m_UpperEnvelope.Copy(m_Upper);
     pOut->Copy(m_Soft);
+  } else if (!m_bEnlarge) {
+    // The output keeps the input's size, so that it is not sized anew at every frame.
+    m_LowerEnvelope.Copy(m_Lower);
+    m_UpperEnvelope.Copy(m_Upper);
+    pOut->CreateLike(*pIn);
+    Enlarge(m_Soft, *pOut);
   } else {
     m_LowerEnvelope.CreateLike(*pIn);
     m_UpperEnvelope.CreateLike(*pIn);

@@ -36,8 +36,8 @@ const StStretchTables& StretchTables(bool bHighPrecision);
 
 // Towards the rim the stretch fades into the plain inverted frame and then into white:
 // sample g with the values of its mask sample and envelopes (see StRim); nSharp is 0 or 1.
-LSKX2_KERNEL_INLINE int32_t RimSample(int32_t g, int32_t nL2, double dGain, double dA,
-                                      double dRest, double dFade, double dWhite, int32_t nSharp)
+LSKX2_KERNEL_INLINE int32_t RimSample(int32_t g, int32_t nL2, double dGain, double dA, double dRest,
+                                      double dFade, double dWhite, int32_t nSharp)
 {
   const double d = std::max(g - nL2, 0);
   const double v = dA * std::min(255.0, d * dGain) + dRest * d;
