@@ -1,6 +1,7 @@
 #include "masks/IpKX10MaskR2.h"
 
 #include "base/Exceptions.h"
+#include "masks/StretchKernels.h"
 
 #include <algorithm>
 #include <cstring>
@@ -11,90 +12,6 @@ constexpr int32_t kBlackRows = 25;
 constexpr int32_t kRampRows = 25;
 // Fewer upper-envelope samples of level 15 or more than this: no finger on the platen.
 constexpr uint64_t kLeastFingerSamples = 5001;
-
-inline uint8_t Invert(double v)
-{
-  return static_cast<uint8_t>(static_cast<int32_t>(255.0 - std::min(v, 255.0)));
-}
-
-// Everything of the local stretch that depends on one value only, worked out once per
-// precision: per mask value m the blend weight and the limits, per envelope distance the
-// gain. The per-pixel work is then a few multiplications without a division.
-struct StStretchTables
-{
-  explicit StStretchTables(bool bHighPrecision)
-  {
-    const double q = bHighPrecision ? 0.2 : 0.4;
-    nSoftFrom = bHighPrecision ? 128 : 32;
-    for (int32_t m = 0; m < 256; ++m) {
-      const double a = m > nSoftFrom ? double(m - nSoftFrom) / double(255 - nSoftFrom) : 0.0;
-      aA[m] = a;
-      aRest[m] = 1 - a;
-      aLift[m] = static_cast<uint8_t>(static_cast<int32_t>((1 - a) * 30));
-      aLimit[m] = 1.0 + std::max(0.0, a * 5.0);
-      aSharp[m] = a > q;
-      const double a2 = a / q;
-      aFade[m] = a2;
-      aWhite[m] = (1 - a2) * 255.0;
-    }
-    for (int32_t k = 1; k < 256; ++k)
-      aGain[k] = 255.0 / k;
-    aGain[0] = 0.0;
-    // Envelopes that meet give an infinite gain: any sample, even one at the dark bound
-    // (infinity times 0), ends black.
-    for (int32_t d = 0; d < 256; ++d)
-      aCore[0][d] = 0;
-    for (int32_t k = 1; k < 256; ++k)
-      for (int32_t d = 0; d < 256; ++d)
-        aCore[k][d] = Invert(d * aGain[k]);
-  }
-
-  int32_t nSoftFrom;
-  double aA[256];
-  double aRest[256];
-  uint8_t aLift[256];
-  double aLimit[256];
-  bool aSharp[256];
-  double aFade[256];
-  double aWhite[256];
-  // 255 / k for an envelope distance k from 1 to 255.
-  double aGain[256];
-  // The inverted stretch inside the finger per envelope distance k and sample distance d.
-  uint8_t aCore[256][256];
-};
-
-const StStretchTables& Tables(bool bHighPrecision)
-{
-  static const StStretchTables s_Low(false);
-  static const StStretchTables s_High(true);
-  return bHighPrecision ? s_High : s_Low;
-}
-
-// Inside the finger: stretch between the dark bound (at most 32) and the upper envelope.
-inline uint8_t StretchCore(int32_t g, int32_t l, int32_t h, const StStretchTables& t)
-{
-  const int32_t l2 = std::min(l + 5, 32);
-  const int32_t k = h - l2;
-  if (k < 0)
-    return 255;
-  return t.aCore[k][std::max(g - l2, 0)];
-}
-
-// Towards the rim: the stretch fades into the plain inverted frame and then into white.
-inline uint8_t StretchRim(int32_t m, int32_t g, int32_t l, int32_t h, const StStretchTables& t)
-{
-  const int32_t l2 = std::min(std::max(l + 5 + t.aLift[m], 0), 32);
-  int32_t h2 = std::max(h, 50);
-  if (h2 < l2 + 50)
-    h2 = std::min(255, l2 + 50);
-  const double gain = std::min(t.aLimit[m], std::max(0.0, t.aGain[h2 - l2]));
-  const double d = std::max(g - l2, 0);
-  const double v = t.aA[m] * std::min(255.0, d * gain) + t.aRest[m] * d;
-  const uint8_t w = Invert(v);
-  if (t.aSharp[m])
-    return w;
-  return static_cast<uint8_t>(static_cast<int32_t>(w * t.aFade[m] + t.aWhite[m]));
-}
 
 } // namespace
 
@@ -123,16 +40,21 @@ int32_t ClIpKX10MaskR2::Process()
 
   m_Segmenter.m_dVarianceLimit = VarianceLimit(m_nSensitivity);
   m_Segmenter.m_pReference = m_pReferenceImage;
+  m_Segmenter.m_bEnlarge = false;
   const int32_t nSegment = m_Segmenter.Compute(&m_Faded, &m_Soft);
 
   bool bFinger = false;
   if (nSegment == 0) {
     const ClImage& upper = m_Segmenter.m_UpperEnvelope;
-    // A frame of one row or column leaves no rectangle: the histogram refuses it.
+    // A frame of one row or column leaves no rectangle: the histogram refuses it. Such a
+    // frame is never halved (its sides are not even).
     if (upper.Width() < 2 || upper.Height() < 2)
       m_Histogram.Create(upper, 0, 0, upper.Width() - 1, upper.Height() - 1);
-    bFinger = ClHistogram::CountInRange(upper, 0, 0, upper.Width() - 1, upper.Height() - 1, 15,
-                                        255) >= kLeastFingerSamples;
+    // A half-size sample stands for a 2 by 2 block of the frame.
+    const uint64_t nBlock = upper.Width() == m_Faded.Width() ? 1 : 4;
+    bFinger = nBlock * ClHistogram::CountInRange(upper, 0, 0, upper.Width() - 1, upper.Height() - 1,
+                                                 15, 255) >=
+              kLeastFingerSamples;
   }
   m_pOutImage->CreateLike(m_Faded);
   if (!bFinger) {
@@ -161,26 +83,126 @@ void ClIpKX10MaskR2::FadeTop()
 
 void ClIpKX10MaskR2::Stretch()
 {
-  const StStretchTables& t = Tables(m_bHighPrecision);
+  // Above 250 dpi the segmenter's results are at half size: one sample per 2 by 2 block.
+  if (Soft().Width() == m_Faded.Width())
+    StretchSamples();
+  else
+    StretchBlocks();
+}
+
+void ClIpKX10MaskR2::StretchSamples()
+{
+  const StStretchTables& t = StretchTables(m_bHighPrecision);
   const ClImage& lower = m_Segmenter.m_LowerEnvelope;
   const ClImage& upper = m_Segmenter.m_UpperEnvelope;
   ClImage& out = *m_pOutImage;
-  const int32_t nWidth = m_Faded.Width(), nHeight = m_Faded.Height();
-  const int32_t nSoftFrom = t.nSoftFrom;
-  for (int32_t y = 0; y < nHeight; ++y) {
-    const uint8_t* pM = m_Soft.Data() + ptrdiff_t(y) * m_Soft.LineElements();
-    const uint8_t* pG = m_Faded.Data() + ptrdiff_t(y) * m_Faded.LineElements();
+  for (int32_t y = 0; y < Soft().Height(); ++y) {
+    const uint8_t* pM = Soft().Data() + ptrdiff_t(y) * Soft().LineElements();
     const uint8_t* pL = lower.Data() + ptrdiff_t(y) * lower.LineElements();
     const uint8_t* pH = upper.Data() + ptrdiff_t(y) * upper.LineElements();
+    const uint8_t* pG = m_Faded.Data() + ptrdiff_t(y) * m_Faded.LineElements();
     uint8_t* pOut = out.Data() + ptrdiff_t(y) * out.LineElements();
-    for (int32_t x = 0; x < nWidth; ++x) {
+    for (int32_t x = 0; x < Soft().Width(); ++x) {
       const int32_t m = pM[x];
-      if (m == 255)
-        pOut[x] = StretchCore(pG[x], pL[x], pH[x], t);
-      else if (m <= nSoftFrom)
+      if (m <= t.nSoftFrom) {
         pOut[x] = 255;
-      else
-        pOut[x] = StretchRim(m, pG[x], pL[x], pH[x], t);
+      } else if (m == 255) {
+        const int32_t l2 = std::min(pL[x] + 5, 32);
+        pOut[x] = CoreSample(pG[x], l2, pH[x] - l2, t);
+      } else {
+        pOut[x] = StRim(m, pL[x], pH[x], t)(pG[x]);
+      }
+    }
+  }
+}
+
+void ClIpKX10MaskR2::StretchBlocks()
+{
+  const StStretchTables& t = StretchTables(m_bHighPrecision);
+  const ClImage& lower = m_Segmenter.m_LowerEnvelope;
+  const ClImage& upper = m_Segmenter.m_UpperEnvelope;
+  ClImage& out = *m_pOutImage;
+  const int32_t nWidth = Soft().Width(), nHeight = Soft().Height();
+  const int32_t nSoftFrom = t.nSoftFrom;
+  const ptrdiff_t nInStride = m_Faded.LineElements(), nOutStride = out.LineElements();
+  // The rim blocks of a row pair go through the vectorized kernel together.
+  const size_t nCap = size_t(nWidth);
+  if (m_aRimInts.size() < 11 * nCap)
+    m_aRimInts.resize(11 * nCap);
+  if (m_aRimDoubles.size() < 5 * nCap)
+    m_aRimDoubles.resize(5 * nCap);
+  int32_t* pInts = m_aRimInts.data();
+  double* pDoubles = m_aRimDoubles.data();
+  int32_t* pX = pInts;
+  const StRimBatch batch{pInts + nCap,
+                         pDoubles,
+                         pDoubles + nCap,
+                         pDoubles + 2 * nCap,
+                         pDoubles + 3 * nCap,
+                         pDoubles + 4 * nCap,
+                         pInts + 2 * nCap,
+                         {pInts + 3 * nCap, pInts + 4 * nCap, pInts + 5 * nCap, pInts + 6 * nCap},
+                         {pInts + 7 * nCap, pInts + 8 * nCap, pInts + 9 * nCap, pInts + 10 * nCap}};
+  constexpr int32_t kChunk = 16;
+  for (int32_t by = 0; by < nHeight; ++by) {
+    const uint8_t* pM = Soft().Data() + ptrdiff_t(by) * Soft().LineElements();
+    const uint8_t* pL = lower.Data() + ptrdiff_t(by) * lower.LineElements();
+    const uint8_t* pH = upper.Data() + ptrdiff_t(by) * upper.LineElements();
+    const uint8_t* pG0 = m_Faded.Data() + ptrdiff_t(2 * by) * nInStride;
+    const uint8_t* pG1 = pG0 + nInStride;
+    uint8_t* pOut0 = out.Data() + ptrdiff_t(2 * by) * nOutStride;
+    uint8_t* pOut1 = pOut0 + nOutStride;
+    int32_t nRim = 0;
+    for (int32_t bx0 = 0; bx0 < nWidth; bx0 += kChunk) {
+      const int32_t nEnd = std::min(bx0 + kChunk, nWidth);
+      // Most of a frame is background, white in whole chunks.
+      int32_t nFinger = 0;
+      for (int32_t bx = bx0; bx < nEnd; ++bx)
+        nFinger |= int32_t(pM[bx] > nSoftFrom);
+      if (nFinger == 0) {
+        std::memset(pOut0 + 2 * bx0, 255, size_t(2 * (nEnd - bx0)));
+        std::memset(pOut1 + 2 * bx0, 255, size_t(2 * (nEnd - bx0)));
+        continue;
+      }
+      for (int32_t bx = bx0; bx < nEnd; ++bx) {
+        const int32_t m = pM[bx];
+        const int32_t x = 2 * bx;
+        if (m <= nSoftFrom) {
+          pOut0[x] = pOut0[x + 1] = pOut1[x] = pOut1[x + 1] = 255;
+        } else if (m == 255) {
+          const int32_t l2 = std::min(pL[bx] + 5, 32);
+          const int32_t k = pH[bx] - l2;
+          pOut0[x] = CoreSample(pG0[x], l2, k, t);
+          pOut0[x + 1] = CoreSample(pG0[x + 1], l2, k, t);
+          pOut1[x] = CoreSample(pG1[x], l2, k, t);
+          pOut1[x + 1] = CoreSample(pG1[x + 1], l2, k, t);
+        } else {
+          const StRim rim(m, pL[bx], pH[bx], t);
+          pX[nRim] = x;
+          batch.pL2[nRim] = rim.nL2;
+          batch.pGain[nRim] = rim.dGain;
+          batch.pA[nRim] = rim.dA;
+          batch.pRest[nRim] = rim.dRest;
+          batch.pFade[nRim] = rim.dFade;
+          batch.pWhite[nRim] = rim.dWhite;
+          batch.pSharp[nRim] = rim.nSharp;
+          batch.aSamples[0][nRim] = pG0[x];
+          batch.aSamples[1][nRim] = pG0[x + 1];
+          batch.aSamples[2][nRim] = pG1[x];
+          batch.aSamples[3][nRim] = pG1[x + 1];
+          ++nRim;
+        }
+      }
+    }
+    if (nRim == 0)
+      continue;
+    StretchRimBatch(batch, nRim);
+    for (int32_t j = 0; j < nRim; ++j) {
+      const int32_t x = pX[j];
+      pOut0[x] = static_cast<uint8_t>(batch.aOut[0][j]);
+      pOut0[x + 1] = static_cast<uint8_t>(batch.aOut[1][j]);
+      pOut1[x] = static_cast<uint8_t>(batch.aOut[2][j]);
+      pOut1[x + 1] = static_cast<uint8_t>(batch.aOut[3][j]);
     }
   }
 }

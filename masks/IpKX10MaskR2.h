@@ -9,6 +9,7 @@
 #include "masks/IpLiveScannerMask.h"
 
 #include <cstdint>
+#include <vector>
 
 class ClIpKX10MaskR2 : public ClIpLiveScannerMask
 {
@@ -33,8 +34,16 @@ private:
   // reads as finger.
   void FadeTop();
   void Stretch();
+  // With the segmenter's results at the frame's size, and at half its size.
+  void StretchSamples();
+  void StretchBlocks();
 
   ClHistogram m_Histogram;
   ClImage m_Faded; // T
-  ClImage m_Soft;  // M
+  // The segmenter's mask at its working resolution, which the stretch reads.
+  const ClImage& Soft() const { return m_Segmenter.WorkingSoft(); }
+  ClImage m_Soft; // M
+  // The stretch's batch of rim blocks, kept from frame to frame.
+  std::vector<int32_t> m_aRimInts;
+  std::vector<double> m_aRimDoubles;
 };

@@ -152,6 +152,12 @@ int32_t ClIpKX10SegmentMaskR2::ProcessImage(ClImage* pIn, ClImage* pOut)
     m_LowerEnvelope.Copy(m_Lower);
     m_UpperEnvelope.Copy(m_Upper);
     pOut->Copy(m_Soft);
+  } else if (!m_bEnlarge) {
+    // The output keeps the input's size, so that it is not sized anew at every frame.
+    m_LowerEnvelope.Copy(m_Lower);
+    m_UpperEnvelope.Copy(m_Upper);
+    pOut->CreateLike(*pIn);
+    Enlarge(m_Soft, *pOut);
   } else {
     m_LowerEnvelope.CreateLike(*pIn);
     m_UpperEnvelope.CreateLike(*pIn);
@@ -188,6 +194,8 @@ void ClIpKX10SegmentMaskR2::CleanBackground()
   m_Components.m_pInImage = &m_Blobs;
   m_Components.m_pOutImage = &m_Labels;
   m_Components.m_pComponents = &m_aComponents;
+  // Only the blobs' sizes and boxes count.
+  m_Components.m_bShape = false;
   m_Components.Run();
 
   const uint32_t nCount = m_aComponents.Size();

@@ -36,6 +36,11 @@ public:
   // Results besides the mask, of the input's size: smoothed local minimum and maximum.
   ClImage m_LowerEnvelope;
   ClImage m_UpperEnvelope;
+  // Off: the envelopes stay at the working resolution (half the input's above 250 dpi),
+  // for a caller that reads them per 2 by 2 block, with WorkingSoft().
+  bool m_bEnlarge = true;
+  // The mask at the working resolution, after a run.
+  const ClImage& WorkingSoft() const { return m_Soft; }
   // Optional picture of the empty platen at the input's resolution; not owned.
   ClImage* m_pReference = nullptr;
   bool m_bHighPrecision;

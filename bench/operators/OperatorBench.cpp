@@ -1,6 +1,8 @@
 // Operators and filters beside OpenCV's nearest equivalents, on the frame sizes of the
 // scanner (800 by 750 and twice that) and, for the floating filters of the masks, on
-// the half-size 400 by 375. OpenCV runs on one thread, as ours do.
+// the half-size 400 by 375. OpenCV runs on one thread, as ours do. After the run the ratio
+// of each operator to its OpenCV counterpart is printed for both frame sizes (medians with
+// --benchmark_repetitions).
 #include "model/FpImage.h"
 #include "imaging/filters/IpFilterMid.h"
 #include "imaging/filters/IpFilterVariance.h"
@@ -17,7 +19,12 @@
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
+#include <cstdio>
+#include <map>
 #include <random>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -179,7 +186,26 @@ void CvSqrBox(benchmark::State& s, int nDepth)
   SetPixels(s);
 }
 
+// The variance as OpenCV users form it: window means of the samples and of their squares,
+// then (mean of squares - squared mean) * n / (n - 1), as our sample variance divides.
+void CvVariance(benchmark::State& s, int nDepth)
+{
+  TpFrame in(eUInt8, Width(s), Height(s), 1);
+  cv::Mat mean, squares, meanSquared, out;
+  const int k = int(s.range(1));
+  const double dScale = double(k * k) / double(k * k - 1);
+  for (auto _ : s) {
+    cv::boxFilter(in.mat, mean, nDepth, cv::Size(k, k));
+    cv::sqrBoxFilter(in.mat, squares, nDepth, cv::Size(k, k));
+    cv::multiply(mean, mean, meanSquared);
+    cv::addWeighted(squares, dScale, meanSquared, -dScale, 0.0, out);
+  }
+  SetPixels(s);
+}
+
 void BM_Variance(benchmark::State& s) { Variance(s, eDouble64); }
+void BM_CvVariance(benchmark::State& s) { CvVariance(s, CV_64F); }
+void BM_CvVarianceFloat(benchmark::State& s) { CvVariance(s, CV_32F); }
 void BM_CvSqrBox(benchmark::State& s) { CvSqrBox(s, CV_64F); }
 void BM_VarianceFloat(benchmark::State& s) { Variance(s, eFloat32); }
 void BM_CvSqrBoxFloat(benchmark::State& s) { CvSqrBox(s, CV_32F); }
@@ -288,6 +314,91 @@ void FramesWindow(benchmark::internal::Benchmark* b, std::initializer_list<int> 
   b->Unit(benchmark::kMicrosecond);
 }
 
+// Console output as usual, and the CPU time of every benchmark kept for the ratios: the
+// median of repetitions when there are several, else the one run.
+class ClRatioReporter : public benchmark::ConsoleReporter
+{
+public:
+  void ReportRuns(const std::vector<Run>& runs) override
+  {
+    benchmark::ConsoleReporter::ReportRuns(runs);
+    for (const Run& r : runs) {
+      const std::string sName = r.run_name.str();
+      if (r.run_type == Run::RT_Aggregate) {
+        if (r.aggregate_name == "median")
+          m_Medians[sName] = r.GetAdjustedCPUTime();
+      } else {
+        m_Runs[sName].push_back(r.GetAdjustedCPUTime());
+      }
+    }
+  }
+
+  // CPU time of a benchmark; negative when it did not run.
+  double Time(const std::string& sName)
+  {
+    const auto m = m_Medians.find(sName);
+    if (m != m_Medians.end())
+      return m->second;
+    auto r = m_Runs.find(sName);
+    if (r == m_Runs.end() || r->second.empty())
+      return -1.0;
+    std::vector<double>& a = r->second;
+    std::nth_element(a.begin(), a.begin() + a.size() / 2, a.end());
+    return a[a.size() / 2];
+  }
+
+  // Our time over OpenCV's for each pair that ran, at both frame sizes.
+  void PrintRatios()
+  {
+    struct StPair
+    {
+      const char* pWhat;
+      const char* pOurs;
+      const char* pTheirs;
+    };
+    static const StPair s_aPairs[] = {
+        {"Variance 11x11 double vs OpenCV variance", "BM_Variance/%d/11", "BM_CvVariance/%d/11"},
+        {"Variance 11x11 double vs sqrBoxFilter", "BM_Variance/%d/11", "BM_CvSqrBox/%d/11"},
+        {"Variance 11x11 float vs OpenCV variance", "BM_VarianceFloat/%d/11",
+         "BM_CvVarianceFloat/%d/11"},
+        {"Variance 11x11 float vs sqrBoxFilter", "BM_VarianceFloat/%d/11",
+         "BM_CvSqrBoxFloat/%d/11"},
+        {"Mean 31x31 vs blur", "BM_Mean31x31/%d", "BM_CvBlur31x31/%d"},
+        {"Subtract vs subtract", "BM_Subtract/%d", "BM_CvSubtract/%d"},
+        {"Subtract (template) vs subtract", "BM_TpSubtract/%d", "BM_CvSubtract/%d"},
+        {"Histogram vs calcHist", "BM_Histogram/%d", "BM_CvCalcHist/%d"},
+        {"Min 11x11 vs erode", "BM_Min/%d/11", "BM_CvErode/%d/11"},
+        {"Max 11x11 vs dilate", "BM_Max/%d/11", "BM_CvDilate/%d/11"},
+        {"Mean 3x3 vs blur", "BM_Mean3x3/%d", "BM_CvBlur3x3/%d"},
+        {"Binarize vs threshold", "BM_Binarize/%d", "BM_CvThreshold/%d"},
+        {"Binarize (template) vs threshold", "BM_TpBinarize/%d", "BM_CvThreshold/%d"},
+    };
+    std::printf("\nRatio of our CPU time to OpenCV's (below 1: faster)\n%-44s %9s %9s\n", "",
+                "800x750", "1600x1500");
+    for (const StPair& p : s_aPairs) {
+      double aRatio[2] = {-1.0, -1.0};
+      for (int i = 0; i < 2; ++i) {
+        char aOurs[64], aTheirs[64];
+        std::snprintf(aOurs, sizeof aOurs, p.pOurs, i == 0 ? 800 : 1600);
+        std::snprintf(aTheirs, sizeof aTheirs, p.pTheirs, i == 0 ? 800 : 1600);
+        const double dOurs = Time(aOurs), dTheirs = Time(aTheirs);
+        if (dOurs > 0 && dTheirs > 0)
+          aRatio[i] = dOurs / dTheirs;
+      }
+      if (aRatio[0] < 0 && aRatio[1] < 0)
+        continue;
+      std::printf("%-44s", p.pWhat);
+      for (double d : aRatio)
+        d < 0 ? std::printf(" %9s", "-") : std::printf(" %8.2fx", d);
+      std::printf("\n");
+    }
+  }
+
+private:
+  std::map<std::string, double> m_Medians;
+  std::map<std::string, std::vector<double>> m_Runs;
+};
+
 } // namespace
 
 BENCHMARK(BM_Mean3x3)->Apply(Frames);
@@ -302,8 +413,10 @@ BENCHMARK(BM_Max)->Apply([](auto* b) { FramesWindow(b, {11, 31}); });
 BENCHMARK(BM_CvDilate)->Apply([](auto* b) { FramesWindow(b, {11, 31}); });
 BENCHMARK(BM_Variance)->Apply([](auto* b) { FramesWindow(b, {11, 31}); });
 BENCHMARK(BM_CvSqrBox)->Apply([](auto* b) { FramesWindow(b, {11}); });
+BENCHMARK(BM_CvVariance)->Apply([](auto* b) { FramesWindow(b, {11}); });
 BENCHMARK(BM_VarianceFloat)->Apply([](auto* b) { FramesWindow(b, {11}); });
 BENCHMARK(BM_CvSqrBoxFloat)->Apply([](auto* b) { FramesWindow(b, {11}); });
+BENCHMARK(BM_CvVarianceFloat)->Apply([](auto* b) { FramesWindow(b, {11}); });
 BENCHMARK(BM_Histogram)->Apply(Frames);
 BENCHMARK(BM_CvCalcHist)->Apply(Frames);
 BENCHMARK(BM_Subtract)->Apply(Frames);
@@ -327,7 +440,9 @@ int main(int argc, char** argv)
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv))
     return 1;
-  benchmark::RunSpecifiedBenchmarks();
+  ClRatioReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  reporter.PrintRatios();
   benchmark::Shutdown();
   return 0;
 }

@@ -10,8 +10,12 @@
 //   f.Sub(j)            sample j leaves after position i is stored (j = i - nHalf)
 //
 // Initially the visitor has received Add(0) .. Add(nHalf - 1).
+#include "imaging/VectorKernel.h"
+
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
+#include <type_traits>
 
 // Number of samples of a clipped window of half nHalf at position i of a line of nCount.
 inline int32_t ClippedCount(int32_t i, int32_t nHalf, int32_t nCount)
@@ -62,29 +66,107 @@ inline void WalkWindow(int32_t nCount, int32_t nHalf, F& f)
 }
 
 // Sums of the clipped window at every position of a line, o[i] = p[i - nHalf] + ... +
-// p[i + nHalf]. The full zone runs as four interleaved chains, each started from a sum
-// of its own first window, so that the adds do not wait on one another. For integers
-// the result is exact whatever the order; floating sums differ from a single chain only
-// in their last bits.
+// p[i + nHalf]: the plain walk, one running sum.
 template <class Acc>
-inline void RunningWindowSums(const Acc* p, Acc* o, int32_t nCount, int32_t nHalf)
+inline void PlainWindowSums(const Acc* p, Acc* o, int32_t nCount, int32_t nHalf)
+{
+  struct Visitor
+  {
+    const Acc* p;
+    Acc* o;
+    Acc s;
+    void Add(int32_t j) { s += p[j]; }
+    void Sub(int32_t j) { s -= p[j]; }
+    void Store(int32_t i, int32_t) { o[i] = s; }
+    void StoreFull(int32_t i) { o[i] = s; }
+  } v{p, o, Acc(0)};
+  WalkWindow(nCount, nHalf, v);
+}
+
+#if defined(__GNUC__) && !defined(__clang__)
+// Full-window sums of unsigned integers from position i (whose sum s is stored already)
+// towards nEnd, 16 bytes of sums at a time: the differences p[k + nHalf] - p[k - nHalf - 1]
+// of a vector are summed up within it in log2(lanes) shifted adds, and only the vector's
+// total is carried on, so that vectors do not wait on one another's prefix. Wrapping
+// sums are exact in any order. Returns the first position not done; s is then the sum of
+// the last one done.
+template <class Acc>
+LSKX2_KERNEL_INLINE int32_t VectorWindowSums(const Acc* p, Acc* o, int32_t i, int32_t nEnd,
+                                             int32_t nHalf, Acc& s)
+{
+  typedef Acc V __attribute__((vector_size(16)));
+  constexpr int32_t L = int32_t(16 / sizeof(Acc));
+  static_assert(L == 2 || L == 4, "4- or 8-byte sums");
+  const V z = {};
+  V carry = z + s;
+  for (; i + 2 * L <= nEnd; i += 2 * L) {
+    V a, b, c, d;
+    std::memcpy(&a, p + i + nHalf, sizeof(V));
+    std::memcpy(&b, p + i - nHalf - 1, sizeof(V));
+    std::memcpy(&c, p + i + L + nHalf, sizeof(V));
+    std::memcpy(&d, p + i + L - nHalf - 1, sizeof(V));
+    V u = a - b, w = c - d;
+    if constexpr (L == 4) {
+      u += __builtin_shuffle(z, u, V{0, 4, 5, 6});
+      w += __builtin_shuffle(z, w, V{0, 4, 5, 6});
+      u += __builtin_shuffle(z, u, V{0, 1, 4, 5});
+      w += __builtin_shuffle(z, w, V{0, 1, 4, 5});
+    } else {
+      u += __builtin_shuffle(z, u, V{0, 2});
+      w += __builtin_shuffle(z, w, V{0, 2});
+    }
+    const V tu = __builtin_shuffle(u, V{} + Acc(L - 1));
+    const V tw = __builtin_shuffle(w, V{} + Acc(L - 1));
+    u += carry;
+    w += carry + tu;
+    std::memcpy(o + i, &u, sizeof(V));
+    std::memcpy(o + i + L, &w, sizeof(V));
+    carry += tu + tw;
+  }
+  s = carry[0];
+  return i;
+}
+#endif
+
+// The same sums, faster. Unsigned integers run the full zone a vector at a time (see
+// VectorWindowSums); other sums as four interleaved chains, each started from a sum of
+// its own first window, so that the adds do not wait on one another. Floating sums then
+// differ from a single chain only in their last bits.
+template <class Acc>
+LSKX2_KERNEL_INLINE void RunningWindowSums(const Acc* p, Acc* o, int32_t nCount, int32_t nHalf)
 {
   if (nHalf < 0)
     nHalf = 0;
   const int32_t nFull = nCount - 2 * nHalf; // positions with the whole window inside
+#if defined(__GNUC__) && !defined(__clang__)
+  if constexpr (std::is_integral<Acc>::value && std::is_unsigned<Acc>::value) {
+    if (nFull >= 16) {
+      Acc s = Acc(0);
+      for (int32_t j = 0; j < nHalf; ++j)
+        s += p[j];
+      for (int32_t i = 0; i < nHalf; ++i) {
+        s += p[i + nHalf];
+        o[i] = s;
+      }
+      s += p[2 * nHalf];
+      o[nHalf] = s;
+      const int32_t nFullEnd = nCount - nHalf;
+      int32_t i = VectorWindowSums(p, o, nHalf + 1, nFullEnd, nHalf, s);
+      for (; i < nFullEnd; ++i) {
+        s += p[i + nHalf] - p[i - nHalf - 1];
+        o[i] = s;
+      }
+      for (; i < nCount; ++i) {
+        s -= p[i - nHalf - 1];
+        o[i] = s;
+      }
+      return;
+    }
+  }
+#endif
   constexpr int32_t K = 4;
   if (nFull < 8 * K) {
-    struct Visitor
-    {
-      const Acc* p;
-      Acc* o;
-      Acc s;
-      void Add(int32_t j) { s += p[j]; }
-      void Sub(int32_t j) { s -= p[j]; }
-      void Store(int32_t i, int32_t) { o[i] = s; }
-      void StoreFull(int32_t i) { o[i] = s; }
-    } v{p, o, Acc(0)};
-    WalkWindow(nCount, nHalf, v);
+    PlainWindowSums(p, o, nCount, nHalf);
     return;
   }
   Acc s = Acc(0);

@@ -36,6 +36,17 @@ void CombineRows(const T1* pA, int32_t nStrideA, const T2* pB, int32_t nStrideB,
   }
 }
 
+// Rows of n samples that follow one another without padding in all three images are one
+// row of all of them: a single kernel call instead of one per row.
+template <class TGeometry>
+void JoinRows(const TGeometry& g, int64_t& n, int32_t& nRows)
+{
+  if (g.nIn1Stride == n && g.nIn2Stride == n && g.nOutStride == n) {
+    n *= nRows;
+    nRows = nRows > 0 ? 1 : 0;
+  }
+}
+
 // A range of exactly 256 whole values starting at an integer: a table built over it
 // covers every byte.
 bool FullByteRange(const ClImage& image, int32_t& nMin)
@@ -128,9 +139,10 @@ int32_t ClIpSubtract::TablePath(ClImage& in1, ClImage& in2, ClImage& out, const 
     const uint8_t nLowValue = TruncToSample<uint8_t>(dLow),
                   nHighValue = TruncToSample<uint8_t>(dHigh);
     uint8_t* pO = out.Data() + g.nOutStart;
-    const int64_t n = int64_t(g.nWidth) * g.nPlanes1;
-    for (int32_t y = 0; y < g.nHeight;
-         ++y, pA += g.nIn1Stride, pB += g.nIn2Stride, pO += g.nOutStride)
+    int64_t n = int64_t(g.nWidth) * g.nPlanes1;
+    int32_t nRows = g.nHeight;
+    JoinRows(g, n, nRows);
+    for (int32_t y = 0; y < nRows; ++y, pA += g.nIn1Stride, pB += g.nIn2Stride, pO += g.nOutStride)
       SubtractLimitedU8(pA, pB, pO, n, nMin1, nMin2, nLow, nLowValue, nHigh, nHighValue);
     return 0;
   }
@@ -184,8 +196,10 @@ int32_t ClIpSubtract::DirectLoop(ClImage& in1, ClImage& in2, ClImage& out, const
                 std::is_same<T3, uint8_t>::value) {
     if (g.nPlanes1 == g.nPlanes2) {
       // A negative difference or one below lo gives lo: with lo at least 0 that is "below lo".
-      const int64_t n = int64_t(g.nWidth) * g.nPlanes1;
-      for (int32_t y = 0; y < g.nHeight;
+      int64_t n = int64_t(g.nWidth) * g.nPlanes1;
+      int32_t nRows = g.nHeight;
+      JoinRows(g, n, nRows);
+      for (int32_t y = 0; y < nRows;
            ++y, pA += g.nIn1Stride, pB += g.nIn2Stride, pO += g.nOutStride)
         SubtractLimitedU8(pA, pB, pO, n, 0, 0, lo, lo, hi, hi);
       return 0;

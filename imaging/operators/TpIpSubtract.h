@@ -33,6 +33,12 @@ public:
     const int32_t nCoverWidth = std::min(nWidth, in2.Width());
     const int32_t nCoverHeight = std::min(nHeight, in2.Height());
     const ptrdiff_t nA = in1.LineElements(), nB = in2.LineElements(), nO = out.LineElements();
+    // Rows without padding, all covered: one run over the whole picture.
+    if (nCoverWidth == nWidth && nCoverHeight == nHeight && nA == nWidth && nB == nWidth &&
+        nO == nWidth && int64_t(nWidth) * nHeight <= INT32_MAX) {
+      SubtractRow(pA, pB, pO, nWidth * nHeight);
+      return 0;
+    }
     for (int32_t y = 0; y < nHeight; ++y, pA += nA, pO += nO) {
       int32_t x = 0;
       if (y < nCoverHeight) {

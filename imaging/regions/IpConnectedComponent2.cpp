@@ -146,9 +146,10 @@ int32_t ClIpConnectedComponent2::Process()
     return 0;
 
   TakeFirstPass(nLabels);
-  SecondPass(pLabels, nStride, nW, nH, nLabels);
+  if (m_bShape)
+    SecondPass(pLabels, nStride, nW, nH, nLabels);
 
-  for (int32_t i = 0; i < nLabels; ++i) {
+  for (int32_t i = 0; i < nLabels && m_bShape; ++i) {
     ClComponent& c = a[i];
     if (c.m_dSize > 1) {
       const double dSum = c.m_dMomentYY + c.m_dMomentXX;

@@ -57,6 +57,8 @@ public:
   // Optional label image; a local one is used without it.
   ClImage* m_pOutImage = nullptr;
   ComponentsArray_t* m_pComponents = nullptr;
+  // Off: no second moments, eccentricity or orientation; they keep what they hold.
+  bool m_bShape = true;
 
 protected:
   void DescribeArguments(ClProcessorArguments& a) override;

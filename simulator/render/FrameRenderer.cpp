@@ -307,6 +307,10 @@ bool ClFrameRenderer::ShadeRow(int W, int H, int y, int& xl, int& xr, uint8_t* p
   return true;
 }
 
+// The row loops are built a second time for AVX2, picked when the library is loaded.
+#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && !defined(LSKX2_NO_CLONES)
+__attribute__((target_clones("avx2", "default")))
+#endif
 void ClFrameRenderer::Compose(int W, int H, EOrientation eOrientation, const uint8_t* pBg,
                               size_t nBgRowStep, const int8_t* pNoise, uint8_t* pOut,
                               uint8_t* pMask)

@@ -1,6 +1,7 @@
 // ClIpFilterMid and ClTpIpFilterMid against brute-force means over clipped windows.
 #include "imaging/filters/IpFilterMid.h"
 #include "imaging/filters/TpIpFilterMid.h"
+#include "imaging/filters/WindowWalk.h"
 #include "tests/common/TestFailure.h"
 #include "tests/common/TestImages.h"
 
@@ -8,7 +9,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <random>
 #include <type_traits>
+#include <vector>
 
 namespace {
 
@@ -331,4 +334,27 @@ TEST(FilterMid, TemplateRefusesOverflowingSums)
   EXPECT_THROW(g.Process(), ClException);
   g.m_nFilterWidth = 4;
   EXPECT_CL_THROW(g.Process(), -44, nullptr);
+}
+
+// The vectorised window sums against the plain walk, on lines of every length around the
+// vector widths and with sums that wrap.
+TEST(FilterMid, WindowSumsMatchPlainWalk)
+{
+  std::mt19937_64 gen(17);
+  for (int32_t n = 1; n < 90; ++n)
+    for (int32_t h : {0, 1, 2, 5, 15, 40}) {
+      const size_t nSize = static_cast<size_t>(n);
+      std::vector<uint32_t> p32(nSize), o32(nSize), r32(nSize);
+      std::vector<uint64_t> p64(nSize), o64(nSize), r64(nSize);
+      for (int32_t i = 0; i < n; ++i) {
+        p32[size_t(i)] = uint32_t(gen());
+        p64[size_t(i)] = gen();
+      }
+      RunningWindowSums(p32.data(), o32.data(), n, h);
+      PlainWindowSums(p32.data(), r32.data(), n, h);
+      RunningWindowSums(p64.data(), o64.data(), n, h);
+      PlainWindowSums(p64.data(), r64.data(), n, h);
+      ASSERT_EQ(o32, r32) << n << " " << h;
+      ASSERT_EQ(o64, r64) << n << " " << h;
+    }
 }
