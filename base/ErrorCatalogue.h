@@ -8,6 +8,9 @@ enum ELsKX2Error : int32_t {
 #define LSKX2_ERROR(code, name, id, text) id = code,
 #include "base/ErrorCatalogue.def"
 #undef LSKX2_ERROR
+  // The device library's error 0x20000006 is raised as this code, which has no row (and
+  // so no text) in the catalogue.
+  eErrLibraryUncatalogued = -601,
 };
 
 struct TpErrorCatalogueRow

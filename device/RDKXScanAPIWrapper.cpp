@@ -20,7 +20,7 @@ int32_t MapLibraryError(uint32_t nError, int32_t nDefault)
   case 170:
     return eErrDeviceDisconnected;
   case 0x20000006:
-    return -601;
+    return eErrLibraryUncatalogued;
   case 0x20000010:
     return eErrBadPointer;
   default:
